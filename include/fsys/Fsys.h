@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstdint>
+
+#include "fsys/CompletionInfo.h"
+#include "fsys/Export.h"
+#include "fsys/FsysBuf.h"
+#include "fsys/FsysFile.h"
+#include "fsys/IoCompletion.h"
+#include "platform/CriticalSection.h"
+#include "platform/LightweightString.h"
+#include "platform/OsAtomics.h"
+#include "platform/Shutdown.h"
+#include "platform/Vector.h"
+
+class FsysPoll;
+
+// Fsys: the engine: every open file, the two pollers and the completion receiver.
+// Story      FsysInitialize makes the one engine, theFsys; FsysUninitialize, a shutdown callback,
+//            ends it. In between it opens and closes files and owns them.
+// Threads    OpenFile, Close: any, at once for different files. Each list is guarded by its lock,
+//            which is re-entrant and comes before a file's lock; a pass of the poller holds it.
+//            The destructor: one thread, when no other call is in progress.
+// Ownership  owns its files from a successful open until Close deletes them, the pollers, the buffer
+//            pool and a reference to the receiver.
+// Errors     1 success, 0 failure; see OpenFile and Close.
+// Kept       the destructor closes every other file of a list and leaves the rest open and listed
+//            (FsysTest.DestroyingAnEngineWithFourOpenReadFilesClosesTwoOfThem). What those hold is
+//            still written, and they are inert afterwards.
+class FSYS_EXPORT Fsys {
+public:
+  Fsys();
+  virtual ~Fsys();
+  Fsys(const Fsys&) = delete;
+  Fsys& operator=(const Fsys&) = delete;
+
+  // Opens a file. `value`: the file's coalesce length, the largest byte count to which queued
+  // requests merge. `flags`: 1 read, 2 write (creates, never truncates, continues at the end). The
+  // callback is not used. 1 and the file in *file; or 0. FsysError is set, and *file null, when the
+  // platform refused the file; an empty path and a file manager that serves no file leave both alone.
+  uint32_t OpenFile(FsysFile** file, LightweightString<wchar_t> path, uint32_t value,
+                    uint32_t flags, CompletionCallback callback);
+  // Drains, closes and deletes the file; waits at most some seconds for transfers that do not end,
+  // and gives their callers a failure. 1; or the failing result of sending the pending segment, and
+  // the file stays open. The callback is not used.
+  uint32_t Close(FsysFile* file, CompletionCallback callback);
+  uint32_t SetCoalesceLength(FsysFile* file, uint32_t length);
+  uint32_t GetWriteBytesOutstanding(unsigned int* bytes);
+
+  static uint32_t CreateBufferSpace();
+  // Kept: BufferSpace_ is not cleared (FsysBufTest.ReleasingLeavesThePointerAsItWas).
+  static uint32_t ReleaseBufferSpace();
+
+  static FsysBuf* BufferSpace_;
+
+private:
+  friend class FsysFile;
+  friend class FileRequest;
+  friend class IOCompletionReceiver;
+  friend struct LayoutPeer;
+  friend struct FsysPeer;
+
+  uint32_t openServed(FsysFile** file, const LightweightString<wchar_t>& path, uint32_t value,
+                      uint32_t flags, uint32_t sectorSize);
+  uint32_t openNative(FsysFile** file, const LightweightString<wchar_t>& path, uint32_t value,
+                      uint32_t flags, uint32_t sectorSize, iDiskDrive::eType driveType);
+  FsysPoll* pollFor(uint32_t flags) const;
+  void list(FsysFile* file);
+  void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
+  void reportOutstandingWrites(FsysFile* file);
+  void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
+  void leaveInert(Vector<FsysFile*>& files, CriticalSection& lock);
+  iTaskQueue* servedTransfers();
+
+  // Fixed order.
+  OsCounter<uint32_t> readBytesOutstanding_;
+  OsCounter<uint32_t> writeBytesOutstanding_;
+  FsysPoll* readPoll_ = nullptr;
+  FsysPoll* writePoll_ = nullptr;
+  Vector<FsysFile*> readFiles_ GUARDED_BY(readFilesLock_);
+  Vector<FsysFile*> writeFiles_ GUARDED_BY(writeFilesLock_);
+  CriticalSection readFilesLock_;
+  CriticalSection writeFilesLock_;
+  Qv::Ptr<IOCompletionReceiver> receiver_;
+
+  // Ours: makes the receiver and the queue once, and does the transfers of files that have none of
+  // their own.
+  CriticalSection makingLock_;
+  Qv::Ptr<iTaskQueue> servedTransfers_;
+};
+
+// The engine; null before FsysInitialize and after FsysUninitialize.
+extern FSYS_EXPORT Fsys* theFsys;
+// Result of the last failed low-level operation; 1 means that none has been recorded.
+extern FSYS_EXPORT unsigned int FsysError;
+// Merge ceilings for the application; the engine only stores them. Bytes.
+extern FSYS_EXPORT unsigned int MaxReadCoalesceSize;
+extern FSYS_EXPORT unsigned int MaxWriteCoalesceSize;
+// Whether writes that are too slow are reported as failures.
+extern FSYS_EXPORT bool GlobalWriteSpeedWarningFlag;
+
+// The flat functions. 1 success, 0 failure; those that need the engine return 0 without one.
+FSYS_EXPORT uint32_t FsysInitialize();
+FSYS_EXPORT void FsysUninitialize(Shutdown::eExitType type);
+FSYS_EXPORT uint32_t FsysOpen(FsysFile** file, LightweightString<wchar_t> path, uint32_t value,
+                              uint32_t flags, CompletionCallback callback);
+FSYS_EXPORT uint32_t FsysClose(FsysFile* file, CompletionCallback callback);
+FSYS_EXPORT uint32_t FsysSetCoalesceLength(FsysFile* file, uint32_t length);
+FSYS_EXPORT uint32_t FsysGetWriteBytesOutstanding(unsigned int* bytes);
+FSYS_EXPORT uint32_t FsysGetLastError();
+// Settings; meant for set-up.
+FSYS_EXPORT void FsysSetNetworkWriteCaching(bool on);
+FSYS_EXPORT void FsysSetImmediateRequestHandling(bool on);
+FSYS_EXPORT void FsysSetWriteSpeedWarning(bool on);
+FSYS_EXPORT void FsysSetReadMaxCoalesceSize(unsigned int bytes);
+FSYS_EXPORT void FsysSetWriteMaxCoalesceSize(unsigned int bytes);

@@ -1,0 +1,210 @@
+#pragma once
+
+#include <cstdint>
+
+#include "fsys/CompletionInfo.h"
+#include "fsys/Export.h"
+#include "platform/CriticalSection.h"
+#include "platform/LightweightString.h"
+#include "platform/OsAtomics.h"
+#include "platform/OsFiles.h"
+#include "platform/OsThreads.h"
+#include "platform/Vector.h"
+
+class FileRequest;
+class FsysPoll;
+class CompletionPortHandler;
+
+// SEEK_TYPE: from where FsysFile::Seek counts.
+enum SEEK_TYPE : uint32_t {
+  eSeekFromCurrent = 0,
+  eSeekFromStart = 1,
+};
+
+// FsysFile: one open media file of the engine.
+// Story      Fsys::OpenFile makes it and puts it on the engine's list for its direction. Callers
+//            stream with DirectRead and DirectWrite; these queue requests; the poller starts them;
+//            completions finish them. Fsys::Close drains it and takes it away.
+// Threads    DirectRead, QueueReadRequest: any, at once. DirectWrite, Read, Write, Seek, WaitForDrain:
+//            one thread at a time a file (the write cache and the position are not locked).
+//            StartRequests: the poller. The file's lock guards both request lists; it is re-entrant,
+//            and the list's lock comes before it. Counters are atomic.
+// Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
+//            flight hold a pin: the object goes when the last of them lets go.
+// Units      bytes; positions 64-bit, lengths 32-bit.
+// Errors     1 success; 0 failure; 8 too many deferred requests (CheckRequestListSize, DirectRead);
+//            an OsError from the platform. A failure moves no position.
+// States     open -> closing (nothing is queued any more) -> gone. A file that its engine left open
+//            is inert: every call fails or does nothing, and nothing calls back.
+// Kept       DirectRead after DisableCache counts as accepted and does nothing
+//            (FsysFileTest.ADisabledCacheIgnoresReads); the kept read that is dropped is the last
+//            in the list and never the first (FsysFileTest.TheLastKeptReadIsDroppedAndNeverTheFirst);
+//            a synchronous write waits for the poller's own pass
+//            (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
+class FSYS_EXPORT FsysFile {
+public:
+  using RequestList = Vector<FileRequest*>;
+
+  FsysFile(const LightweightString<wchar_t>& path, FsysPoll* poll, uint32_t sectorSize,
+           iDiskDrive::eType driveType, uint32_t flags, uint32_t coalesceLength);
+  FsysFile(const Qv::Ptr<iFile>& file, FsysPoll* poll, uint32_t sectorSize,
+           iDiskDrive::eType driveType, uint32_t flags, uint32_t coalesceLength);
+  FsysFile(const FsysFile&) = delete;
+  FsysFile& operator=(const FsysFile&) = delete;
+
+  // Fixed order of virtual operations.
+  virtual ~FsysFile();
+  // Opens the path, through its link if it is one. 1, or an OsError.
+  virtual uint32_t LowLevelOpen(const LightweightString<wchar_t>& path, uint32_t flags,
+                                bool network);
+  virtual uint32_t LowLevelClose();
+  // Start one request's transfer; they return before it ends. 1, or an OsError and nothing started.
+  virtual uint32_t LowLevelAsyncRead(FileRequest* request);
+  virtual uint32_t LowLevelAsyncWrite(FileRequest* request);
+  // Transfer at the file's position, which they do not move. A read that ends at the end of the file
+  // is 1 with zeros behind it; one that begins there is 0.
+  virtual uint32_t LowLevelRead(void* buffer, uint32_t bytes);
+  virtual uint32_t LowLevelWrite(void* buffer, uint32_t bytes);
+  virtual uint32_t LowLevelGetInfo(FILE_INFO* info);
+  // Sends this file's completions to the handler.
+  virtual uint32_t SetUpIoCompletionNotify(CompletionPortHandler* handler);
+
+  // Streaming. The data arrives through the callback. `deferrable`: the request may wait for the
+  // poller's next pass when immediate request handling is off.
+  // Returns 1 when accepted; 0 or 8 when the list is full; 0 when the file is closing.
+  uint32_t DirectRead(long position, uint32_t length, bool deferrable, CompletionCallback callback,
+                      Qv::Ptr<iObject>& context);
+  // Writes the holder's getSize() bytes at the file's position. 0 for an empty holder, or one
+  // without memory. The holder's bytes must not change until the callback.
+  uint32_t DirectWrite(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
+                       Qv::Ptr<iObject>& context, bool synchronous);
+
+  // Synchronous transfers at the position. Write sends what the write cache holds first.
+  uint32_t Read(void* buffer, uint32_t bytes);
+  uint32_t Write(void* buffer, uint32_t bytes);
+  // Sends what the write cache holds, then moves. Returns 1.
+  uint32_t Seek(long offset, SEEK_TYPE type);
+
+  // Queues. 1: the request is the file's (merged requests are gone). 0: it stays the caller's.
+  uint32_t QueueReadRequest(FileRequest* request);
+  uint32_t QueueWriteRequest(FileRequest* request);
+  uint32_t CheckRequestListSize(RequestList* list);
+  void removeOldestRequest(RequestList* list);
+  // The poller's pass over one list; its list's lock is held.
+  uint32_t StartRequests(RequestList* list);
+
+  // Sends the write cache and waits at most 4000 ms for writes in flight.
+  void WaitForDrain();
+  // Signals the drain event while no write is outstanding, resets it otherwise.
+  void CheckOutstandingWrites();
+
+  // Answers a read from a finished one: 1, and the request is gone. 0: nothing changed.
+  uint32_t SatisfyFromCache(FileRequest* request);
+  void AllocWriteCache();
+  void FreeWriteCache();
+  // Sends the partial sector that is pending, padded with zeros. The write's result.
+  uint32_t SendWriteSegBuffer();
+  // Destroys every request of the read list. 1.
+  uint32_t ClearMemoryRefs();
+
+  uint32_t GetSectorSize() const { return sectorSize_; }
+  uint32_t DisableCache();
+  bool isASyncIOSupported() const;
+  const LightweightString<wchar_t>& GetName() const { return name_; }
+  uint64_t GetPosition() const { return position_; }
+  // Bytes of queued or started requests.
+  uint32_t GetReadBytesOutstanding() const { return readBytesOutstanding_.get(); }
+  uint32_t GetWriteBytesOutstanding() const { return writeBytesOutstanding_.get(); }
+  // Reads that were answered from finished ones. A figure.
+  uint32_t GetCacheHits() const { return cacheHits_.get(); }
+
+private:
+  friend class Fsys;
+  friend class FsysPoll;
+  friend class FileRequest;
+  friend class FilePin;
+  friend class IOCompletionReceiver;
+  friend class ServedTransfer;
+  friend struct LayoutPeer;
+  friend struct FsysFilePeer;
+
+  void init();
+  // Lifetime. pin/unpin: any thread; the last unpin destroys.
+  void pin();
+  void unpin();
+  void makeInert();
+
+  // Opening and transfers (FsysFileIo.cpp).
+  uint32_t openMode(uint32_t flags, bool network) const;
+  uint32_t startTransfer(FileRequest* request, bool write);
+  uint32_t serveTransfer(FileRequest* request, bool write);
+
+  // Queues (FsysFile.cpp).
+  bool mayDefer(const FileRequest* request) const;
+  bool mergeIntoQueued(RequestList* list, FileRequest* request, Qv::Ptr<iThreadEvent>& waiter);
+  void appendLocked(RequestList* list, FileRequest* request);
+  void countDeferred();
+  void kickPoll();
+  void countOutstanding(bool read, int64_t delta);
+  void sweepFailedLocked(RequestList* list);
+  bool startQueuedLocked(RequestList* list, bool& startedAny);
+  uint32_t startOneLocked(FileRequest* request);
+  void failStartLocked(RequestList* list, FileRequest* request, uint32_t code);
+  FileRequest* findCachedLocked(const FileRequest* request);
+  void failUnfinished(RequestList* list);
+
+  // Direct transfers (FsysFileDirect.cpp).
+  bool writeCachingInForce() const;
+  uint32_t cachedBytes() const;
+  uint32_t queueWriteWithRetry(FileRequest* request);
+  uint32_t stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
+                      Qv::Ptr<iObject>& context);
+  uint32_t queueWhole(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
+                      Qv::Ptr<iObject>& context, bool synchronous);
+  bool appendToCache(const unsigned char* bytes, uint32_t count);
+  void keepRemainder(uint32_t written, uint32_t remainder);
+  uint32_t sendCacheAt(uint64_t position);
+
+  // Fixed order.
+  iDiskDrive::eType driveType_;
+  uint32_t sectorSize_;
+  FsysPoll* poll_;                   // null once inert
+  Qv::Ptr<iFile> file_;
+  Qv::Ptr<iFile> probe_;
+  LightweightString<wchar_t> name_;
+  RequestList* readRequests_;        // owned; guarded by *lock_
+  RequestList* writeRequests_;       // owned; guarded by *lock_
+  CriticalSection* lock_;            // owned
+  OsWord<bool> closing_{false};
+  Qv::Ptr<iThreadEvent> drainEvent_;
+  OsCounter<uint32_t> deferredCount_;
+  uint64_t position_ = 0;
+  Qv::Ptr<iMemHolder> writeSegment_;
+  uint32_t pendingSegmentBytes_ = 0;
+  Qv::Ptr<iMemHolder> writeCache_;
+  unsigned char* writeCacheFill_ = nullptr;
+  uint64_t writeCachePosition_ = 0;
+  bool cacheDisabled_ = false;
+  uint32_t flags_;
+  OsCounter<uint32_t> coalesceLength_;
+  OsCounter<uint32_t> writeBytesOutstanding_;
+  OsCounter<uint32_t> readBytesOutstanding_;
+
+  // Ours.
+  uint32_t writeCacheCapacity_ = 0;
+  bool attached_ = false;
+  OsCounter<int32_t> pins_{1};
+  OsCounter<uint32_t> cacheHits_;
+};
+
+// Keeps a file in memory for a scope.
+class FilePin {
+public:
+  explicit FilePin(FsysFile* file) : file_(file) { file_->pin(); }
+  ~FilePin() { file_->unpin(); }
+  FilePin(const FilePin&) = delete;
+  FilePin& operator=(const FilePin&) = delete;
+
+private:
+  FsysFile* file_;
+};

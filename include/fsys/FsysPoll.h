@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+
+#include "fsys/Export.h"
+#include "platform/CriticalSection.h"
+#include "platform/OsAtomics.h"
+#include "platform/OsThreads.h"
+#include "platform/Vector.h"
+
+class FsysFile;
+
+// FsysPoll: starts the queued requests of one direction's files, on a timer or when kicked.
+// Story      The engine makes one for reads and one for writes; each has a thread that passes over
+//            its file list until the poller goes.
+// Threads    Kick: any. Polltasks: the poller's thread, under the list's lock for the whole pass.
+//            Callbacks of failed starts run inside a pass, with that lock and the file's lock held.
+// Ownership  the list and its lock are the engine's; the thread is the poller's. The destructor
+//            returns when the thread has left its function; it makes no further pass.
+// Units      delays in ms. A pass follows the last by at most the delay; sooner while passes find
+//            work to start, so that a request that kicks nobody does not wait the whole delay.
+class FSYS_EXPORT FsysPoll {
+public:
+  // `spare` is kept and never read.
+  FsysPoll(Vector<FsysFile*>* files, CriticalSection* filesLock, bool reads, unsigned delay_ms,
+           unsigned spare);
+  virtual ~FsysPoll();
+  FsysPoll(const FsysPoll&) = delete;
+  FsysPoll& operator=(const FsysPoll&) = delete;
+
+  // Makes the next pass start at once. Any thread; takes no lock; does not wait; cannot fail.
+  void Kick();
+  // One pass over the files. Returns 1.
+  unsigned Polltasks();
+  // The thread's function; the argument is the poller. Returns 0.
+  static unsigned StartPolling(void* poll);
+
+private:
+  friend struct LayoutPeer;
+  friend struct FsysPollPeer;
+  void passOver(FsysFile* file);
+  unsigned nextWait_ms();
+
+  // Fixed order; fixed after construction unless said otherwise.
+  unsigned delay_ms_;
+  uint32_t threadId_ = 0;
+  Qv::Ptr<iThreadEvent> wake_;
+  Vector<FsysFile*>* files_ PT_GUARDED_BY(*filesLock_);
+  CriticalSection* filesLock_;
+  unsigned spare_;
+  OsWord<bool> running_{true};
+  bool reads_;
+
+  // The poller's thread alone.
+  bool foundWork_ = false;
+  unsigned idleWait_ms_;
+};

@@ -1,0 +1,110 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "platform/PlatformExport.h"
+#include "platform/QvDC.h"
+#include "platform/iObject.h"
+
+// CompletionPortHandlerCallbackContext: how one transfer ended.
+class CompletionPortHandlerCallbackContext {
+public:
+  CompletionPortHandlerCallbackContext() = default;
+  CompletionPortHandlerCallbackContext(uint32_t bytes, void* context, bool succeeded)
+      : bytes_(bytes), context_(context), succeeded_(succeeded) {}
+
+  // Bytes that were transferred. Fewer than asked for: the end of the file (a read).
+  uint32_t bytesProcessed() const { return bytes_; }
+  // The request that was given with the transfer.
+  void* context() const { return context_; }
+  // False: the executing thread's last error says why.
+  bool succeeded() const { return succeeded_; }
+
+private:
+  uint32_t bytes_ = 0;
+  void* context_ = nullptr;
+  bool succeeded_ = false;
+};
+
+using CompletionCommand =
+    QvDC::Cmd<CompletionPortHandlerCallbackContext, QvDC::ThreadSafetyTraits::ThreadSafe>;
+
+// AsyncTransfer: what is to be transferred.
+struct AsyncTransfer {
+  uint64_t offset = 0;
+  void* buffer = nullptr;
+  uint32_t bytes = 0;
+  Qv::Ptr<iObject> keep;     // holds the buffer for as long as the system may touch it
+  void* request = nullptr;   // handed back with the completion
+};
+
+// iAsyncContext: one request's side of its transfers. It owns what the system may still touch: the
+// descriptor, a reference to the buffer, and a link to the request that can be cut.
+// Story      A request obtains one for its first transfer. The transfer sets the link; the
+//            completion takes it, or who destroys the request cuts it, whoever comes first. A
+//            completion that finds no link is dropped; the buffer lives until the system lets go.
+// Threads    any.
+class PLATFORM_EXPORT iAsyncContext : public iObject {
+public:
+  // Cuts the link. The request if this call cut it: its completion will never be reported. Null if
+  // the completion has taken it, or nothing was started.
+  void* detach() { return link_.exchange(nullptr, std::memory_order_acq_rel); }
+
+  // For the platform: sets the link as a transfer starts; takes it as one completes.
+  void setLink(void* request) { link_.store(request, std::memory_order_release); }
+  void* takeLink() { return link_.exchange(nullptr, std::memory_order_acq_rel); }
+
+private:
+  std::atomic<void*> link_{nullptr};
+};
+
+// iCompletionPort: what stands behind a CompletionPortHandler. Files are attached to the port.
+// Ownership  the destructor returns only when no command runs and none can start; transfers that
+//            are still in flight then end without being reported.
+class iCompletionPort : public iObject {};
+
+// iAsyncIo: the asynchronous I/O service.
+class iAsyncIo {
+public:
+  struct Description {
+    bool ring = false;      // a ring of the kernel's; otherwise threads
+    const char* why = "";   // why threads, in words; empty for a ring
+    uint32_t inFlightLimit = 0;  // transfers that are given to the system at once, a port
+  };
+
+  virtual Qv::Ptr<iAsyncContext> createContext() = 0;
+  // The four limits are threads that wait, run, queue and are kept; one that meets them is enough.
+  // Null when it cannot be made.
+  virtual Qv::Ptr<iCompletionPort> createPort(const char* name, const CompletionCommand& command,
+                                              int waiting, int running, int queued, int kept) = 0;
+  // What a port made now would be.
+  virtual Description describe() = 0;
+
+protected:
+  ~iAsyncIo() = default;
+};
+
+// CompletionPortHandler: executes a copy of a command for each finished transfer of the files that
+// are attached to it, on a thread of its name.
+// Story      Made with a name and a command; files are attached; each finished transfer takes a
+//            command from the pool, fills it and executes it. Nothing is allocated on that way.
+// Threads    commands run on the handler's thread, no lock held; one after another for a ring, up to
+//            `running` at once for threads.
+// Ownership  the destructor returns only when no command runs and none can start. It must not be
+//            called from its own command.
+class PLATFORM_EXPORT CompletionPortHandler {
+public:
+  // The four numbers: see iAsyncIo::createPort. Throws std::bad_alloc when no port can be made.
+  CompletionPortHandler(const char* name, CompletionCommand& command, int waiting, int running,
+                        int queued, int kept);
+  ~CompletionPortHandler();
+  CompletionPortHandler(const CompletionPortHandler&) = delete;
+  CompletionPortHandler& operator=(const CompletionPortHandler&) = delete;
+
+  // For the platform's files.
+  iCompletionPort* port() const { return port_.get(); }
+
+private:
+  Qv::Ptr<iCompletionPort> port_;
+};

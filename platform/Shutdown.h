@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/PlatformExport.h"
+
+// Shutdown: what runs when the process ends in an orderly way.
+// Story      Services register callbacks as they start. run() calls them from the highest priority
+//            to the lowest, the last registered first among equals, each once, and forgets them.
+//            A process that never calls run() has it called at exit.
+// Threads    addCallback: any. run: one thread, with no lock held while a callback runs.
+namespace Shutdown {
+
+enum eExitType : int { eNormal = 0, eAbort = 1 };
+
+using Callback = void (*)(eExitType);
+
+PLATFORM_EXPORT void addCallback(Callback callback, int priority);
+PLATFORM_EXPORT void run(eExitType type);
+
+}  // namespace Shutdown
