@@ -1,0 +1,11 @@
+#include <new>
+
+#include "platform/OS.h"
+
+CompletionPortHandler::CompletionPortHandler(const char* name, CompletionCommand& command,
+                                             int waiting, int running, int queued, int kept)
+    : port_(OS()->getAsyncIo()->createPort(name, command, waiting, running, queued, kept)) {
+  if (!port_) throw std::bad_alloc();
+}
+
+CompletionPortHandler::~CompletionPortHandler() = default;

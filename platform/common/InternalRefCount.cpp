@@ -1,0 +1,3 @@
+#include "platform/QvPtr.h"
+
+Qv::InternalRefCount::~InternalRefCount() = default;

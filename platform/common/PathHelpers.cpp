@@ -1,0 +1,82 @@
+#include "platform/PathHelpers.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/OS.h"
+
+namespace {
+
+constexpr wchar_t kKnownSeparators[] = {L'/', L'\\'};
+
+wchar_t separator() { return OS()->getFileManager()->getSeparator(); }
+
+// The position after the last separator.
+size_t nameStart(std::wstring_view path, wchar_t mark) {
+  size_t last = path.rfind(mark);
+  return last == path.npos ? 0 : last + 1;
+}
+
+// Drops '.' and what '..' takes back. A '..' that has nothing to take back stays in a relative path
+// and means nothing in an absolute one.
+std::vector<std::wstring_view> resolvedParts(std::wstring_view folder, wchar_t mark) {
+  bool absolute = !folder.empty() && folder.front() == mark;
+  std::vector<std::wstring_view> parts;
+  while (!folder.empty()) {
+    size_t end = std::min(folder.find(mark), folder.size());
+    std::wstring_view part = folder.substr(0, end);
+    folder.remove_prefix(std::min(end + 1, folder.size()));
+    if (part.empty() || part == L".") continue;
+    if (part != L"..") {
+      parts.push_back(part);
+    } else if (!parts.empty() && parts.back() != L"..") {
+      parts.pop_back();
+    } else if (!absolute) {
+      parts.push_back(part);
+    }
+  }
+  return parts;
+}
+
+}  // namespace
+
+PathString getPath(const PathString& path) {
+  wchar_t mark = separator();
+  std::wstring_view folder = path.view().substr(0, nameStart(path.view(), mark));
+  std::wstring result;
+  if (!folder.empty() && folder.front() == mark) result.push_back(mark);
+  for (std::wstring_view part : resolvedParts(folder, mark)) result.append(part).push_back(mark);
+  return PathString(std::wstring_view(result));
+}
+
+PathString stripPath(const PathString& path) {
+  return path.substr(nameStart(path.view(), separator()));
+}
+
+PathString stripExtension(const PathString& path) {
+  std::wstring_view text = path.view();
+  size_t dot = text.rfind(L'.');
+  bool has = dot != text.npos && dot >= nameStart(text, separator());
+  return has ? path.substr(0, dot) : path;
+}
+
+PathString joinPaths(const PathString& folder, const PathString& name) {
+  if (folder.empty()) return name;
+  wchar_t mark = separator();
+  std::wstring_view head = folder.view();
+  std::wstring_view tail = name.view();
+  while (!head.empty() && head.back() == mark) head.remove_suffix(1);
+  while (!tail.empty() && tail.front() == mark) tail.remove_prefix(1);
+  std::wstring joined(head);
+  joined.push_back(mark);
+  joined.append(tail);
+  return PathString(std::wstring_view(joined));
+}
+
+PathString fixForeignOSFileName(const PathString& path) {
+  wchar_t mark = separator();
+  std::wstring fixed(path.view());
+  for (wchar_t known : kKnownSeparators) std::replace(fixed.begin(), fixed.end(), known, mark);
+  return path.isNull() ? path : PathString(std::wstring_view(fixed));
+}

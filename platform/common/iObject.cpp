@@ -1,0 +1,3 @@
+#include "platform/iObject.h"
+
+iObject::~iObject() = default;

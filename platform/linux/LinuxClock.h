@@ -1,0 +1,5 @@
+#pragma once
+
+#include "platform/Clocks.h"
+
+iClock* linuxClock();

@@ -1,0 +1,5 @@
+#pragma once
+
+#include "platform/OsMemory.h"
+
+iMemoryManager* linuxMemoryManager();

@@ -1,0 +1,5 @@
+#pragma once
+
+#include "platform/OsSystemInfo.h"
+
+iSystemInfo* linuxSystemInfo();
