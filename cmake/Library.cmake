@@ -6,10 +6,20 @@ foreach(library fsys fsys_inside)
     $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/fsys-1>)
   target_compile_features(${library} PUBLIC cxx_std_20)
-  target_link_libraries(${library} PRIVATE $<BUILD_INTERFACE:fsys_options> PkgConfig::LIBURING
-    PkgConfig::LIBMOUNT ${fsys_allocator_library})
+  target_link_libraries(${library} PRIVATE $<BUILD_INTERFACE:fsys_options>
+    $<BUILD_INTERFACE:PkgConfig::LIBURING> $<BUILD_INTERFACE:PkgConfig::LIBMOUNT>
+    $<BUILD_INTERFACE:${fsys_allocator_library}>)
 endforeach()
 target_link_libraries(fsys_inside INTERFACE $<BUILD_INTERFACE:fsys_options>)
+
+# The number in the file name changes when programs must be built anew.
+set(FSYS_VERSION_SCRIPT ${CMAKE_SOURCE_DIR}/packaging/fsys.map)
+set_target_properties(fsys PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1
+  LINK_DEPENDS ${FSYS_VERSION_SCRIPT})
+target_link_options(fsys PRIVATE LINKER:--version-script=${FSYS_VERSION_SCRIPT})
+if(NOT FSYS_SANITIZE)
+  target_link_options(fsys PRIVATE LINKER:--no-undefined)
+endif()
 
 file(GLOB fake_sources CONFIGURE_DEPENDS platform/fake/*.cpp)
 if(fake_sources)

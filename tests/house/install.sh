@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# A consumer is built from the installed tree with CMake and with pkg-config, and runs; then the
+# tree is moved and it is done again. Usage: install.sh CMAKE BUILD_FOLDER COMPILER
+set -euo pipefail
+cmake=$1
+build=$2
+compiler=$3
+here=$(readlink -f "$(dirname "$0")")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+consume() {
+  local prefix=$1 try=$2 libdir
+  libdir=$(dirname "$(find "$prefix" -name libfsys.so)")
+  "$cmake" -S "$here/consumer" -B "$work/$try" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+    -DCMAKE_PREFIX_PATH="$prefix" >"$work/$try.log" 2>&1 || { cat "$work/$try.log"; return 1; }
+  "$cmake" --build "$work/$try" >"$work/$try.log" 2>&1 || { cat "$work/$try.log"; return 1; }
+  "$work/$try/consumer"
+  export PKG_CONFIG_PATH=$libdir/pkgconfig
+  # shellcheck disable=SC2046  # one word a flag
+  "$compiler" -std=c++20 "$here/consumer/main.cpp" -o "$work/$try-pc" $(pkg-config --cflags --libs fsys)
+  LD_LIBRARY_PATH=$libdir "$work/$try-pc"
+  [ "$(pkg-config --modversion fsys)" = "$(sed -n 's/.*fsys VERSION \([0-9.]*\).*/\1/p' "$here/../../CMakeLists.txt")" ]
+  # Nothing in the tree points back to where it was built, or to where it lay before.
+  if grep -rlF -e "$here" -e "$work/first" "$prefix" --include='*.cmake' --include='*.pc' --include='*.h'; then
+    echo "the installed files above name a folder of this machine"
+    return 1
+  fi
+  echo "$try: built and run, with find_package and with pkg-config"
+}
+
+"$cmake" --install "$build" --prefix "$work/first" >"$work/install.log" 2>&1 ||
+  { cat "$work/install.log"; exit 1; }
+consume "$work/first" installed
+"$here/headers.sh" "$compiler" "$work/first/include/fsys-1"
+mv "$work/first" "$work/second"
+consume "$work/second" moved
+if [ -x "$work/second/bin/fsys" ]; then
+  "$work/second/bin/fsys" --help >/dev/null
+  echo "the installed tool runs from the moved tree"
+fi
