@@ -16,7 +16,7 @@ protected:
 namespace Qv {
 // Monotonic time in milliseconds, with fractions; its zero is arbitrary.
 PLATFORM_EXPORT double now();
-}
+}  // namespace Qv
 
 // The same, in whole milliseconds; wraps after 49 days.
 PLATFORM_EXPORT uint32_t service_get_msecs();

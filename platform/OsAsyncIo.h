@@ -35,8 +35,8 @@ struct AsyncTransfer {
   uint64_t offset = 0;
   void* buffer = nullptr;
   uint32_t bytes = 0;
-  Qv::Ptr<iObject> keep;     // holds the buffer for as long as the system may touch it
-  void* request = nullptr;   // handed back with the completion
+  Qv::Ptr<iObject> keep;    // holds the buffer for as long as the system may touch it
+  void* request = nullptr;  // handed back with the completion
 };
 
 // iAsyncContext: one request's side of its transfers. It owns what the system may still touch: the
@@ -68,8 +68,8 @@ class iCompletionPort : public iObject {};
 class iAsyncIo {
 public:
   struct Description {
-    bool ring = false;      // a ring of the kernel's; otherwise threads
-    const char* why = "";   // why threads, in words; empty for a ring
+    bool ring = false;           // a ring of the kernel's; otherwise threads
+    const char* why = "";        // why threads, in words; empty for a ring
     uint32_t inFlightLimit = 0;  // transfers that are given to the system at once, a port
   };
 
@@ -89,7 +89,8 @@ protected:
 // are attached to it, on a thread of its name.
 // Story      Made with a name and a command; files are attached; each finished transfer takes a
 //            command from the pool, fills it and executes it. Nothing is allocated on that way.
-// Threads    commands run on the handler's thread, no lock held; one after another for a ring, up to
+// Threads    commands run on the handler's thread, no lock held; one after another for a ring, up
+// to
 //            `running` at once for threads.
 // Ownership  the destructor returns only when no command runs and none can start. It must not be
 //            called from its own command.

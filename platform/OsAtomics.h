@@ -61,10 +61,26 @@ public:
   OsWord(const OsWord&) = delete;
   OsWord& operator=(const OsWord&) = delete;
 
+  operator T() const { return get(); }
   T get() const { return value_.load(std::memory_order_acquire); }
   void set(T value) { value_.store(value, std::memory_order_release); }
   T exchange(T value) { return value_.exchange(value, std::memory_order_acq_rel); }
 
 private:
   std::atomic<T> value_;
+};
+
+// OsShares: how many hold an object that is destroyed by the last of them.
+class OsShares {
+public:
+  constexpr explicit OsShares(int32_t shares) : shares_(shares) {}
+  OsShares(const OsShares&) = delete;
+  OsShares& operator=(const OsShares&) = delete;
+
+  void add() { shares_.fetch_add(1, std::memory_order_relaxed); }
+  // True for the last: what every other holder did is seen by it.
+  bool drop() { return shares_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+
+private:
+  std::atomic<int32_t> shares_;
 };

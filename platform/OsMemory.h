@@ -35,10 +35,10 @@ enum : unsigned {
 class iVirtualMemory {
 public:
   struct Figures {
-    uint64_t bytesInUse = 0;    // in regions now
-    uint64_t bytesKept = 0;     // backed by the system and not in a region
-    uint64_t keepLimit = 0;     // most of the above after the last region went
-    bool hugePages = false;     // whether the last slab was advised onto huge pages
+    uint64_t bytesInUse = 0;  // in regions now
+    uint64_t bytesKept = 0;   // backed by the system and not in a region
+    uint64_t keepLimit = 0;   // most of the above after the last region went
+    bool hugePages = false;   // whether the last slab was advised onto huge pages
   };
 
   // `hint` must be null; `type` eVmReserveAndCommit; `protection` eVmReadWrite. 0 bytes: null.

@@ -6,7 +6,8 @@
 // Path arithmetic on text; nothing here looks at the disk. The separator is the file manager's.
 using PathString = LightweightString<wchar_t>;
 
-// The folder of a path with its trailing separator, `.` and `..` resolved. Empty when there is none.
+// The folder of a path with its trailing separator, `.` and `..` resolved. Empty when there is
+// none.
 PLATFORM_EXPORT PathString getPath(const PathString& path);
 // The part after the last separator.
 PLATFORM_EXPORT PathString stripPath(const PathString& path);

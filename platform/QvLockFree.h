@@ -9,7 +9,8 @@
 
 // Qv::LockFree::Stack and Qv::PooledObject: memory of one size that is taken and given back
 // without a lock and without an allocation once the pool has grown to what is used at once.
-// Story      Slots come in slabs that double in size and are never given back, so a slot that a slow
+// Story      Slots come in slabs that double in size and are never given back, so a slot that a
+// slow
 //            thread still looks at is always memory of the pool. The free list is a stack of slot
 //            numbers; a counter beside the top number tells a top that went and came back.
 // Threads    any; no lock; allocates only when the pool grows.
@@ -35,8 +36,8 @@ public:
   }
 
   void give(void* memory) {
-    Slot* slot = reinterpret_cast<Slot*>(static_cast<unsigned char*>(memory) -
-                                         offsetof(Slot, memory));
+    Slot* slot =
+        reinterpret_cast<Slot*>(static_cast<unsigned char*>(memory) - offsetof(Slot, memory));
     push(slot->number, slot);
   }
 

@@ -86,7 +86,6 @@ public:
 
   friend bool operator==(const Ptr& a, const Ptr& b) { return a.object_ == b.object_; }
   friend bool operator==(const Ptr& a, const T* b) { return a.object_ == b; }
-  friend bool operator==(const Ptr& a, std::nullptr_t) { return a.object_ == nullptr; }
 
 private:
   T* object_ = nullptr;

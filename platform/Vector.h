@@ -41,7 +41,9 @@ public:
     removeIdx(index);
     return true;
   }
-  void removeIdx(size_t index) { items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index)); }
+  void removeIdx(size_t index) {
+    items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
+  }
   void clear() { items_.clear(); }
   // Takes all entries of `other`, which is empty afterwards.
   void consume(Vector& other) {

@@ -14,7 +14,8 @@ class FsysFile;
 class CriticalSection;
 
 // FileRequest: one asynchronous read or write of a byte range of one file.
-// Story      A file makes one for a caller's range, and may merge it into a neighbour; the neighbour
+// Story      A file makes one for a caller's range, and may merge it into a neighbour; the
+// neighbour
 //            then answers for it. The poller starts it, the platform transfers, the completion
 //            delivers: every caller that was merged in is told about its own bytes. A finished read
 //            is kept as the read cache until it is dropped.
@@ -50,8 +51,12 @@ public:
     TOO_SLOW = 6,
   };
 
-  static uint32_t CoalesceGap_;   // bytes that a read may read through to merge
-  static uint64_t usageClock_;    // changed under the file locks and by the pollers
+  static uint32_t CoalesceGap_;  // bytes that a read may read through to merge
+  static OsCounter<uint64_t> usageClock_;
+  // Figures of the process: reads started and their bytes, requests merged into others.
+  static uint64_t GetReadCount();
+  static double GetReadBytes();
+  static uint64_t GetMergeCount();
 
   // `deferrable`: queuing need not wake the poller. `synchronous`: queuing waits for completion.
   // `buffer`: the caller's data for a write, empty for a read. The callback may be null.
@@ -74,8 +79,8 @@ public:
 
   // Widens a read to whole sectors. Nothing for sector size 0.
   void ReadSectorAdjust(uint32_t sectorSize);
-  // Moves the partial sectors of a write through the file's segment. Returns the bytes that are then
-  // pending in it.
+  // Moves the partial sectors of a write through the file's segment. Returns the bytes that are
+  // then pending in it.
   uint32_t WriteSectorAdjust(uint32_t sectorSize, Qv::Ptr<iMemHolder> segment);
 
   // Whether b's bytes begin in a's, or where they end (reads: or within the gap; writes: exactly
@@ -113,16 +118,32 @@ private:
   friend struct LayoutPeer;
   friend struct FileRequestPeer;
 
+  friend class DeliveryScope;
+
   using Entries = Vector<CompletionInfo*>;
-  Entries takeEntries();
-  void deliver(Entries& entries);
-  void adopt(FileRequest* other, uint32_t shift);
-  bool growsTo(FileRequest* other, uint64_t& offset, uint64_t& length, uint32_t& shift,
-               uint32_t& ownShift) const;
+  // Where a merged range lies.
+  struct Merged {
+    uint64_t offset;
+    uint64_t length;
+    uint32_t ownShift;    // by how much this request's entries move up in the buffer
+    uint32_t otherShift;  // where the other's entries begin
+  };
+
+  CriticalSection* fileLock() const;
+  Entries takeEntries(uint32_t first);
+  static int lastBefore(const Entries& entries, uint64_t position);
+  void deliver(CompletionInfo* entry, uint32_t status);
+  static void fail(Entries& entries, uint32_t first, uint32_t code);
+  static void destroyEntries(Entries& entries) noexcept;
+  bool mayTake(const FileRequest* other) const;
+  bool mergedRange(const FileRequest* other, Merged& merged) const;
+  void adopt(FileRequest* other, const Merged& merged);
   uint32_t startRead(FsysFile* file);
   uint32_t startWrite(FsysFile* file);
   uint32_t splitOffSector(uint32_t sectorSize, uint64_t offset, const Qv::Ptr<iMemHolder>& segment);
-  bool holdsTransfer() const;
+  bool holderSuffices() const;
+  unsigned char* transferBuffer() const;
+  Qv::Ptr<iObject> transferKeep() const;
   void beginTransfer();
   void endTransfer();
 
@@ -148,7 +169,10 @@ private:
   // Ours.
   Qv::Ptr<SyncFileRequest> syncContext_;
   Vector<Qv::Ptr<iMemHolder>> mergedHolders_;  // what merged writes are written from
-  bool delivered_ = false;     // the list was taken: nothing may be merged any more
-  bool inFlight_ = false;      // a transfer was handed to the platform
-  OsCounter<int32_t> shares_{1};
+  bool delivered_ = false;  // the entries were taken: nothing may be merged any more
+  bool inFlight_ = false;   // holds the transfer's share and pin; who has the link has it
+  bool startedWithoutTransfer_ = false;
+  bool unlisted_ = false;      // went straight to the platform: no list sweeps it
+  uint32_t sectorResult_ = 1;  // of the sector that was split off
+  OsShares shares_{1};
 };

@@ -21,7 +21,8 @@ class FsysPoll;
 // Threads    OpenFile, Close: any, at once for different files. Each list is guarded by its lock,
 //            which is re-entrant and comes before a file's lock; a pass of the poller holds it.
 //            The destructor: one thread, when no other call is in progress.
-// Ownership  owns its files from a successful open until Close deletes them, the pollers, the buffer
+// Ownership  owns its files from a successful open until Close deletes them, the pollers, the
+// buffer
 //            pool and a reference to the receiver.
 // Errors     1 success, 0 failure; see OpenFile and Close.
 // Kept       the destructor closes every other file of a list and leaves the rest open and listed
@@ -37,7 +38,8 @@ public:
   // Opens a file. `value`: the file's coalesce length, the largest byte count to which queued
   // requests merge. `flags`: 1 read, 2 write (creates, never truncates, continues at the end). The
   // callback is not used. 1 and the file in *file; or 0. FsysError is set, and *file null, when the
-  // platform refused the file; an empty path and a file manager that serves no file leave both alone.
+  // platform refused the file; an empty path and a file manager that serves no file leave both
+  // alone.
   uint32_t OpenFile(FsysFile** file, LightweightString<wchar_t> path, uint32_t value,
                     uint32_t flags, CompletionCallback callback);
   // Drains, closes and deletes the file; waits at most some seconds for transfers that do not end,
@@ -60,14 +62,19 @@ private:
   friend struct LayoutPeer;
   friend struct FsysPeer;
 
-  uint32_t openServed(FsysFile** file, const LightweightString<wchar_t>& path, uint32_t value,
-                      uint32_t flags, uint32_t sectorSize);
-  uint32_t openNative(FsysFile** file, const LightweightString<wchar_t>& path, uint32_t value,
-                      uint32_t flags, uint32_t sectorSize, iDiskDrive::eType driveType);
+  FsysFile* openServed(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
+                       uint32_t sectorSize);
+  FsysFile* openNative(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
+                       uint32_t sectorSize, iDiskDrive::eType driveType);
+  void attach(FsysFile* file, uint32_t flags);
   FsysPoll* pollFor(uint32_t flags) const;
-  void list(FsysFile* file);
+  void enlist(FsysFile* file, uint32_t flags);
+  void delist(FsysFile* file);
+  bool isOpen(FsysFile* file);
+  bool claim(FsysFile* file);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
+  void drainAll();
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
   void leaveInert(Vector<FsysFile*>& files, CriticalSection& lock);
   iTaskQueue* servedTransfers();
@@ -83,10 +90,10 @@ private:
   CriticalSection writeFilesLock_;
   Qv::Ptr<IOCompletionReceiver> receiver_;
 
-  // Ours: makes the receiver and the queue once, and does the transfers of files that have none of
-  // their own.
-  CriticalSection makingLock_;
-  Qv::Ptr<iTaskQueue> servedTransfers_;
+  // Ours. The last lock in every order.
+  CriticalSection ownLock_;
+  Vector<FsysFile*> openFiles_ GUARDED_BY(ownLock_);          // opened, and not yet being closed
+  Qv::Ptr<iTaskQueue> servedTransfers_ GUARDED_BY(ownLock_);  // for files without async transfers
 };
 
 // The engine; null before FsysInitialize and after FsysUninitialize.

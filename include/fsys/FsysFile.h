@@ -25,10 +25,11 @@ enum SEEK_TYPE : uint32_t {
 // Story      Fsys::OpenFile makes it and puts it on the engine's list for its direction. Callers
 //            stream with DirectRead and DirectWrite; these queue requests; the poller starts them;
 //            completions finish them. Fsys::Close drains it and takes it away.
-// Threads    DirectRead, QueueReadRequest: any, at once. DirectWrite, Read, Write, Seek, WaitForDrain:
+// Threads    DirectRead, QueueReadRequest: any, at once. DirectWrite, Read, Write, Seek,
+// WaitForDrain:
 //            one thread at a time a file (the write cache and the position are not locked).
-//            StartRequests: the poller. The file's lock guards both request lists; it is re-entrant,
-//            and the list's lock comes before it. Counters are atomic.
+//            StartRequests: the poller. The file's lock guards both request lists; it is
+//            re-entrant, and the list's lock comes before it. Counters are atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.
 // Units      bytes; positions 64-bit, lengths 32-bit.
@@ -38,9 +39,9 @@ enum SEEK_TYPE : uint32_t {
 //            is inert: every call fails or does nothing, and nothing calls back.
 // Kept       DirectRead after DisableCache counts as accepted and does nothing
 //            (FsysFileTest.ADisabledCacheIgnoresReads); the kept read that is dropped is the last
-//            in the list and never the first (FsysFileTest.TheLastKeptReadIsDroppedAndNeverTheFirst);
-//            a synchronous write waits for the poller's own pass
-//            (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
+//            in the list and never the first
+//            (FsysFileTest.TheLastKeptReadIsDroppedAndNeverTheFirst); a synchronous write waits for
+//            the poller's own pass (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
 class FSYS_EXPORT FsysFile {
 public:
   using RequestList = Vector<FileRequest*>;
@@ -61,8 +62,8 @@ public:
   // Start one request's transfer; they return before it ends. 1, or an OsError and nothing started.
   virtual uint32_t LowLevelAsyncRead(FileRequest* request);
   virtual uint32_t LowLevelAsyncWrite(FileRequest* request);
-  // Transfer at the file's position, which they do not move. A read that ends at the end of the file
-  // is 1 with zeros behind it; one that begins there is 0.
+  // Transfer at the file's position, which they do not move. A read that ends at the end of the
+  // file is 1 with zeros behind it; one that begins there is 0.
   virtual uint32_t LowLevelRead(void* buffer, uint32_t bytes);
   virtual uint32_t LowLevelWrite(void* buffer, uint32_t bytes);
   virtual uint32_t LowLevelGetInfo(FILE_INFO* info);
@@ -71,11 +72,13 @@ public:
 
   // Streaming. The data arrives through the callback. `deferrable`: the request may wait for the
   // poller's next pass when immediate request handling is off.
-  // Returns 1 when accepted; 0 or 8 when the list is full; 0 when the file is closing.
+  // Returns 1 when accepted; 0 or 8 when the list is full; 0 when the file is closing, or was
+  // opened for writing (FsysError: eOsAccessDenied).
   uint32_t DirectRead(long position, uint32_t length, bool deferrable, CompletionCallback callback,
                       Qv::Ptr<iObject>& context);
-  // Writes the holder's getSize() bytes at the file's position. 0 for an empty holder, or one
-  // without memory. The holder's bytes must not change until the callback.
+  // Writes the holder's getSize() bytes at the file's position. 0 for an empty holder, one without
+  // memory, a closing file, or one that was not opened for writing (FsysError: eOsAccessDenied).
+  // The holder's bytes must not change until the callback.
   uint32_t DirectWrite(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
                        Qv::Ptr<iObject>& context, bool synchronous);
 
@@ -111,7 +114,7 @@ public:
   uint32_t DisableCache();
   bool isASyncIOSupported() const;
   const LightweightString<wchar_t>& GetName() const { return name_; }
-  uint64_t GetPosition() const { return position_; }
+  uint64_t GetPosition() const { return position_.get(); }
   // Bytes of queued or started requests.
   uint32_t GetReadBytesOutstanding() const { return readBytesOutstanding_.get(); }
   uint32_t GetWriteBytesOutstanding() const { return writeBytesOutstanding_.get(); }
@@ -128,57 +131,64 @@ private:
   friend struct LayoutPeer;
   friend struct FsysFilePeer;
 
+  friend class DeliveryScope;
+
   void init();
-  // Lifetime. pin/unpin: any thread; the last unpin destroys.
+  // Lifetime. Any thread; the last unpin destroys.
   void pin();
   void unpin();
   void makeInert();
 
-  // Opening and transfers (FsysFileIo.cpp).
-  uint32_t openMode(uint32_t flags, bool network) const;
+  // Transfers (FsysFileIo.cpp).
   uint32_t startTransfer(FileRequest* request, bool write);
-  uint32_t serveTransfer(FileRequest* request, bool write);
+  uint32_t handOver(FileRequest* request, bool write);
+  uint32_t serveTransfer(FileRequest* request, const AsyncTransfer& transfer, bool write);
 
-  // Queues (FsysFile.cpp).
+  // Queues (FsysFileQueues.cpp). ...Locked: the file's lock is held.
   bool mayDefer(const FileRequest* request) const;
-  bool mergeIntoQueued(RequestList* list, FileRequest* request, Qv::Ptr<iThreadEvent>& waiter);
+  bool mergeLocked(RequestList* list, FileRequest* request);
   void appendLocked(RequestList* list, FileRequest* request);
   void countDeferred();
   void kickPoll();
   void countOutstanding(bool read, int64_t delta);
   void sweepFailedLocked(RequestList* list);
-  bool startQueuedLocked(RequestList* list, bool& startedAny);
-  uint32_t startOneLocked(FileRequest* request);
+  bool startQueuedLocked(RequestList* list);
+  void finishWithoutTransfer(FileRequest* request);
   void failStartLocked(RequestList* list, FileRequest* request, uint32_t code);
-  FileRequest* findCachedLocked(const FileRequest* request);
   void failUnfinished(RequestList* list);
+  void abandonAll(RequestList* list);
 
   // Direct transfers (FsysFileDirect.cpp).
+  FileRequest* findCachedLocked(const FileRequest* request);
   bool writeCachingInForce() const;
+  bool goesStraight(uint32_t bytes) const;
   uint32_t cachedBytes() const;
   uint32_t queueWriteWithRetry(FileRequest* request);
+  uint32_t queueStraight(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
+                         Qv::Ptr<iObject>& context, bool synchronous);
   uint32_t stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
+                      Qv::Ptr<iObject>& context, bool async);
+  uint32_t sendStaged(uint32_t bytes, bool deferrable, CompletionCallback callback,
                       Qv::Ptr<iObject>& context);
-  uint32_t queueWhole(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
-                      Qv::Ptr<iObject>& context, bool synchronous);
-  bool appendToCache(const unsigned char* bytes, uint32_t count);
+  uint32_t appendToCache(const unsigned char* bytes, uint32_t count);
+  bool growCache(uint64_t bytes);
   void keepRemainder(uint32_t written, uint32_t remainder);
-  uint32_t sendCacheAt(uint64_t position);
+  uint32_t flushCache();
 
   // Fixed order.
   iDiskDrive::eType driveType_;
   uint32_t sectorSize_;
-  FsysPoll* poll_;                   // null once inert
+  FsysPoll* poll_;  // null once inert
   Qv::Ptr<iFile> file_;
   Qv::Ptr<iFile> probe_;
   LightweightString<wchar_t> name_;
-  RequestList* readRequests_;        // owned; guarded by *lock_
-  RequestList* writeRequests_;       // owned; guarded by *lock_
-  CriticalSection* lock_;            // owned
+  RequestList* readRequests_;   // owned; guarded by *lock_
+  RequestList* writeRequests_;  // owned; guarded by *lock_
+  CriticalSection* lock_;       // owned
   OsWord<bool> closing_{false};
   Qv::Ptr<iThreadEvent> drainEvent_;
   OsCounter<uint32_t> deferredCount_;
-  uint64_t position_ = 0;
+  OsCounter<uint64_t> position_;
   Qv::Ptr<iMemHolder> writeSegment_;
   uint32_t pendingSegmentBytes_ = 0;
   Qv::Ptr<iMemHolder> writeCache_;
@@ -193,7 +203,8 @@ private:
   // Ours.
   uint32_t writeCacheCapacity_ = 0;
   bool attached_ = false;
-  OsCounter<int32_t> pins_{1};
+  bool foundWork_ = false;  // the last pass started something; the poller's thread alone
+  OsShares pins_{1};
   OsCounter<uint32_t> cacheHits_;
 };
 

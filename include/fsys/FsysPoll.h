@@ -30,6 +30,8 @@ public:
 
   // Makes the next pass start at once. Any thread; takes no lock; does not wait; cannot fail.
   void Kick();
+  // Whether its thread could be made; without it nothing is started.
+  bool hasThread() const { return threadId_ != 0; }
   // One pass over the files. Returns 1.
   unsigned Polltasks();
   // The thread's function; the argument is the poller. Returns 0.

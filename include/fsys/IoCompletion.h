@@ -41,6 +41,10 @@ public:
 
 private:
   friend struct LayoutPeer;
+  static void finishSucceeded(FileRequest* request, uint32_t bytes);
+  static void finishFailed(FileRequest* request, uint32_t error);
+  static void judgeVolume(FileRequest* request);
+
   CompletionPortHandler* readHandler_;
   CompletionPortHandler* writeHandler_;
 };

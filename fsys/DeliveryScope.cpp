@@ -1,0 +1,27 @@
+#include "fsys/DeliveryScope.h"
+
+#include "fsys/FileRequest.h"
+
+thread_local DeliveryScope* DeliveryScope::innermost_ = nullptr;
+
+DeliveryScope::DeliveryScope(const FileRequest* request, uint32_t countedBytes)
+    : request_(request), countedBytes_(countedBytes), outer_(innermost_) {
+  innermost_ = this;
+}
+
+DeliveryScope::~DeliveryScope() { innermost_ = outer_; }
+
+bool DeliveryScope::active() { return innermost_ != nullptr; }
+
+bool DeliveryScope::isTelling(const FileRequest* request) {
+  for (const DeliveryScope* scope = innermost_; scope; scope = scope->outer_)
+    if (scope->request_ == request) return true;
+  return false;
+}
+
+uint32_t DeliveryScope::writeBytesHeld(const FsysFile* file) {
+  uint32_t held = 0;
+  for (const DeliveryScope* scope = innermost_; scope; scope = scope->outer_)
+    if (!scope->request_->is_read_ && scope->request_->file_ == file) held += scope->countedBytes_;
+  return held;
+}

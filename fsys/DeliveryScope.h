@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+class FileRequest;
+class FsysFile;
+
+// DeliveryScope: marks that this thread is telling a request's callers, for as long as it does.
+// Story      A callback may close its own file, or write to it. Whoever would then wait for the
+// very
+//            request that is being told, or for a completion that this thread would have to
+//            deliver, would wait for itself: it asks here first.
+// Threads    each thread has a chain of its own.
+class DeliveryScope {
+public:
+  // `countedBytes`: what the request still counts as outstanding while it is told.
+  DeliveryScope(const FileRequest* request, uint32_t countedBytes);
+  ~DeliveryScope();
+  DeliveryScope(const DeliveryScope&) = delete;
+  DeliveryScope& operator=(const DeliveryScope&) = delete;
+
+  // Whether this thread is telling anybody.
+  static bool active();
+  static bool isTelling(const FileRequest* request);
+  // Write bytes of the file that stay outstanding until this thread returns from its callbacks.
+  static uint32_t writeBytesHeld(const FsysFile* file);
+
+private:
+  const FileRequest* request_;
+  uint32_t countedBytes_;
+  DeliveryScope* outer_;
+  static thread_local DeliveryScope* innermost_;
+};

@@ -1,0 +1,124 @@
+#include "fsys/FsysFile.h"
+
+#include "fsys/DeliveryScope.h"
+#include "fsys/EngineSettings.h"
+#include "fsys/FileRequest.h"
+#include "fsys/Fsys.h"
+#include "fsys/ResultCodes.h"
+#include "platform/Log.h"
+#include "platform/OS.h"
+
+namespace {
+
+constexpr size_t kListRoom = 40;          // entries
+constexpr uint32_t kDrainWait_ms = 4000;  // longest wait for writes in flight
+
+}  // namespace
+
+FsysFile::FsysFile(const LightweightString<wchar_t>& path, FsysPoll* poll, uint32_t sectorSize,
+                   iDiskDrive::eType driveType, uint32_t flags, uint32_t coalesceLength)
+    : driveType_(driveType),
+      sectorSize_(sectorSize),
+      poll_(poll),
+      name_(path),
+      readRequests_(nullptr),
+      writeRequests_(nullptr),
+      lock_(nullptr),
+      flags_(flags),
+      coalesceLength_(coalesceLength) {
+  if (!name_.isNull()) init();
+}
+
+FsysFile::FsysFile(const Qv::Ptr<iFile>& file, FsysPoll* poll, uint32_t sectorSize,
+                   iDiskDrive::eType driveType, uint32_t flags, uint32_t coalesceLength)
+    : FsysFile(LightweightString<wchar_t>(L""), poll, sectorSize, driveType, flags,
+               coalesceLength) {
+  file_ = file;
+}
+
+void FsysFile::init() {
+  drainEvent_ = OS()->getThreads()->createEvent(0, 0, 0);
+  readRequests_ = new RequestList(kListRoom);
+  writeRequests_ = new RequestList(kListRoom);
+  lock_ = new CriticalSection;
+}
+
+FsysFile::~FsysFile() {
+  abandonAll(readRequests_);
+  abandonAll(writeRequests_);
+  delete readRequests_;
+  delete writeRequests_;
+  delete lock_;
+}
+
+void FsysFile::pin() { pins_.add(); }
+
+void FsysFile::unpin() {
+  if (pins_.drop()) delete this;
+}
+
+// For a file that its engine leaves open: nothing of the engine is touched any more, nobody is
+// called, and what it held goes now. The object stays: the caller may still have its address.
+void FsysFile::makeInert() {
+  closing_.set(true);
+  abandonAll(readRequests_);
+  abandonAll(writeRequests_);
+  poll_ = nullptr;
+  FreeWriteCache();
+  LowLevelClose();
+}
+
+uint32_t FsysFile::DisableCache() {
+  cacheDisabled_ = true;
+  return eResultOk;
+}
+
+bool FsysFile::isASyncIOSupported() const {
+  return probe_ && (probe_->getCapabilities() & iFile::eAsyncTransfers) != 0;
+}
+
+uint32_t FsysFile::Read(void* buffer, uint32_t bytes) {
+  FilePin pin(this);
+  uint32_t result = LowLevelRead(buffer, bytes);
+  if (result == eResultOk) position_.add(bytes);
+  return result;
+}
+
+uint32_t FsysFile::Write(void* buffer, uint32_t bytes) {
+  FilePin pin(this);
+  uint32_t result = flushCache();
+  if (result != eResultOk) return result;
+  result = LowLevelWrite(buffer, bytes);
+  if (result == eResultOk) position_.add(bytes);
+  return result;
+}
+
+uint32_t FsysFile::Seek(long offset, SEEK_TYPE type) {
+  FilePin pin(this);
+  uint64_t before = position_.get();
+  flushCache();
+  position_.set(type == eSeekFromStart ? static_cast<uint64_t>(offset)
+                                       : before + static_cast<uint64_t>(offset));
+  return eResultOk;
+}
+
+void FsysFile::WaitForDrain() {
+  FilePin pin(this);
+  flushCache();
+  double deadline_ms = Qv::now() + kDrainWait_ms;
+  // What this very thread is telling now cannot end while it waits here.
+  while (writeBytesOutstanding_.get() > DeliveryScope::writeBytesHeld(this)) {
+    double left_ms = deadline_ms - Qv::now();
+    // A signal may be left over from writes before these: only an empty count ends the wait.
+    if (left_ms > 0 && drainEvent_->wait(static_cast<uint32_t>(left_ms) + 1)) continue;
+    qa_splat(0, "Timed out waiting for write completion\n");
+    return;
+  }
+}
+
+void FsysFile::CheckOutstandingWrites() {
+  if (writeBytesOutstanding_.get() == 0)
+    drainEvent_->signal();
+  else
+    drainEvent_->reset();
+}

@@ -1,0 +1,280 @@
+// FsysFile's direct transfers and the two caches behind them.
+
+#include <cstring>
+#include <limits>
+
+#include "fsys/DeliveryScope.h"
+#include "fsys/EngineSettings.h"
+#include "fsys/FileRequest.h"
+#include "fsys/Fsys.h"
+#include "fsys/FsysFile.h"
+#include "fsys/MemBlock.h"
+#include "fsys/ResultCodes.h"
+#include "fsys/WriteMemRef.h"
+#include "platform/Check.h"
+#include "platform/OS.h"
+
+namespace {
+
+constexpr uint32_t kStagedLimit_bytes = 131072;  // held bytes above which the cache is sent
+constexpr uint32_t kRetrySleep_ms = 20;
+constexpr uint64_t kLargestCache_bytes =
+    std::numeric_limits<uint32_t>::max() - uint64_t{MemBlock::kExtraBytes};
+
+// For a transfer in the direction that the file was not opened for.
+uint32_t refuse() {
+  OsAtomics::store(FsysError, uint32_t{eOsAccessDenied});
+  return eResultFailed;
+}
+
+}  // namespace
+
+// Reading ----------------------------------------------------------------------------------------
+
+uint32_t FsysFile::DirectRead(long position, uint32_t length, bool deferrable,
+                              CompletionCallback callback, Qv::Ptr<iObject>& context) {
+  FilePin pin(this);
+  // The poller of a file opened for writing starts no reads: nobody would ever answer.
+  if (flags_ & iFileManager::eFlagWrite) return refuse();
+  uint32_t result = CheckRequestListSize(readRequests_);
+  if (result != eResultOk) return result;
+  // A file whose cache is disabled takes the read and does nothing.
+  if (!cacheDisabled_) {
+    auto* request = new FileRequest(true, length, static_cast<uint64_t>(position), deferrable,
+                                    false, nullptr, this, callback, context);
+    if (SatisfyFromCache(request) != eResultOk) {
+      result = QueueReadRequest(request);
+      if (result != eResultOk) {
+        request->release();
+        return result;
+      }
+    }
+  }
+  position_.add(length);
+  return eResultOk;
+}
+
+FileRequest* FsysFile::findCachedLocked(const FileRequest* request) {
+  for (FileRequest* kept : *readRequests_)
+    if (kept->status() == FileRequest::COMPLETED && kept->is_read_ && kept->encompasses(request))
+      return kept;
+  return nullptr;
+}
+
+uint32_t FsysFile::SatisfyFromCache(FileRequest* fr) {
+  if (closing_ || !lock_) return eResultFailed;
+  FilePin pin(this);
+  {
+    CriticalSectionLock lock(*lock_);
+    FileRequest* CachedFr = findCachedLocked(fr);
+    if (!CachedFr) return eResultFailed;
+    CachedFr->Use();
+    fr->setStatus(FileRequest::SUCCEEDED);
+    fr->bytesDone_ = fr->ByteCount_;
+    fr->startAdjust_ = CachedFr->startAdjust_;
+    if (!fr->completions_->empty())
+      (*fr->completions_)[0]->bufferPosition_ =
+          static_cast<uint32_t>(fr->offset_ - CachedFr->offset_);
+    (void)FSYS_CHECK(fr->buffer_ == NULL, "fsys/FsysFile");
+    (void)FSYS_CHECK(CachedFr->buffer_ != NULL, "fsys/FsysFile");
+    if (CachedFr != fr) fr->buffer_ = CachedFr->buffer_;
+  }
+  cacheHits_.add(1);
+  {
+    DeliveryScope scope(fr, 0);
+    fr->doCallbacks();
+  }
+  fr->release();
+  return eResultOk;
+}
+
+uint32_t FsysFile::ClearMemoryRefs() {
+  if (!lock_) return eResultOk;
+  CriticalSectionLock lock(*lock_);
+  while (!readRequests_->empty()) {
+    FileRequest* fr = (*readRequests_)[0];
+    (void)FSYS_CHECK(fr->is_read_, "fsys/FsysFile");
+    readRequests_->removeIdx(0);
+    fr->abandon();
+  }
+  return eResultOk;
+}
+
+// Writing ----------------------------------------------------------------------------------------
+
+uint32_t FsysFile::DirectWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
+                               CompletionCallback callback, Qv::Ptr<iObject>& context,
+                               bool synchronous) {
+  if (!data || !data->getBuffer() || closing_ || !lock_) return eResultFailed;
+  FilePin pin(this);
+  if (!(flags_ & iFileManager::eFlagWrite)) return refuse();
+  bool async = isASyncIOSupported();
+  if (async && goesStraight(data->getSize()))
+    return queueStraight(data, deferrable, callback, context, synchronous);
+  return stageWrite(data, deferrable, callback, context, async);
+}
+
+bool FsysFile::writeCachingInForce() const {
+  return EngineSettings::networkWriteCaching &&
+         (driveType_ == iDiskDrive::eNetwork || EngineSettings::AlwaysUseWriteCache == 1);
+}
+
+bool FsysFile::goesStraight(uint32_t bytes) const {
+  return position_.get() % sectorSize_ == 0 && bytes % sectorSize_ == 0 && !writeCachingInForce() &&
+         cachedBytes() == 0;
+}
+
+uint32_t FsysFile::queueStraight(Qv::Ptr<iMemHolder>& data, bool deferrable,
+                                 CompletionCallback callback, Qv::Ptr<iObject>& context,
+                                 bool synchronous) {
+  uint32_t bytes = data->getSize();
+  // Who is telling callers on this thread must not wait: others wait for it.
+  bool wait = synchronous && !DeliveryScope::active();
+  auto* request = new FileRequest(false, bytes, position_.get(), deferrable, wait, data, this,
+                                  callback, context);
+  uint32_t result = queueWriteWithRetry(request);
+  if (result != eResultOk) return result;
+  writeCachePosition_ = position_.add(bytes);
+  return eResultOk;
+}
+
+// Owns the request until it is queued.
+uint32_t FsysFile::queueWriteWithRetry(FileRequest* request) {
+  for (int retries = 0;;) {
+    uint32_t result = QueueWriteRequest(request);
+    if (result == eResultOk) return result;
+    if (!closing_ && FsysGetLastError() == eResultListFull) {
+      ++retries;
+      OS()->getThreads()->sleep(kRetrySleep_ms);
+      if (retries <= EngineSettings::MaxFsysWriteRetries) continue;
+    }
+    request->release();
+    return result;
+  }
+}
+
+uint32_t FsysFile::stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
+                              CompletionCallback callback, Qv::Ptr<iObject>& context, bool async) {
+  uint32_t result = appendToCache(data->getBuffer(), data->getSize());
+  if (result != eResultOk) return result;
+  uint32_t held = cachedBytes();
+  if (held <= kStagedLimit_bytes) {
+    if (callback) callback(context, data, eRequestSucceeded);
+    return eResultOk;
+  }
+  uint32_t remainder = held % sectorSize_;
+  uint32_t bytes = held - remainder;
+  result = async ? sendStaged(bytes, deferrable, callback, context)
+                 : LowLevelWrite(writeCache_->getBuffer(), bytes);
+  if (result == eResultOk) keepRemainder(bytes, remainder);
+  return result;
+}
+
+// Writes the first bytes of the cache and waits for it. On a thread that must not wait they go out
+// from a copy, since the cache is filled again meanwhile.
+uint32_t FsysFile::sendStaged(uint32_t bytes, bool deferrable, CompletionCallback callback,
+                              Qv::Ptr<iObject>& context) {
+  bool wait = !DeliveryScope::active();
+  Qv::Ptr<iMemHolder> holder = writeCache_;
+  if (!wait) {
+    holder = Qv::Ptr<iMemHolder>(new MemBlock(bytes));
+    if (!holder->getBuffer()) return eResultNoBufferSpace;
+    std::memcpy(holder->getBuffer(), writeCache_->getBuffer(), bytes);
+  }
+  return queueWriteWithRetry(new FileRequest(false, bytes, position_.get(), deferrable, wait,
+                                             holder, this, callback, context));
+}
+
+// The write cache --------------------------------------------------------------------------------
+
+void FsysFile::AllocWriteCache() {
+  writeCache_ = Qv::Ptr<iMemHolder>(new WriteMemRef);
+  writeCacheFill_ = writeCache_->getBuffer();
+  writeCacheCapacity_ = writeCacheFill_ ? WriteMemRef::kBytes : 0;
+  writeCachePosition_ = position_.get();
+}
+
+void FsysFile::FreeWriteCache() {
+  writeCache_.reset();
+  writeCacheFill_ = nullptr;
+  writeCacheCapacity_ = 0;
+}
+
+uint32_t FsysFile::cachedBytes() const {
+  return writeCache_ ? static_cast<uint32_t>(writeCacheFill_ - writeCache_->getBuffer()) : 0;
+}
+
+uint32_t FsysFile::appendToCache(const unsigned char* bytes, uint32_t count) {
+  // Bytes that a failed flush left behind belong elsewhere: they go first.
+  if (cachedBytes() > 0 && writeCachePosition_ != position_.get()) {
+    uint64_t position = position_.get();
+    uint32_t result = flushCache();
+    if (result != eResultOk) return result;
+    position_.set(position);
+  }
+  uint64_t needed = uint64_t{cachedBytes()} + count;
+  if (needed > writeCacheCapacity_ && !growCache(needed)) return eResultNoBufferSpace;
+  if (cachedBytes() == 0) writeCachePosition_ = position_.get();
+  std::memcpy(writeCacheFill_, bytes, count);
+  writeCacheFill_ += count;
+  return eResultOk;
+}
+
+// More than the cache holds is gathered in a buffer of its own, which takes the cache's place until
+// it was sent.
+bool FsysFile::growCache(uint64_t bytes) {
+  if (bytes > kLargestCache_bytes) return false;
+  Qv::Ptr<iMemHolder> larger(new MemBlock(static_cast<uint32_t>(bytes)));
+  if (!larger->getBuffer()) return false;
+  uint32_t held = cachedBytes();
+  if (held > 0) std::memcpy(larger->getBuffer(), writeCache_->getBuffer(), held);
+  writeCache_ = larger;
+  writeCacheFill_ = larger->getBuffer() + held;
+  writeCacheCapacity_ = static_cast<uint32_t>(bytes);
+  return true;
+}
+
+// After the first `written` bytes were sent: the rest moves to the start.
+void FsysFile::keepRemainder(uint32_t written, uint32_t remainder) {
+  const Qv::Ptr<iMemHolder> sent = writeCache_;
+  position_.add(written);
+  if (writeCacheCapacity_ != WriteMemRef::kBytes) AllocWriteCache();
+  if (writeCacheCapacity_ == 0) {
+    writeCache_ = sent;
+    writeCacheCapacity_ = written + remainder;
+  }
+  unsigned char* start = writeCache_->getBuffer();
+  std::memmove(start, sent->getBuffer() + written, remainder);
+  writeCacheFill_ = start + remainder;
+  writeCachePosition_ = position_.get();
+}
+
+// Sends what the cache holds at the cache's own position, and leaves the file's position behind it.
+// After a failure the bytes are still held and the position is as it was.
+uint32_t FsysFile::flushCache() {
+  uint32_t held = cachedBytes();
+  if (held == 0) return eResultOk;
+  uint64_t before = position_.get();
+  position_.set(writeCachePosition_);
+  uint32_t result = LowLevelWrite(writeCache_->getBuffer(), held);
+  if (result != eResultOk) {
+    position_.set(before);
+    return result;
+  }
+  position_.add(held);
+  writeCacheFill_ = writeCache_->getBuffer();
+  writeCachePosition_ = position_.get();
+  return eResultOk;
+}
+
+uint32_t FsysFile::SendWriteSegBuffer() {
+  unsigned char* sector = writeSegment_ ? writeSegment_->getBuffer() : nullptr;
+  if (!sector || pendingSegmentBytes_ > sectorSize_) return eResultFailed;
+  std::memset(sector + pendingSegmentBytes_, 0, sectorSize_ - pendingSegmentBytes_);
+  auto* request = new FileRequest(false, sectorSize_, position_.get() - pendingSegmentBytes_, true,
+                                  false, writeSegment_, this, nullptr, nullptr);
+  uint32_t result = LowLevelAsyncWrite(request);
+  request->release();
+  if (result == eResultOk) pendingSegmentBytes_ = 0;
+  return result;
+}

@@ -1,0 +1,245 @@
+// FsysFile's request queues: entering, merging, starting, failing and giving up.
+
+#include "fsys/DeliveryScope.h"
+#include "fsys/DiskManager.h"
+#include "fsys/EngineSettings.h"
+#include "fsys/FileRequest.h"
+#include "fsys/Fsys.h"
+#include "fsys/FsysFile.h"
+#include "fsys/FsysPoll.h"
+#include "fsys/IoCompletion.h"
+#include "fsys/ResultCodes.h"
+#include "platform/Log.h"
+#include "platform/OS.h"
+
+namespace {
+
+constexpr uint32_t kMostStartRetries = 39;
+// A kept read whose stamp is larger than this is not chosen.
+constexpr uint64_t kLargestLastUse = 4294967294;
+
+uint32_t setting(int value) { return static_cast<uint32_t>(value); }
+
+}  // namespace
+
+void FsysFile::kickPoll() {
+  if (poll_) poll_->Kick();
+}
+
+bool FsysFile::mayDefer(const FileRequest* request) const {
+  return request->deferrable_ && EngineSettings::deferRequests;
+}
+
+void FsysFile::countDeferred() {
+  if (deferredCount_.add(1) > setting(EngineSettings::ForcePollLimit)) kickPoll();
+}
+
+void FsysFile::countOutstanding(bool read, int64_t delta) {
+  uint32_t wrapped = static_cast<uint32_t>(delta);
+  (read ? readBytesOutstanding_ : writeBytesOutstanding_).add(wrapped);
+  if (!theFsys) return;
+  (read ? theFsys->readBytesOutstanding_ : theFsys->writeBytesOutstanding_).add(wrapped);
+}
+
+bool FsysFile::mergeLocked(RequestList* list, FileRequest* request) {
+  for (FileRequest* queued : *list) {
+    if (!queued->Coalesce(request)) continue;
+    request->release();
+    return true;
+  }
+  return false;
+}
+
+void FsysFile::appendLocked(RequestList* list, FileRequest* request) {
+  if (Fsys::BufferSpace_)
+    Fsys::BufferSpace_->AddPendingBytes(static_cast<int>(request->ByteCount_));
+  request->setStatus(FileRequest::QUEUED);
+  countOutstanding(request->is_read_, request->ByteCount_);
+  list->add(request);
+}
+
+uint32_t FsysFile::QueueReadRequest(FileRequest* request) {
+  if (!request || closing_ || !lock_) return eResultFailed;
+  FilePin pin(this);
+  bool defer = mayDefer(request);
+  // Shared: the request may be merged away or finished before the wait begins.
+  Qv::Ptr<iThreadEvent> waiter = request->waiter_;
+  bool merged;
+  {
+    CriticalSectionLock lock(*lock_);
+    merged = mergeLocked(readRequests_, request);
+    if (!merged) appendLocked(readRequests_, request);
+  }
+  if (!defer || (waiter && !merged)) kickPoll();
+  if (waiter) waiter->wait(iThreadEvent::kForever);
+  if (defer && (merged || !waiter)) countDeferred();
+  return eResultOk;
+}
+
+uint32_t FsysFile::QueueWriteRequest(FileRequest* request) {
+  if (!request || closing_ || !lock_) return eResultFailed;
+  FilePin pin(this);
+  if (CheckRequestListSize(writeRequests_) != eResultOk) return eResultFailed;
+  Qv::Ptr<iThreadEvent> waiter = request->waiter_;
+  bool countsAsDeferred = request->deferrable_ && !waiter;
+  {
+    CriticalSectionLock lock(*lock_);
+    bool merged = countsAsDeferred && mayDefer(request) && mergeLocked(writeRequests_, request);
+    if (!merged) appendLocked(writeRequests_, request);
+  }
+  if (countsAsDeferred) {
+    countDeferred();
+    return eResultOk;
+  }
+  // A synchronous write is started by the poller's own pass; the kick comes after it.
+  if (waiter) waiter->wait(iThreadEvent::kForever);
+  kickPoll();
+  return eResultOk;
+}
+
+uint32_t FsysFile::CheckRequestListSize(RequestList* list) {
+  if (!list) return eResultFailed;
+  if (deferredCount_.get() > 2 * setting(EngineSettings::ForcePollLimit)) return eResultListFull;
+  auto isWithinLimit = [this, list] {
+    CriticalSectionLock lock(*lock_);
+    return list->size() <= setting(EngineSettings::MaxRequestListSize);
+  };
+  if (isWithinLimit()) return eResultOk;
+  OsAtomics::store(FsysError, uint32_t{eResultListFull});
+  removeOldestRequest(list);
+  kickPoll();
+  if (isWithinLimit()) return eResultOk;
+  OsAtomics::store(FsysError, uint32_t{eResultListFull});
+  return eResultFailed;
+}
+
+void FsysFile::removeOldestRequest(RequestList* list) {
+  CriticalSectionLock lock(*lock_);
+  for (size_t i = list->size(); i-- > 1;) {
+    FileRequest* request = (*list)[i];
+    if (request->status() != FileRequest::COMPLETED || request->lastUse_ > kLargestLastUse)
+      continue;
+    list->removeIdx(i);
+    request->abandon();
+    return;
+  }
+}
+
+// The start pass ---------------------------------------------------------------------------------
+
+uint32_t FsysFile::StartRequests(RequestList* list) {
+  FilePin pin(this);
+  foundWork_ = false;
+  Qv::Ptr<MediaDrive> volume = DiskManager::getVolume(name_);
+  if (volume && deferredCount_.get() == 0) volume->setBusy(false);
+  deferredCount_.set(0);
+
+  CriticalSectionLock lock(*lock_);
+  if (list->empty()) return eResultOk;
+  sweepFailedLocked(list);
+  removeOldestRequest(list);
+  if (!startQueuedLocked(list)) return eResultFailed;
+  removeOldestRequest(list);
+  if (foundWork_ && EngineSettings::ShowRequestDebug)
+    Log("Started requests of %s\n", toUTF8(name_).c_str());
+  return eResultOk;
+}
+
+// Failed transfers have told their callers; here they go, and what they still count is taken off.
+void FsysFile::sweepFailedLocked(RequestList* list) {
+  bool swept = false;
+  for (size_t i = 0; i < list->size();) {
+    FileRequest* request = (*list)[i];
+    if (request->status() != FileRequest::FAILED) {
+      ++i;
+      continue;
+    }
+    list->removeIdx(i);
+    countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
+    request->abandon();
+    swept = true;
+  }
+  if (swept) CheckOutstandingWrites();
+}
+
+// By index, since a callback may change the list under the walk. False when a start failed.
+bool FsysFile::startQueuedLocked(RequestList* list) {
+  for (size_t i = 0; i < list->size(); ++i) {
+    FileRequest* request = (*list)[i];
+    if (request->status() != FileRequest::QUEUED) continue;
+    request->setStatus(FileRequest::STARTED);
+    foundWork_ = true;
+    uint32_t result = request->StartRequest(this);
+    if (result == eResultOk) {
+      if (request->startedWithoutTransfer_) finishWithoutTransfer(request);
+    } else if (result == eResultNoBufferSpace && ++request->startRetries_ <= kMostStartRetries) {
+      request->setStatus(FileRequest::QUEUED);
+    } else {
+      failStartLocked(list, request, result);
+      return false;
+    }
+  }
+  return true;
+}
+
+// All of it went to the segment, or there was nothing to transfer: its callers are answered now.
+void FsysFile::finishWithoutTransfer(FileRequest* request) {
+  request->startTime_ms_ = Qv::now();
+  request->retain();
+  IOCompletionReceiver::finish(request, request->ByteCount_, true);
+  request->release();
+}
+
+void FsysFile::failStartLocked(RequestList* list, FileRequest* request, uint32_t code) {
+  Log("Failed starting request ECODE %8x\n", code);
+  countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
+  request->retain();
+  {
+    DeliveryScope scope(request, 0);
+    request->NotifyError(code, 0);
+  }
+  request->setStatus(FileRequest::FAILED);
+  // A callback may have closed the file, and the list with it.
+  if (list->remove(request)) request->abandon();
+  request->release();
+  CheckOutstandingWrites();
+}
+
+// Giving up --------------------------------------------------------------------------------------
+
+// Tells the callers of what will not be transferred any more. The file is in no list.
+void FsysFile::failUnfinished(RequestList* list) {
+  RequestList given;
+  {
+    CriticalSectionLock lock(*lock_);
+    for (FileRequest* request : *list) {
+      uint32_t status = request->status();
+      bool cut = status == FileRequest::STARTED && request->asyncContext_ &&
+                 request->asyncContext_->detach();
+      if (status != FileRequest::QUEUED && !cut) continue;
+      request->retain();
+      if (cut) request->endTransfer();
+      countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
+      given.add(request);
+    }
+  }
+  for (FileRequest* request : given) {
+    {
+      DeliveryScope scope(request, 0);
+      request->NotifyError(eOsCancelled, 0);
+    }
+    request->setStatus(FileRequest::FAILED);
+    request->release();
+  }
+}
+
+void FsysFile::abandonAll(RequestList* list) {
+  if (!list) return;
+  CriticalSectionLock lock(*lock_);
+  RequestList all;
+  all.swap(*list);
+  for (FileRequest* request : all) {
+    if (request->waiter_ && request->status() < FileRequest::COMPLETED) request->waiter_->signal();
+    request->abandon();
+  }
+}

@@ -1,0 +1,69 @@
+#include "fsys/FsysPoll.h"
+
+#include <algorithm>
+
+#include "fsys/FsysFile.h"
+#include "platform/OS.h"
+
+namespace {
+
+constexpr unsigned kShortestWait_ms = 1;
+
+}  // namespace
+
+FsysPoll::FsysPoll(Vector<FsysFile*>* files, CriticalSection* filesLock, bool reads,
+                   unsigned delay_ms, unsigned spare)
+    : delay_ms_(delay_ms),
+      files_(files),
+      filesLock_(filesLock),
+      spare_(spare),
+      reads_(reads),
+      idleWait_ms_(delay_ms) {
+  wake_ = OS()->getThreads()->createEvent(0, 0, 0);
+  threadId_ = co_create(&FsysPoll::StartPolling, "fsys poll", 0, this, 1, 0);
+}
+
+FsysPoll::~FsysPoll() {
+  running_.set(false);
+  Kick();
+  if (threadId_ != 0) co_kill(threadId_);
+}
+
+void FsysPoll::Kick() { wake_->signal(); }
+
+unsigned FsysPoll::StartPolling(void* poll) {
+  auto* self = static_cast<FsysPoll*>(poll);
+  while (self->running_) {
+    self->Polltasks();
+    self->wake_->wait(self->nextWait_ms());
+  }
+  return 0;
+}
+
+unsigned FsysPoll::Polltasks() {
+  if (!running_) return 1;
+  foundWork_ = false;
+  CriticalSectionLock lock(*filesLock_);
+  for (size_t i = 0; i < files_->size();) {
+    FsysFile* file = (*files_)[i];
+    passOver(file);
+    if (!running_) break;
+    // A callback may have closed this file, or one before it: then the next one stands here now.
+    if (i < files_->size() && (*files_)[i] == file) ++i;
+  }
+  return 1;
+}
+
+void FsysPoll::passOver(FsysFile* file) {
+  FilePin pin(file);
+  file->StartRequests(reads_ ? file->readRequests_ : file->writeRequests_);
+  foundWork_ |= file->foundWork_;
+}
+
+// Work seldom comes alone, and some of it kicks nobody: after a pass that found some the next one
+// follows soon; each idle pass doubles the wait until it is the delay again.
+unsigned FsysPoll::nextWait_ms() {
+  unsigned wait = foundWork_ ? kShortestWait_ms : idleWait_ms_ * 2;
+  idleWait_ms_ = std::clamp(wait, kShortestWait_ms, std::max(delay_ms_, kShortestWait_ms));
+  return idleWait_ms_;
+}

@@ -1,0 +1,3 @@
+#include "fsys/iMemHolder.h"
+
+iMemHolder::~iMemHolder() = default;
