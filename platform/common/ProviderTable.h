@@ -7,14 +7,14 @@
 #include "platform/common/Mutex.h"
 
 // ProviderTable: which names a file manager serves itself, and through whom.
-// Story      A file manager has one and asks it for every path. "mem:" is in it from the start. When
-//            several prefixes fit a path, the longest counts.
+// Story      A file manager has one and asks it for every path. "mem:" is in it from the start. Of
+//            several prefixes that fit a path the longest counts.
 // Threads    any. No lock is held while a provider works.
 class ProviderTable {
 public:
   ProviderTable();
 
-  // Replaces the provider of that prefix; a null provider takes it away. An empty prefix is ignored.
+  // Replaces the provider of that prefix; a null one takes it away. An empty prefix is ignored.
   void set(const LightweightString<wchar_t>& prefix, const Qv::Ptr<iFileProvider>& provider);
   // The provider for the path; null when nobody serves it.
   Qv::Ptr<iFileProvider> find(const LightweightString<wchar_t>& path) const;
