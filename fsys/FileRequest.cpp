@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "fsys/DeliveryScope.h"
@@ -28,6 +29,13 @@ constexpr uint64_t kLongestRead_bytes =
 OsCounter<uint64_t> readCount;
 OsCounter<double> readBytes;
 OsCounter<uint64_t> mergeCount;
+
+// A synchronous request without an event would not be waited for: it is not made.
+Qv::Ptr<iThreadEvent> makeWaiter() {
+  Qv::Ptr<iThreadEvent> waiter = OS()->getThreads()->createEvent(0, 0, 0);
+  if (!waiter) throw std::bad_alloc();
+  return waiter;
+}
 
 // Holds a file's lock for a scope; nothing for a request of no file.
 class MaybeLock {
@@ -63,12 +71,12 @@ FileRequest::FileRequest(bool is_read, uint32_t byteCount, uint64_t offset, bool
       ByteCount_(byteCount),
       deferrable_(deferrable),
       buffer_(std::move(buffer)),
-      completions_(new Entries),
-      file_(file) {
+      file_(file),
+      waiter_(synchronous ? makeWaiter() : nullptr) {
+  completions_ = new Entries;
   (void)FSYS_CHECK(ByteCount_ != 0, "fsys/FileRequest line 59");
   if (callback) completions_->add(new CompletionInfo(callback, context, offset, byteCount));
   if (!synchronous_) return;
-  waiter_ = OS()->getThreads()->createEvent(0, 0, 0);
   syncContext_ = Qv::Ptr<SyncFileRequest>(new SyncFileRequest(this, waiter_));
   completions_->add(
       new CompletionInfo(&SyncFileRequest::SynchWaiter, syncContext_, offset, byteCount));

@@ -67,6 +67,8 @@ uint32_t FsysFile::QueueReadRequest(FileRequest* request) {
   bool merged;
   {
     CriticalSectionLock lock(*lock_);
+    // A closer fails what it finds in the list, once: nothing may come after it.
+    if (closing_) return eResultFailed;
     merged = mergeLocked(readRequests_, request);
     if (!merged) appendLocked(readRequests_, request);
   }
@@ -84,6 +86,7 @@ uint32_t FsysFile::QueueWriteRequest(FileRequest* request) {
   bool countsAsDeferred = request->deferrable_ && !waiter;
   {
     CriticalSectionLock lock(*lock_);
+    if (closing_) return eResultFailed;
     bool merged = countsAsDeferred && mayDefer(request) && mergeLocked(writeRequests_, request);
     if (!merged) appendLocked(writeRequests_, request);
   }

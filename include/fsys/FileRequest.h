@@ -159,7 +159,7 @@ private:
   uint32_t bytesDone_ = 0;
   Qv::Ptr<iMemHolder> buffer_;
   Qv::Ptr<iAsyncContext> asyncContext_;
-  Entries* completions_;  // owned; guarded by the file's lock once queued
+  Entries* completions_ = nullptr;  // owned; guarded by the file's lock once queued
   double startTime_ms_ = 0;
   FsysFile* file_;
   uint16_t startRetries_ = 0;
