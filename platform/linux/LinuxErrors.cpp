@@ -26,8 +26,3 @@ constinit NeverDestroyed<LinuxErrors> theErrors;
 }  // namespace
 
 iOsErrors* linuxErrors() { return &theErrors.value; }
-
-uint32_t failWithErrno(int errnoValue) {
-  lastError = osErrorOf(errnoValue);
-  return lastError;
-}

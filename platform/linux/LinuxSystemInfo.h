@@ -2,4 +2,5 @@
 
 #include "platform/OsSystemInfo.h"
 
+// The machine's name, processors, pages and environment.
 iSystemInfo* linuxSystemInfo();

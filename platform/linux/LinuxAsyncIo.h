@@ -1,0 +1,5 @@
+#pragma once
+
+#include "platform/OsAsyncIo.h"
+
+iAsyncIo* linuxAsyncIo();

@@ -1,0 +1,5 @@
+#pragma once
+
+#include "platform/OsFiles.h"
+
+iFileManager* linuxFileManager();
