@@ -20,6 +20,7 @@ BEGIN {
   for (i in storage) home[storage[i]] = "storage"
   for (i in catalogue) home[catalogue[i]] = "catalogue"
   home["NetLogin"] = "login"
+  home["Volume"] = "storage"
 }
 
 function bad(why) { print $1 ":" $2 ": " $3 "   [" why "]" }
@@ -79,7 +80,8 @@ $1 ~ /^fsys\// {
 $1 ~ /^(fsys|include\/fsys)\// {
   if ($3 ~ /^<(thread|mutex|shared_mutex|condition_variable|semaphore|latch|barrier|future|stop_token|chrono|filesystem|fstream|ctime)>$/)
     bad("the operating system is reached through OS()")
-  from = subsystem($1)
+  # What belongs to none by its name is the engine's, or serves all: neither knows the others.
+  from = subsystem($1) == "" ? "engine" : subsystem($1)
   to = $3 ~ /^"fsys\// ? subsystem($3) : ""
   if (from != "" && to != "" && from != to && !crossing(from, to))
     bad("the " from " does not include the " to " here")
