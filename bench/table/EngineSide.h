@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "bench/table/Meter.h"
+#include "bench/table/Workload.h"
+
+// The engine's side of the table, through its public functions. The engine is running.
+// Errors     throws std::runtime_error when a file cannot be opened; a transfer that goes wrong is
+//            counted in the round.
+namespace EngineSide {
+
+// What the cache hits of a round did.
+struct Hits {
+  Round round;          // latencies_us holds one value: the mean
+  uint64_t served = 0;  // answered before the call returned, from the kept read
+  uint64_t copied = 0;  // whose bytes do not lie in the kept buffer
+};
+
+Round read(const Workload& work);
+Round write(const Workload& work);
+Round writeStaged(const Workload& work);
+Round roundTrips(const Workload& work, const std::vector<uint64_t>& offsets);
+// `count` reads of `piece` bytes from the first block, which was read before. `around` is called
+// before the first and after the last.
+Hits hits(const Workload& work, uint32_t piece, uint64_t count, void (*around)());
+
+}  // namespace EngineSide

@@ -1,0 +1,114 @@
+// run_bench: the engine beside the bare system, in one table.
+
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+
+#include "bench/table/Interrupted.h"
+#include "bench/table/Options.h"
+#include "bench/table/Probes.h"
+#include "bench/table/Suite.h"
+#include "fsys/Fsys.h"
+#include "platform/OS.h"
+
+namespace {
+
+enum Exit { eOk = 0, eMissedBars = 1, eBroken = 2, eWrongTransfer = 3 };
+
+void describe(CLI::App& app, Options& options) {
+  app.add_option("--dir", options.folder, "folder for the files of the run");
+  app.add_option("--read-mib", options.readMib, "size of what is read in a round")
+      ->check(CLI::Range(64, 1 << 20));
+  app.add_option("--write-mib", options.writeMib, "size of what is written in a round")
+      ->check(CLI::Range(1, 1 << 20));
+  app.add_option("--staged-mib", options.stagedMib, "the same for staged writes")
+      ->check(CLI::Range(1, 1 << 20));
+  app.add_option("--rounds", options.rounds, "counted rounds of each side")
+      ->check(CLI::Range(1, 1000));
+  app.add_option("--trips", options.trips, "round trips in a round")->check(CLI::Range(1, 1 << 20));
+  app.add_option("--hits", options.hits, "cache hits in a round")->check(CLI::Range(1, 1 << 30));
+  app.add_option("--only", options.only, "measure the lines whose name holds this");
+  app.add_option("--json", options.json, "write the figures to this file too");
+  app.add_flag("--quick", options.quick, "a tiny run: shows that it works, measures nothing");
+  app.add_flag("--strict", options.strict, "a missed bar is a failure");
+  app.add_option("--probe", options.probe)->group("");
+  app.add_option("--probe-file", options.probeFile)->group("");
+  app.add_option("--probe-spare", options.probeSpare)->group("");
+  app.add_option("--probe-number", options.probeNumber)->group("");
+}
+
+std::string processor() {
+  std::ifstream lines("/proc/cpuinfo");
+  std::string line;
+  while (std::getline(lines, line))
+    if (line.rfind("model name", 0) == 0) return line.substr(line.find(':') + 2);
+  return "unknown";
+}
+
+Facts factsOf(const Options& options, bool direct) {
+  utsname system{};
+  uname(&system);
+  iAsyncIo::Description io = OS()->getAsyncIo()->describe();
+  Facts facts;
+  facts.entries = {
+      {"machine", processor() + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) +
+                      " processors, Linux " + system.release},
+      {"engine", io.ring ? "ring" : std::string("threads: ") + io.why},
+      {"transfers", direct ? "direct" : "through the page cache: the folder takes no direct ones"},
+      {"rounds", std::to_string(options.rounds) + " of each side in turn, after one uncounted"},
+      {"sizes", std::to_string(options.readMib) + " MiB read, " + std::to_string(options.writeMib) +
+                    " MiB written, " + std::to_string(options.stagedMib) + " MiB staged"},
+      {"figures", "medians of rounds; compared: medians of neighbouring pairs; MB is 10^6 bytes"},
+      {"noise", options.quick ? "a tiny run: the figures say nothing"
+                              : "a shared machine shows in these figures; repeat a close result"},
+  };
+  return facts;
+}
+
+int verdictOf(const Suite& suite, const Options& options) {
+  unsigned missed = 0;
+  for (const Line& line : suite.lines()) missed += line.verdict == Line::eMissed;
+  std::printf("\n%u bars missed, %llu transfers wrong\n", missed,
+              static_cast<unsigned long long>(suite.wrong()));
+  if (suite.wrong() > 0) return eWrongTransfer;
+  return options.strict && missed > 0 ? eMissedBars : eOk;
+}
+
+int measure(Options& options) {
+  Interrupted::listen();
+  options.fit(Scratch::freeBytes(options.folder));
+  if (FsysInitialize() != 1) throw std::runtime_error("the engine cannot be started");
+  int status;
+  {
+    Suite suite(options);
+    suite.run();
+    Facts facts = factsOf(options, suite.isDirect());
+    Table::print(facts, suite.lines());
+    status = verdictOf(suite, options);
+    if (!options.json.empty() &&
+        !Table::writeJson(options.json, facts, suite.lines(), suite.wrong()))
+      throw std::runtime_error("cannot write " + options.json);
+  }
+  FsysUninitialize(Shutdown::eNormal);
+  return status;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  Options options;
+  CLI::App app{"Measures the engine beside a bare ring and prints one table."};
+  describe(app, options);
+  CLI11_PARSE(app, count, arguments);
+  try {
+    if (options.probe.empty()) return measure(options);
+    return Probes::run(options.probe, {options.probeFile, options.probeNumber}, options.probeSpare);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "run_bench: %s\n", failure.what());
+    return eBroken;
+  }
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Workload: what both sides are to do in a round. Blocks are read or written in order, each once.
+struct Workload {
+  struct File {
+    std::string path;
+    uint64_t number = 0;  // what its stamps say
+  };
+  std::vector<File> files;
+  uint64_t bytesPerFile = 0;
+  uint32_t block = 0;
+  unsigned inFlight = 1;  // blocks under way at once, a file
+
+  uint64_t bytes() const { return bytesPerFile * files.size(); }
+};
