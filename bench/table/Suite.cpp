@@ -83,7 +83,7 @@ Suite::Suite(const Options& options) : options_(options), scratch_(options.folde
   uint64_t bytes = options_.readMib * kMib;
   one_ = scratch_.make("one", bytes, 0);
   for (unsigned i = 0; i < kEight; ++i)
-    eight_.push_back(scratch_.make("eight" + std::to_string(i), bytes / kEight, i + 1));
+    eight_.push_back(scratch_.make(text("eight%.0f", i), bytes / kEight, i + 1));
 }
 
 bool Suite::isDirect() const { return RingSide::isDirect(one_.path); }
@@ -242,7 +242,7 @@ void Suite::cacheHit() {
   lines_.push_back(copies);
 
   Line calls;
-  calls.what = "  system calls in " + std::to_string(Probes::kHits) + " hits";
+  calls.what = text("  system calls in %.0f hits", Probes::kHits);
   calls.unit = "calls";
   addCounted(calls, 0, [&] { return Probes::callsInHits(one_, scratch_.path("trace")); });
 }
