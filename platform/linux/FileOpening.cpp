@@ -1,0 +1,93 @@
+#include "platform/linux/FileOpening.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/linux/LinuxFailure.h"
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;  // less the process's mask
+
+int systemFlags(const FileOpening& how) {
+  int flags = how.write ? (how.read ? O_RDWR : O_WRONLY) : O_RDONLY;
+  if (how.create != FileOpening::eNever) flags |= O_CREAT;
+  if (how.create == FileOpening::eOnlyIfMissing) flags |= O_EXCL;
+  return flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+}
+
+int openAgain(const std::string& path, int flags) {
+  for (;;) {
+    int descriptor = open(path.c_str(), flags, kNewFileMode);
+    if (descriptor >= 0 || errno != EINTR) return descriptor;
+  }
+}
+
+// A FIFO without a reader, a socket, or a device without a driver says so here.
+uint32_t failOpening(int number) {
+  if (number == ENXIO || number == ENODEV) return failWith(eOsNotSupported);
+  return failWithErrno(number);
+}
+
+// 0, or why the open file cannot be used.
+uint32_t checkKind(const struct stat& status) {
+  if (S_ISREG(status.st_mode)) return 0;
+  return S_ISDIR(status.st_mode) ? eOsIsAFolder : eOsNotSupported;
+}
+
+// Holders share the lock, so that one may open its file twice; who asks whether it is free for a
+// writer sees them. A file system that knows no locks is no reason to refuse the file.
+uint32_t takeLock(int descriptor, bool read) {
+  struct flock lock = {};
+  lock.l_type = static_cast<short>(read ? F_RDLCK : F_WRLCK);
+  lock.l_whence = SEEK_SET;
+  if (fcntl(descriptor, F_OFD_SETLK, &lock) == 0) return 0;
+  return errno == EAGAIN || errno == EACCES ? uint32_t{eOsAccessDenied} : 0;
+}
+
+// Who may not change the owner leaves it as it is.
+void takeFolderGroup(int descriptor, const std::string& path) {
+  size_t slash = path.rfind('/');
+  std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  struct stat status;
+  if (stat(folder.c_str(), &status) != 0) return;
+  if (fchown(descriptor, geteuid(), status.st_gid) != 0)
+    [[maybe_unused]] int groupAlone = fchown(descriptor, static_cast<uid_t>(-1), status.st_gid);
+}
+
+// 0, or why the file cannot be used as it was asked for.
+uint32_t prepare(int descriptor, const std::string& path, const FileOpening& how) {
+  struct stat status;
+  if (fstat(descriptor, &status) != 0) return osErrorOf(errno);
+  if (uint32_t error = checkKind(status)) return error;
+  // It was there to keep the open from blocking; a transfer that may not wait is no use to anybody.
+  int flags = fcntl(descriptor, F_GETFL);
+  if (flags < 0 || fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) != 0) return osErrorOf(errno);
+  if (how.holdLock) {
+    if (uint32_t error = takeLock(descriptor, how.read)) return error;
+  }
+  if (how.empty && ftruncate(descriptor, 0) != 0) return osErrorOf(errno);
+  // An empty file counts as new: a probe may have made it a moment ago.
+  if (how.setOwner && status.st_size == 0) takeFolderGroup(descriptor, path);
+  return 0;
+}
+
+}  // namespace
+
+Qv::Ptr<OpenDescriptors> openRegularFile(const std::string& path, const FileOpening& how) {
+  int descriptor = openAgain(path, systemFlags(how));
+  if (descriptor < 0) {
+    failOpening(errno);
+    return nullptr;
+  }
+  Qv::Ptr<OpenDescriptors> opened(new OpenDescriptors(descriptor, how.read, how.write));
+  if (uint32_t error = prepare(descriptor, path, how)) {
+    failWith(error);
+    return nullptr;
+  }
+  if (how.direct) opened->openDirect();
+  return opened;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/QvPtr.h"
+#include "platform/linux/OpenDescriptors.h"
+
+// FileOpening: how one file is to be opened.
+struct FileOpening {
+  enum eCreate : uint8_t { eNever, eIfMissing, eOnlyIfMissing };
+
+  bool read = false;
+  bool write = false;
+  eCreate create = eNever;
+  bool empty = false;     // what was there is cut off
+  bool setOwner = false;  // a new file takes its folder's group and the current user
+  bool holdLock = false;  // an open-file-description lock is held for as long as the file is open
+  bool direct = false;    // a second descriptor past the page cache
+};
+
+// Opens a regular file, close-on-exec, without a controlling terminal, never blocking on a FIFO or
+// a device. Null, and the thread's last error set, when it cannot be opened so; a folder is
+// eOsIsAFolder, anything else that is no regular file eOsNotSupported, a file whose lock another
+// one holds eOsAccessDenied.
+Qv::Ptr<OpenDescriptors> openRegularFile(const std::string& path, const FileOpening& how);

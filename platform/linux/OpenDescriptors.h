@@ -1,0 +1,51 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "platform/QvPtr.h"
+
+// OpenDescriptors: the system's side of one open file: a descriptor that goes through the page
+// cache, and perhaps a second one of the same file that goes past it.
+// Story      Made when a file is opened. The file shares it with its transfers, so that closing the
+//            file leaves the transfers in flight their descriptors. The first direct transfer that
+//            the system refuses turns the file to the page cache for good.
+// Threads    any; fixed after construction, save the mark above, which is atomic.
+// Ownership  owns both descriptors; closes them with the last reference.
+// Units      bytes.
+class OpenDescriptors : public virtual Qv::InternalRefCount {
+public:
+  // What direct transfers of one file must meet.
+  struct Alignment {
+    uint32_t address = 4096;
+    uint32_t offset = 4096;  // and the length
+  };
+
+  OpenDescriptors(int cached, bool readable, bool writable);
+  ~OpenDescriptors() override;
+  OpenDescriptors(const OpenDescriptors&) = delete;
+  OpenDescriptors& operator=(const OpenDescriptors&) = delete;
+
+  // Opens the second descriptor. Without one, or where the system gives none, all transfers go
+  // through the page cache. Before the object is shared.
+  void openDirect();
+
+  int cached() const { return cached_; }
+  int direct() const { return direct_; }
+  bool readable() const { return readable_; }
+  bool writable() const { return writable_; }
+  // Whether a transfer can go past the page cache.
+  bool takesDirect(const void* address, uint64_t offset, uint32_t bytes) const;
+  // A direct transfer was refused: from now on none is tried.
+  void giveUpDirect() { usesDirect_.store(false, std::memory_order_relaxed); }
+  bool usesDirect() const { return usesDirect_.load(std::memory_order_relaxed); }
+  const Alignment& alignment() const { return alignment_; }
+
+private:
+  const int cached_;
+  int direct_ = -1;
+  const bool readable_;
+  const bool writable_;
+  Alignment alignment_;
+  std::atomic<bool> usesDirect_{false};
+};

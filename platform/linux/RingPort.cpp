@@ -1,0 +1,265 @@
+#include "platform/linux/RingPort.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <new>
+
+#include "platform/Check.h"
+#include "platform/OsErrors.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Room for everything in flight, the wake-up and a cancellation, so that the queue is never full.
+constexpr unsigned kRingEntries = 2 * RingPort::kInFlightLimit;
+constexpr unsigned kReapedAtOnce = 64;
+// How long the reaper waits before it offers again what the kernel had no room for.
+constexpr long kRetry_ns = 1000000;
+// Waiting with a time-out beside the submission side, and completions that are never lost.
+constexpr unsigned kNeededFeatures = IORING_FEAT_EXT_ARG | IORING_FEAT_NODROP;
+
+// What a completion that is no transfer's carries.
+constexpr uintptr_t kWakeTag = 1;
+constexpr uintptr_t kCancelTag = 2;
+
+void* tagged(uintptr_t tag) { return reinterpret_cast<void*>(tag); }
+
+int initRing(io_uring& ring, unsigned entries) {
+  io_uring_params parameters = {};
+  parameters.flags = IORING_SETUP_CLAMP | IORING_SETUP_SUBMIT_ALL;
+  int result = io_uring_queue_init_params(entries, &ring, &parameters);
+  if (result < 0) return -result;
+  if ((parameters.features & kNeededFeatures) == kNeededFeatures) return 0;
+  io_uring_queue_exit(&ring);
+  return ENOSYS;
+}
+
+__kernel_timespec untilDeadline(Clock::time_point deadline) {
+  auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()).count();
+  if (left < 0) left = 0;
+  return {left / 1000000000, left % 1000000000};
+}
+
+}  // namespace
+
+int RingPort::probe() {
+  io_uring ring = {};
+  int error = initRing(ring, 2);
+  if (error == 0) io_uring_queue_exit(&ring);
+  return error;
+}
+
+Qv::Ptr<TransferPort> RingPort::make(const char* name, const CompletionCommand& command,
+                                     int& error) {
+  Qv::Ptr<RingPort> port(new RingPort(command));
+  return port->open(name, error) ? Qv::Ptr<TransferPort>(port) : nullptr;
+}
+
+bool RingPort::open(const char* name, int& error) {
+  error = initRing(ring_, kRingEntries);
+  if (error != 0) return false;
+  hasRing_ = true;
+  io_uring_ring_dontfork(&ring_);
+  wakeDescriptor_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (wakeDescriptor_ < 0) {
+    error = errno;
+    return false;
+  }
+  auto entry = [](void* port) { static_cast<RingPort*>(port)->reap(); };
+  if (thread_.start(name ? name : "fsys", entry, this)) return true;
+  error = EAGAIN;
+  return false;
+}
+
+RingPort::~RingPort() {
+  if (wakeDescriptor_ >= 0) ::close(wakeDescriptor_);
+  if (hasRing_) io_uring_queue_exit(&ring_);
+}
+
+uint32_t RingPort::start(AsyncOperation* operation) {
+  bool mustWake = false;
+  {
+    MutexLock lock(lock_);
+    if (closed_.load(std::memory_order_relaxed)) return eOsCancelled;
+    waiting_.push(operation);
+    if (isLongLivedThread()) {
+      putWaitingLocked();
+      mustWake = !submitLocked();
+    } else if (inFlight_ < kInFlightLimit) {
+      mustWake = true;
+    }
+    mustWake = mustWake && !wakeAsked_;
+    if (mustWake) wakeAsked_ = true;
+  }
+  if (mustWake) wake();
+  return 1;
+}
+
+void RingPort::wake() {
+  uint64_t one = 1;
+  [[maybe_unused]] ssize_t written = write(wakeDescriptor_, &one, sizeof(one));
+}
+
+// The queue has room: nothing but what is in flight and the tags is ever in it.
+void RingPort::putLocked(AsyncOperation* operation) {
+  io_uring_sqe* sqe = io_uring_get_sqe(&ring_);
+  bool waits = operation->transfer().mustWait();
+  const FileTransfer::Part& part = operation->transfer().nextPart();
+  if (operation->transfer().direction() == FileTransfer::eRead)
+    io_uring_prep_read(sqe, part.descriptor, part.address, part.bytes, part.offset);
+  else
+    io_uring_prep_write(sqe, part.descriptor, part.address, part.bytes, part.offset);
+  if (waits) sqe->flags |= IOSQE_ASYNC;
+  io_uring_sqe_set_data(sqe, operation);
+  operation->handOver();
+}
+
+void RingPort::putWaitingLocked() {
+  while (inFlight_ < kInFlightLimit) {
+    AsyncOperation* operation = waiting_.pop();
+    if (!operation) return;
+    ++inFlight_;
+    putLocked(operation);
+  }
+}
+
+// Tells of every wake-up from now on.
+void RingPort::putWakeLocked() {
+  io_uring_sqe* sqe = io_uring_get_sqe(&ring_);
+  io_uring_prep_poll_multishot(sqe, wakeDescriptor_, POLLIN);
+  io_uring_sqe_set_data(sqe, tagged(kWakeTag));
+}
+
+// False when the kernel has no room now: what it did not take stays in the queue.
+bool RingPort::submitLocked() {
+  while (io_uring_sq_ready(&ring_) != 0) {
+    int result = io_uring_submit(&ring_);
+    if (result <= 0 && result != -EINTR) return false;
+  }
+  return true;
+}
+
+void RingPort::reap() {
+  restart();
+  while (waitForCompletions()) {
+    collect();
+    restart();
+    deliver();
+  }
+}
+
+// False when a closed port has nothing more in flight, or waits no longer for what is.
+bool RingPort::waitForCompletions() {
+  bool closed = closed_.load(std::memory_order_acquire);
+  if (closed && hasDrained()) return false;
+  io_uring_cqe* cqe = nullptr;
+  if (submitFailed_) {
+    __kernel_timespec retry = {0, kRetry_ns};
+    io_uring_wait_cqe_timeout(&ring_, &cqe, &retry);
+  } else if (closed) {
+    __kernel_timespec left = untilDeadline(deadline_);
+    io_uring_wait_cqe_timeout(&ring_, &cqe, &left);
+  } else {
+    io_uring_wait_cqe(&ring_, &cqe);
+  }
+  return true;
+}
+
+bool RingPort::hasDrained() {
+  {
+    MutexLock lock(lock_);
+    if (inFlight_ == 0) return true;
+  }
+  if (deadline_ == Clock::time_point())
+    deadline_ = Clock::now() + std::chrono::milliseconds(kDrain_ms);
+  if (Clock::now() < deadline_) return false;
+  if (cancelled_) return true;
+  cancelled_ = true;
+  deadline_ = Clock::now() + std::chrono::milliseconds(kCancel_ms);
+  cancelAll();
+  return false;
+}
+
+void RingPort::cancelAll() {
+  MutexLock lock(lock_);
+  io_uring_sqe* sqe = io_uring_get_sqe(&ring_);
+  io_uring_prep_cancel(sqe, nullptr, IORING_ASYNC_CANCEL_ANY | IORING_ASYNC_CANCEL_ALL);
+  io_uring_sqe_set_data(sqe, tagged(kCancelTag));
+  submitLocked();
+}
+
+void RingPort::collect() {
+  std::array<io_uring_cqe*, kReapedAtOnce> ended;
+  unsigned count = io_uring_peek_batch_cqe(&ring_, ended.data(), kReapedAtOnce);
+  for (unsigned i = 0; i < count; ++i)
+    takeCompletion(io_uring_cqe_get_data(ended[i]), ended[i]->res, ended[i]->flags);
+  io_uring_cq_advance(&ring_, count);
+}
+
+void RingPort::takeCompletion(void* data, int32_t outcome, uint32_t flags) {
+  if (data == tagged(kCancelTag)) return;
+  if (data == tagged(kWakeTag)) {
+    wakeArmed_ = (flags & IORING_CQE_F_MORE) != 0;
+    uint64_t wakes;
+    [[maybe_unused]] ssize_t taken = read(wakeDescriptor_, &wakes, sizeof(wakes));
+    MutexLock lock(lock_);
+    wakeAsked_ = false;
+    return;
+  }
+  auto* operation = static_cast<AsyncOperation*>(data);
+  operation->takeOver();
+  // The thread that put it in has gone, and the kernel gave its transfers back undone.
+  if (outcome == -ECANCELED && !closed_.load(std::memory_order_acquire)) outcome = -EINTR;
+  if (operation->transfer().take(outcome)) {
+    finished_.push(operation);
+    ++finishedCount_;
+  } else {
+    continuing_.push(operation);
+  }
+}
+
+void RingPort::restart() {
+  MutexLock lock(lock_);
+  inFlight_ -= finishedCount_;
+  finishedCount_ = 0;
+  if (!wakeArmed_) {
+    putWakeLocked();
+    wakeArmed_ = true;
+  }
+  while (AsyncOperation* operation = continuing_.pop()) putLocked(operation);
+  if (!closed_.load(std::memory_order_relaxed)) putWaitingLocked();
+  submitFailed_ = !submitLocked();
+}
+
+void RingPort::deliver() {
+  while (AsyncOperation* operation = finished_.pop()) {
+    if (closed_.load(std::memory_order_acquire))
+      delete operation;
+    else
+      report(operation, command_);
+  }
+}
+
+void RingPort::close() {
+  OperationQueue dropped;
+  unsigned stuck = 0;
+  {
+    MutexLock lock(lock_);
+    closed_.store(true, std::memory_order_release);
+    while (AsyncOperation* operation = waiting_.pop()) dropped.push(operation);
+  }
+  drop(dropped);
+  wake();
+  thread_.join();
+  {
+    MutexLock lock(lock_);
+    stuck = inFlight_;
+  }
+  if (stuck != 0) keepFor(stuck);
+}

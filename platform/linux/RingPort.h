@@ -1,0 +1,74 @@
+#pragma once
+
+#include <liburing.h>
+
+#include <atomic>
+
+#include "platform/linux/LinuxThread.h"
+#include "platform/linux/TransferPort.h"
+#include "platform/common/Mutex.h"
+
+// RingPort: a transfer port on a ring of the kernel's, with one thread that reaps it.
+// Story      A transfer is put into the ring by the thread that starts it, if that thread lives
+//            long: the kernel ends the transfers of a thread that goes. Other threads leave theirs
+//            in the queue and wake the reaper. More than the ring takes at once waits in the queue
+//            and goes in as others end. The reaper takes all that has ended at one wake-up,
+//            continues what was short, puts in what waited, and then executes the commands.
+// Threads    start: any. The submission side of the ring and what is counted there are guarded by
+//            lock_; the completion side is the reaper's alone.
+// Kept       a ring does not survive fork: the child has neither its memory nor its descriptor
+//            after exec.
+class RingPort final : public TransferPort {
+public:
+  static constexpr unsigned kInFlightLimit = 256;
+
+  // Null, and `error` the system's error number, when no ring or no thread can be had.
+  static Qv::Ptr<TransferPort> make(const char* name, const CompletionCommand& command, int& error);
+  // 0 when a ring could be had now, otherwise the system's error number.
+  static int probe();
+
+  ~RingPort() override;
+
+  uint32_t start(AsyncOperation* operation) override;
+  void close() override;
+
+private:
+  explicit RingPort(const CompletionCommand& command) : command_(command) {}
+
+  bool open(const char* name, int& error);
+  void reap();
+  bool waitForCompletions();
+  bool hasDrained();
+  void collect();
+  void takeCompletion(void* data, int32_t outcome, uint32_t flags);
+  void restart();
+  void deliver();
+  void cancelAll();
+  void wake();
+
+  void putLocked(AsyncOperation* operation) REQUIRES(lock_);
+  void putWakeLocked() REQUIRES(lock_);
+  void putWaitingLocked() REQUIRES(lock_);
+  bool submitLocked() REQUIRES(lock_);
+
+  const CompletionCommand command_;
+  LinuxThread thread_;
+  int wakeDescriptor_ = -1;
+  io_uring ring_ = {};  // the submission side is guarded by lock_, the rest is the reaper's
+  bool hasRing_ = false;
+
+  // The reaper's alone.
+  OperationQueue finished_;
+  OperationQueue continuing_;
+  unsigned finishedCount_ = 0;
+  bool wakeArmed_ = false;
+  bool submitFailed_ = false;
+  bool cancelled_ = false;
+  std::chrono::steady_clock::time_point deadline_;
+
+  Mutex lock_;
+  OperationQueue waiting_ GUARDED_BY(lock_);
+  unsigned inFlight_ GUARDED_BY(lock_) = 0;
+  bool wakeAsked_ GUARDED_BY(lock_) = false;
+  std::atomic<bool> closed_{false};  // written under lock_
+};

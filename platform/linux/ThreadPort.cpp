@@ -1,0 +1,94 @@
+#include "platform/linux/ThreadPort.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "platform/OsErrors.h"
+#include "platform/linux/PositionalTransfer.h"
+
+ThreadPort::ThreadPort(const char* name, const CompletionCommand& command, int threads)
+    : name_(name ? name : "fsys"),
+      command_(command),
+      threadLimit_(static_cast<unsigned>(std::clamp(threads, 1, int{kMostThreads}))) {}
+
+uint32_t ThreadPort::start(AsyncOperation* operation) {
+  MutexLock lock(lock_);
+  if (closed_) return eOsCancelled;
+  if (!haveThreadLocked()) return eOsNoMemory;
+  waiting_.push(operation);
+  ++waitingCount_;
+  if (idle_ > 0) work_.wakeOne();
+  return 1;
+}
+
+// Makes a thread when the waiting ones have enough to do. False when there is none at all.
+bool ThreadPort::haveThreadLocked() {
+  if (idle_ > waitingCount_ || made_ == threadLimit_) return true;
+  auto entry = [](void* port) { static_cast<ThreadPort*>(port)->work(); };
+  if (!threads_[made_].start(name_.c_str(), entry, this)) return made_ != 0;
+  ++made_;
+  ++alive_;
+  return true;
+}
+
+void ThreadPort::work() {
+  MutexLock lock(lock_);
+  while (!closed_) {
+    if (AsyncOperation* operation = waiting_.pop()) {
+      --waitingCount_;
+      carryOutLocked(operation);
+      continue;
+    }
+    ++idle_;
+    work_.wait(lock_);
+    --idle_;
+  }
+  --alive_;
+  quiet_.wakeAll();
+}
+
+void ThreadPort::carryOutLocked(AsyncOperation* operation) {
+  lock_.unlock();
+  carryOut(operation->transfer());
+  lock_.lock();
+  if (closed_) {
+    lock_.unlock();
+    delete operation;
+    lock_.lock();
+    return;
+  }
+  ++commands_;
+  lock_.unlock();
+  report(operation, command_);
+  lock_.lock();
+  --commands_;
+  if (closed_) quiet_.wakeAll();
+}
+
+// Waits for the commands that run, then for the threads. False when a transfer does not end.
+bool ThreadPort::drainLocked() {
+  while (commands_ != 0) quiet_.wait(lock_);
+  auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(kDrain_ms + kCancel_ms);
+  while (alive_ != 0 && quiet_.waitUntil(lock_, deadline)) {
+  }
+  return alive_ == 0;
+}
+
+void ThreadPort::close() {
+  bool drained = false;
+  unsigned made = 0, stuck = 0;
+  OperationQueue dropped;
+  {
+    MutexLock lock(lock_);
+    closed_ = true;
+    while (AsyncOperation* operation = waiting_.pop()) dropped.push(operation);
+    work_.wakeAll();
+    drained = drainLocked();
+    made = made_;
+    stuck = alive_;
+  }
+  drop(dropped);
+  for (unsigned i = 0; i < made; ++i) drained ? threads_[i].join() : threads_[i].detach();
+  if (!drained) keepFor(stuck);
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "platform/linux/LinuxThread.h"
+#include "platform/linux/TransferPort.h"
+#include "platform/linux/WaitCondition.h"
+
+// ThreadPort: a transfer port whose threads carry the transfers out themselves, one a thread.
+// Story      Threads are made as they are needed, up to the port's limit, and then wait for work
+//            until the port is closed.
+// Threads    any.
+class ThreadPort final : public TransferPort {
+public:
+  static constexpr unsigned kMostThreads = 16;
+
+  // `threads` is the most that it makes, at least 1.
+  ThreadPort(const char* name, const CompletionCommand& command, int threads);
+
+  uint32_t start(AsyncOperation* operation) override;
+  void close() override;
+
+private:
+  void work();
+  void carryOutLocked(AsyncOperation* operation) REQUIRES(lock_);
+  bool haveThreadLocked() REQUIRES(lock_);
+  bool drainLocked() REQUIRES(lock_);
+
+  const std::string name_;
+  const CompletionCommand command_;
+  const unsigned threadLimit_;
+
+  Mutex lock_;
+  WaitCondition work_;   // there is an operation, or the port is closed
+  WaitCondition quiet_;  // a closed port's command has ended, or its thread has left
+  OperationQueue waiting_ GUARDED_BY(lock_);
+  unsigned waitingCount_ GUARDED_BY(lock_) = 0;
+  unsigned idle_ GUARDED_BY(lock_) = 0;
+  unsigned commands_ GUARDED_BY(lock_) = 0;
+  unsigned alive_ GUARDED_BY(lock_) = 0;
+  unsigned made_ GUARDED_BY(lock_) = 0;
+  bool closed_ GUARDED_BY(lock_) = false;
+  std::array<LinuxThread, kMostThreads> threads_;  // the first made_ are started
+};
