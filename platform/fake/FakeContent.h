@@ -1,0 +1,30 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <vector>
+
+// FakeContent: the bytes of one file of the fake. What was never written reads as zeros.
+// Units      bytes; kept in blocks, so that an offset of terabytes costs nothing.
+class FakeContent {
+public:
+  uint64_t size() const { return size_; }
+  // Returns what lay before the end; the rest of the buffer is zero-filled.
+  uint32_t read(uint64_t offset, void* buffer, uint32_t bytes) const;
+  void write(uint64_t offset, const void* buffer, uint32_t bytes);
+  // Cuts everything off.
+  void clear();
+  // The whole file.
+  std::vector<unsigned char> bytes() const;
+
+  bool readOnly = false;
+
+private:
+  static constexpr uint32_t kBlock = 16 * 1024;
+  using Block = std::array<unsigned char, kBlock>;
+
+  uint64_t size_ = 0;
+  std::map<uint64_t, std::unique_ptr<Block>> blocks_;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/OsThreads.h"
+
+class FakeWorld;
+
+// FakeEvent: an event whose waits run the fake world instead of blocking.
+class FakeEvent final : public iThreadEvent {
+public:
+  // `number`: how many events and threads were made before.
+  FakeEvent(FakeWorld& world, uint64_t number) : world_(world), number_(number) {}
+
+  void signal() override { signalled_ = true; }
+  void reset() override { signalled_ = false; }
+  bool wait(uint32_t timeout_ms) override;
+
+  bool isSignalled() const { return signalled_; }
+  uint64_t number() const { return number_; }
+  // Takes the signal away, if there is one.
+  bool take() {
+    bool was = signalled_;
+    signalled_ = false;
+    return was;
+  }
+
+private:
+  FakeWorld& world_;
+  const uint64_t number_;
+  bool signalled_ = false;
+};

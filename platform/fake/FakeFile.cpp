@@ -1,0 +1,156 @@
+#include "platform/fake/FakeFile.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/fake/FakeAsyncIo.h"
+#include "platform/fake/FakeFileManager.h"
+#include "platform/fake/FakePort.h"
+
+namespace {
+
+constexpr uint32_t kSucceeded = 1;
+constexpr uint64_t kMaxBytes = INT64_MAX;
+
+}  // namespace
+
+FakeFile::FakeFile(FakeFileManager& files, const std::wstring& path,
+                   std::shared_ptr<FakeContent> content, bool readable, bool writable, bool async)
+    : files_(files),
+      path_(path),
+      content_(std::move(content)),
+      readable_(readable),
+      writable_(writable),
+      async_(async) {
+  files_.countFile(1);
+}
+
+FakeFile::~FakeFile() { files_.countFile(-1); }
+
+uint32_t FakeFile::answer(uint32_t result) const {
+  return result == kSucceeded ? result : files_.errors().fail(result);
+}
+
+uint32_t FakeFile::check(bool allowed, uint64_t offset, const void* buffer, uint32_t bytes) const {
+  if (!open_ || (!buffer && bytes != 0) || offset > kMaxBytes) return eOsInvalid;
+  return allowed ? kSucceeded : uint32_t{eOsAccessDenied};
+}
+
+uint32_t FakeFile::getInfo(FILE_INFO* info) const {
+  if (uint32_t error = files_.faults().next(FaultPlan::eGetInfo).error) return answer(error);
+  if (!open_ || !info) return answer(eOsInvalid);
+  info->writePosition = content_->size();
+  return kSucceeded;
+}
+
+uint32_t FakeFile::readBytes(bool atPosition, uint64_t offset, void* buffer, uint32_t bytes,
+                             uint32_t& done) {
+  done = 0;
+  FaultPlan::Verdict verdict = files_.faults().next(FaultPlan::eRead);
+  uint32_t result = verdict.error ? verdict.error : check(readable_, offset, buffer, bytes);
+  if (buffer && bytes > 0) std::memset(buffer, 0, bytes);
+  if (result == kSucceeded)
+    done = content_->read(offset, buffer, verdict.shortened ? std::min(bytes, verdict.bytes) : bytes);
+  files_.record({atPosition ? FakeTransferRecord::eAtPosition : FakeTransferRecord::eAtOffset,
+                 false, path_, offset, bytes, buffer, result, done});
+  return answer(result);
+}
+
+uint32_t FakeFile::writeBytes(bool atPosition, uint64_t offset, const void* buffer, uint32_t bytes,
+                              uint32_t& done) {
+  done = 0;
+  FaultPlan::Verdict verdict = files_.faults().next(FaultPlan::eWrite);
+  uint32_t result = verdict.error ? verdict.error : check(writable_, offset, buffer, bytes);
+  if (result == kSucceeded) {
+    uint32_t asked = verdict.shortened ? std::min(bytes, verdict.bytes) : bytes;
+    auto fitting = static_cast<uint32_t>(std::min<uint64_t>(asked, kMaxBytes - offset));
+    done = files_.room(path_, *content_, offset, fitting);
+    content_->write(offset, buffer, done);
+    if (done < fitting) result = eOsNoSpace;
+    if (fitting < asked) result = eOsTooLarge;
+  }
+  files_.record({atPosition ? FakeTransferRecord::eAtPosition : FakeTransferRecord::eAtOffset, true,
+                 path_, offset, bytes, buffer, result, done});
+  return answer(result);
+}
+
+uint32_t FakeFile::readAt(uint64_t offset, void* buffer, uint32_t bytes, uint32_t* done) {
+  uint32_t moved = 0;
+  uint32_t result = readBytes(false, offset, buffer, bytes, moved);
+  if (done) *done = moved;
+  return result;
+}
+
+uint32_t FakeFile::writeAt(uint64_t offset, const void* buffer, uint32_t bytes, uint32_t* done) {
+  uint32_t moved = 0;
+  uint32_t result = writeBytes(false, offset, buffer, bytes, moved);
+  if (done) *done = moved;
+  return result;
+}
+
+uint32_t FakeFile::read(void* buffer, uint32_t bytes, uint32_t* done) {
+  uint32_t moved = 0;
+  uint32_t result = readBytes(true, position_, buffer, bytes, moved);
+  position_ += moved;
+  if (done) *done = moved;
+  return result;
+}
+
+uint32_t FakeFile::write(const void* buffer, uint32_t bytes, uint32_t* done) {
+  uint32_t moved = 0;
+  uint32_t result = writeBytes(true, position_, buffer, bytes, moved);
+  position_ += moved;
+  if (done) *done = moved;
+  return result;
+}
+
+uint32_t FakeFile::attach(CompletionPortHandler* handler) {
+  if (uint32_t error = files_.faults().next(FaultPlan::eAttach).error) return answer(error);
+  if (!open_ || !handler) return answer(eOsInvalid);
+  if (!async_) return answer(eOsNotSupported);
+  auto* port = dynamic_cast<FakePort*>(handler->port());
+  if (!port || port_) return answer(eOsInvalid);
+  port_ = port->state();
+  return kSucceeded;
+}
+
+uint32_t FakeFile::startRead(const Qv::Ptr<iAsyncContext>& context, const AsyncTransfer& transfer) {
+  return start(false, context, transfer);
+}
+
+uint32_t FakeFile::startWrite(const Qv::Ptr<iAsyncContext>& context,
+                              const AsyncTransfer& transfer) {
+  return start(true, context, transfer);
+}
+
+uint32_t FakeFile::checkStart(bool write, const Qv::Ptr<iAsyncContext>& context,
+                              const AsyncTransfer& transfer) const {
+  if (!async_) return eOsNotSupported;
+  if (!context || !transfer.request || !port_) return eOsInvalid;
+  if (!port_->alive) return eOsCancelled;
+  if (transfer.offset > kMaxBytes - transfer.bytes) return eOsInvalid;
+  return check(write ? writable_ : readable_, transfer.offset, transfer.buffer, transfer.bytes);
+}
+
+uint32_t FakeFile::start(bool write, const Qv::Ptr<iAsyncContext>& context,
+                         const AsyncTransfer& transfer) {
+  FaultPlan::eCall call = write ? FaultPlan::eStartWrite : FaultPlan::eStartRead;
+  uint32_t result = files_.faults().next(call).error;
+  if (result == 0) result = checkStart(write, context, transfer);
+  files_.record({FakeTransferRecord::eAsync, write, path_, transfer.offset, transfer.bytes,
+                 transfer.buffer, result});
+  if (result != kSucceeded) return answer(result);
+  FakeTransfer pending;
+  pending.write = write;
+  pending.offset = transfer.offset;
+  pending.bytes = transfer.bytes;
+  pending.buffer = transfer.buffer;
+  pending.request = transfer.request;
+  pending.path = path_;
+  pending.keep = transfer.keep;
+  pending.context = context;
+  pending.content = content_;
+  pending.port = port_;
+  files_.asyncIo().start(std::move(pending));
+  return kSucceeded;
+}
