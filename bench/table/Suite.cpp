@@ -143,8 +143,12 @@ void Suite::compare(const std::string& what, const Pairs& pairs, eBars bars) {
   line.comparedValue = medianOfPairs(pairs.engine, pairs.ring, cpu,
                                      [](double ours, double theirs) { return ours - theirs; });
   line.compared = text("%+.1f us/MB", line.comparedValue);
-  line.bar = bars == eNone ? "" : text("<= %+.0f us/MB", kMostCpuAbove_us);
-  line.verdict = bars == eNone ? Line::eNoBar : verdict(line.comparedValue <= kMostCpuAbove_us);
+  line.bar.clear();
+  line.verdict = Line::eNoBar;
+  if (bars != eNone) {
+    line.bar = text("<= %+.0f us/MB", kMostCpuAbove_us);
+    line.verdict = verdict(line.comparedValue <= kMostCpuAbove_us);
+  }
   lines_.push_back(line);
 }
 
@@ -237,7 +241,7 @@ void Suite::cacheHit() {
   copies.engine = static_cast<double>(copied);
   copies.comparedValue = copies.engine;
   copies.compared = text("%.0f", copies.engine);
-  copies.bar = "0";
+  copies.bar = text("%.0f", 0);
   copies.verdict = verdict(copied == 0);
   lines_.push_back(copies);
 
@@ -269,7 +273,7 @@ void Suite::counted() {
 void Suite::addCounted(Line line, double limit, const std::function<Probes::Outcome()>& ask) {
   Interrupted::check();
   Probes::Outcome outcome = ask();
-  line.bar = limit > 0 ? text("<= %.0f us", limit) : "0";
+  line.bar = text(limit > 0 ? "<= %.0f us" : "%.0f", limit);
   if (outcome.value) {
     line.engine = line.comparedValue = *outcome.value;
     line.compared = text(line.decimals ? "%.2f" : "%.0f", line.comparedValue);
