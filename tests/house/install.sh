@@ -20,6 +20,12 @@ consume() {
   # shellcheck disable=SC2046  # one word a flag
   "$compiler" -std=c++20 "$here/consumer/main.cpp" -o "$work/$try-pc" $(pkg-config --cflags --libs fsys)
   LD_LIBRARY_PATH=$libdir "$work/$try-pc"
+  # One heap: the C++ library's own allocations come from libfsys too.
+  LD_LIBRARY_PATH=$libdir LD_BIND_NOW=1 LD_DEBUG=bindings "$work/$try-pc" 2>"$work/bindings"
+  for operator in _Znwm _ZdlPv; do
+    grep -q "libstdc++.* to .*libfsys.*symbol .$operator'" "$work/bindings" ||
+      { echo "the C++ library does not bind $operator to libfsys"; return 1; }
+  done
   [ "$(pkg-config --modversion fsys)" = "$(sed -n 's/.*fsys VERSION \([0-9.]*\).*/\1/p' "$here/../../CMakeLists.txt")" ]
   # Nothing in the tree points back to where it was built, or to where it lay before.
   if grep -rlF -e "$here" -e "$work/first" "$prefix" --include='*.cmake' --include='*.pc' --include='*.h'; then
