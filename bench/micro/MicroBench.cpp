@@ -5,13 +5,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
-#include <semaphore>
 #include <string>
 #include <vector>
 
+#include "bench/table/Arrival.h"
 #include "bench/table/EngineFile.h"
 #include "fsys/EngineSettings.h"
 #include "fsys/FsysPoll.h"
@@ -59,19 +58,12 @@ private:
   bool running_;
 };
 
-struct Arrival : iObject {
-  static void come(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>&, RequestStatus) {
-    static_cast<Arrival*>(context.get())->arrived.release();
-  }
-  std::counting_semaphore<> arrived{0};
-};
-
 // Reads through the file until a read is answered from what is kept.
 bool warm(EngineFile& file, uint32_t bytes, Qv::Ptr<iObject>& context) {
   auto* arrival = static_cast<Arrival*>(context.get());
   for (int tries = 0; tries < 1000 && file->GetCacheHits() == 0; ++tries) {
     if (file->DirectRead(0, bytes, false, &Arrival::come, context) != 1) return false;
-    arrival->arrived.acquire();
+    arrival->wait();
   }
   return file->GetCacheHits() > 0;
 }

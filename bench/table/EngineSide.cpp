@@ -4,8 +4,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <semaphore>
 
+#include "bench/table/Arrival.h"
 #include "bench/table/Descriptor.h"
 #include "bench/table/EngineFile.h"
 #include "bench/table/ReadStream.h"
@@ -31,27 +31,21 @@ void makeDurable(const std::string& path, Round& round) {
   if (fsync(file.get()) != 0) ++round.wrong;
 }
 
-// Writer: the context of writes; says when one has ended, and counts failures.
-struct Writer : iObject {
-  explicit Writer(unsigned inFlight) : freeSlots(inFlight) {}
-  static void written(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>&, RequestStatus status) {
-    auto* writer = static_cast<Writer*>(context.get());
-    if (status != eRequestSucceeded) ++writer->wrong;
-    writer->freeSlots.release();
-  }
-  std::counting_semaphore<> freeSlots;
-  std::atomic<uint64_t> wrong{0};
+// Slot: a holder whose bytes are written again and again, one write at a time.
+struct Slot {
+  explicit Slot(uint32_t bytes) : data(makeHolder(bytes)), context(new Arrival) {}
+  Arrival* arrival() const { return static_cast<Arrival*>(context.get()); }
+  Qv::Ptr<iMemHolder> data;
+  Qv::Ptr<iObject> context;
+  bool underWay = false;
 };
 
-// Reader: the context of reads that are waited for one by one.
-struct Reader : iObject {
-  static void arrived(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>& data, RequestStatus status) {
-    auto* reader = static_cast<Reader*>(context.get());
-    reader->data = status == eRequestSucceeded ? data : nullptr;
-    reader->come.release();
+// Counter: the context of writes that nobody waits for.
+struct Counter : iObject {
+  static void written(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>&, RequestStatus status) {
+    if (status != eRequestSucceeded) ++static_cast<Counter*>(context.get())->failed;
   }
-  std::binary_semaphore come{0};
-  Qv::Ptr<iMemHolder> data;
+  std::atomic<uint64_t> failed{0};
 };
 
 bool isWithin(const iMemHolder& piece, const iMemHolder& kept, uint64_t at) {
@@ -67,32 +61,25 @@ Round EngineSide::read(const Workload& work) {
   return round;
 }
 
-// Each slot has a holder of its own, which is filled again when its write has ended.
 Round EngineSide::write(const Workload& work) {
   const Workload::File& target = work.files[0];
   EngineFile file(target.path, work.block, 2);
-  std::vector<Qv::Ptr<iMemHolder>> holders;
-  std::vector<Qv::Ptr<iObject>> writers;
-  for (unsigned i = 0; i < work.inFlight; ++i) {
-    holders.push_back(makeHolder(work.block));
-    writers.push_back(Qv::Ptr<iObject>(new Writer(1)));
-  }
+  std::vector<Slot> slots;
+  for (unsigned i = 0; i < work.inFlight; ++i) slots.emplace_back(work.block);
   Round round;
   Meter meter;
   for (uint64_t offset = 0, turn = 0; offset < work.bytesPerFile; offset += work.block, ++turn) {
-    size_t slot = turn % work.inFlight;
-    static_cast<Writer*>(writers[slot].get())->freeSlots.acquire();
-    Stamp::putEnds(holders[slot]->getBuffer(), offset, work.block, target.number);
-    if (file->DirectWrite(holders[slot], false, &Writer::written, writers[slot], false) != 1) {
-      ++round.wrong;
-      static_cast<Writer*>(writers[slot].get())->freeSlots.release();
-    }
+    Slot& slot = slots[turn % slots.size()];
+    if (slot.underWay) slot.arrival()->wait();
+    Stamp::putEnds(slot.data->getBuffer(), offset, work.block, target.number);
+    slot.underWay = file->DirectWrite(slot.data, false, &Arrival::come, slot.context, false) == 1;
+    round.wrong += !slot.underWay;
   }
   if (!file.close()) ++round.wrong;
   makeDurable(target.path, round);
   meter.stop(round);
   round.bytes = work.bytesPerFile;
-  for (Qv::Ptr<iObject>& writer : writers) round.wrong += static_cast<Writer*>(writer.get())->wrong;
+  for (Slot& slot : slots) round.wrong += slot.arrival()->failed;
   return round;
 }
 
@@ -101,44 +88,44 @@ Round EngineSide::writeStaged(const Workload& work) {
   EngineFile file(target.path, work.block, 2);
   Qv::Ptr<iMemHolder> byte = makeHolder(1);
   Qv::Ptr<iMemHolder> piece = makeHolder(work.block);
-  Qv::Ptr<iObject> writer(new Writer(0));
+  Qv::Ptr<iObject> counter(new Counter);
   Round round;
   Meter meter;
-  if (file->DirectWrite(byte, false, &Writer::written, writer, false) != 1) ++round.wrong;
+  if (file->DirectWrite(byte, false, &Counter::written, counter, false) != 1) ++round.wrong;
   for (uint64_t done = 0; done < work.bytesPerFile; done += work.block) {
     Stamp::put(piece->getBuffer(), done, target.number);
-    if (file->DirectWrite(piece, false, &Writer::written, writer, false) != 1) ++round.wrong;
+    if (file->DirectWrite(piece, false, &Counter::written, counter, false) != 1) ++round.wrong;
   }
   if (!file.close()) ++round.wrong;
   makeDurable(target.path, round);
   meter.stop(round);
   round.bytes = work.bytesPerFile + 1;
-  round.wrong += static_cast<Writer*>(writer.get())->wrong;
+  round.wrong += static_cast<Counter*>(counter.get())->failed;
   return round;
 }
 
 Round EngineSide::roundTrips(const Workload& work, const std::vector<uint64_t>& offsets) {
   const Workload::File& source = work.files[0];
   EngineFile file(source.path, work.block, 1);
-  Qv::Ptr<iObject> context(new Reader);
-  auto* reader = static_cast<Reader*>(context.get());
+  Qv::Ptr<iObject> context(new Arrival);
+  auto* arrival = static_cast<Arrival*>(context.get());
   Round round;
   round.latencies_us.reserve(offsets.size());
   Meter meter;
   for (uint64_t offset : offsets) {
     auto start = Clock::now();
     // A full list gives way as passes drop what it keeps.
-    if (file->DirectRead(static_cast<long>(offset), work.block, false, &Reader::arrived, context) !=
+    if (file->DirectRead(static_cast<long>(offset), work.block, false, &Arrival::come, context) !=
         1) {
       ++round.wrong;
       continue;
     }
-    reader->come.acquire();
+    arrival->wait();
     round.latencies_us.push_back(microsSince(start));
-    if (!reader->data ||
-        !Stamp::endsAreRight(reader->data->getBuffer(), offset, work.block, source.number))
+    if (!arrival->data ||
+        !Stamp::endsAreRight(arrival->data->getBuffer(), offset, work.block, source.number))
       ++round.wrong;
-    reader->data.reset();
+    arrival->data.reset();
     round.bytes += work.block;
   }
   meter.stop(round);
@@ -149,15 +136,15 @@ EngineSide::Hits EngineSide::hits(const Workload& work, uint32_t piece, uint64_t
                                   void (*around)()) {
   const Workload::File& source = work.files[0];
   EngineFile file(source.path, work.block, 1);
-  Qv::Ptr<iObject> context(new Reader);
-  auto* reader = static_cast<Reader*>(context.get());
+  Qv::Ptr<iObject> context(new Arrival);
+  auto* arrival = static_cast<Arrival*>(context.get());
   Hits hits;
-  if (file->DirectRead(0, work.block, false, &Reader::arrived, context) != 1) {
+  if (file->DirectRead(0, work.block, false, &Arrival::come, context) != 1) {
     ++hits.round.wrong;
     return hits;
   }
-  reader->come.acquire();
-  Qv::Ptr<iMemHolder> kept = reader->data;
+  arrival->wait();
+  Qv::Ptr<iMemHolder> kept = arrival->data;
   if (!kept) {
     ++hits.round.wrong;
     return hits;
@@ -165,14 +152,11 @@ EngineSide::Hits EngineSide::hits(const Workload& work, uint32_t piece, uint64_t
   auto hit = [&](uint64_t turn) {
     uint64_t at = turn * piece % work.block;
     uint32_t result =
-        file->DirectRead(static_cast<long>(at), piece, false, &Reader::arrived, context);
+        file->DirectRead(static_cast<long>(at), piece, false, &Arrival::come, context);
     if (result != 1) return;
-    if (!reader->come.try_acquire()) {
-      reader->come.acquire();
-      return;
-    }
+    if (!arrival->wait()) return;
     ++hits.served;
-    hits.copied += !reader->data || !isWithin(*reader->data, *kept, at);
+    hits.copied += !arrival->data || !isWithin(*arrival->data, *kept, at);
   };
   // The request is kept only when its completion has returned: the first hits may come too early.
   uint64_t served = 0;
