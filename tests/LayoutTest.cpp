@@ -1,0 +1,195 @@
+// The declared orders: fields by their addresses, virtual operations by their slots.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+#include "fsys/CompletionInfo.h"
+#include "fsys/FileRequest.h"
+#include "fsys/Fsys.h"
+#include "fsys/FsysBuf.h"
+#include "fsys/FsysFile.h"
+#include "fsys/FsysPoll.h"
+#include "fsys/IoCompletion.h"
+#include "fsys/MemBlock.h"
+#include "fsys/MemRef.h"
+#include "fsys/WriteMemRef.h"
+#include "platform/fake/FakeOSScope.h"
+
+// Sees the private fields.
+struct LayoutPeer {
+  using Addresses = std::vector<const void*>;
+
+  static Addresses of(const Fsys& x) {
+    return {&x.readBytesOutstanding_,
+            &x.writeBytesOutstanding_,
+            &x.readPoll_,
+            &x.writePoll_,
+            &x.readFiles_,
+            &x.writeFiles_,
+            &x.readFilesLock_,
+            &x.writeFilesLock_,
+            &x.receiver_};
+  }
+  static Addresses of(const FileRequest& x) {
+    return {&x.is_read_,      &x.synchronous_, &x.Status_,       &x.offset_,    &x.startAdjust_,
+            &x.ByteCount_,    &x.deferrable_,  &x.lengthAdjust_, &x.bytesDone_, &x.buffer_,
+            &x.asyncContext_, &x.completions_, &x.startTime_ms_, &x.file_,      &x.startRetries_,
+            &x.lastUse_,      &x.waiter_};
+  }
+  static Addresses of(const FsysFile& x) {
+    return {&x.driveType_,
+            &x.sectorSize_,
+            &x.poll_,
+            &x.file_,
+            &x.probe_,
+            &x.name_,
+            &x.readRequests_,
+            &x.writeRequests_,
+            &x.lock_,
+            &x.closing_,
+            &x.drainEvent_,
+            &x.deferredCount_,
+            &x.position_,
+            &x.writeSegment_,
+            &x.pendingSegmentBytes_,
+            &x.writeCache_,
+            &x.writeCacheFill_,
+            &x.writeCachePosition_,
+            &x.cacheDisabled_,
+            &x.flags_,
+            &x.coalesceLength_,
+            &x.writeBytesOutstanding_,
+            &x.readBytesOutstanding_};
+  }
+  static Addresses of(const MemRef& x) { return {&x.underlying_, &x.start_, &x.size_, &x.used_}; }
+  static Addresses of(const MemBlock& x) { return {&x.memory_, &x.size_, &x.offset_}; }
+  static Addresses of(const FsysBuf& x) { return {&x.pendingBytes_, &x.secondCount_}; }
+  static Addresses of(const CompletionInfo& x) {
+    return {&x.callback_, &x.context_, &x.offset_, &x.length_, &x.bufferPosition_};
+  }
+  static Addresses of(const FsysPoll& x) {
+    return {&x.delay_ms_,  &x.threadId_, &x.wake_,    &x.files_,
+            &x.filesLock_, &x.spare_,    &x.running_, &x.reads_};
+  }
+  static Addresses of(const IOCompletionReceiver& x) { return {&x.readHandler_, &x.writeHandler_}; }
+  static uint32_t secondCount(const FsysBuf& x) { return x.secondCount_; }
+  static uint32_t blockOffset(const MemBlock& x) { return x.offset_; }
+};
+
+namespace {
+
+bool ascend(const LayoutPeer::Addresses& addresses) {
+  return std::is_sorted(addresses.begin(), addresses.end(), std::less_equal<const void*>()) &&
+         std::adjacent_find(addresses.begin(), addresses.end()) == addresses.end();
+}
+
+// The slot of a virtual operation: its pointer holds the slot's offset in the table, and one. The
+// destructors stand in slots 0 and 1.
+template <typename Operation>
+size_t slotOf(Operation operation) {
+  uintptr_t word;
+  std::memcpy(&word, &operation, sizeof word);
+  return (word - 1) / sizeof(void*);
+}
+
+class LayoutTest : public testing::Test {
+protected:
+  FakeOSScope scope_;
+};
+
+TEST_F(LayoutTest, FieldsStandInTheirDeclaredOrder) {
+  Qv::Ptr<MemBlock> block(new MemBlock(10));
+  Qv::Ptr<MemRef> slice(new MemRef(block, 0, 5));
+  FsysBuf pool;
+  CompletionInfo entry(nullptr, nullptr, 0, 0);
+  FsysFile file(LightweightString<wchar_t>(L"/a"), nullptr, 512, iDiskDrive::eFixed, 1, 0);
+  FileRequest request(true, 1, 0, false, false, nullptr, &file, nullptr, nullptr);
+  Fsys engine;
+  Vector<FsysFile*> files;
+  CriticalSection lock;
+  FsysPoll poll(&files, &lock, true, 50, 50);
+  IOCompletionReceiver receiver;
+
+  EXPECT_TRUE(ascend(LayoutPeer::of(*block)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(*slice)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(pool)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(entry)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(file)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(request)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(engine)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(poll)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(receiver)));
+}
+
+TEST_F(LayoutTest, AnOrderThatIsNotKeptIsSeen) {
+  int pair[2] = {0, 0};
+  EXPECT_FALSE(ascend({&pair[1], &pair[0]}));
+  EXPECT_FALSE(ascend({&pair[0], &pair[0]}));
+}
+
+TEST_F(LayoutTest, AFilesVirtualOperationsStandInTheirSlots) {
+  EXPECT_EQ(slotOf(&FsysFile::LowLevelOpen), 2u);
+  EXPECT_EQ(slotOf(&FsysFile::LowLevelClose), 3u);
+  EXPECT_EQ(slotOf(&FsysFile::LowLevelAsyncRead), 4u);
+  EXPECT_EQ(slotOf(&FsysFile::LowLevelAsyncWrite), 5u);
+  EXPECT_EQ(slotOf(&FsysFile::LowLevelRead), 6u);
+  EXPECT_EQ(slotOf(&FsysFile::LowLevelWrite), 7u);
+  EXPECT_EQ(slotOf(&FsysFile::LowLevelGetInfo), 8u);
+  EXPECT_EQ(slotOf(&FsysFile::SetUpIoCompletionNotify), 9u);
+}
+
+template <typename Holder>
+void expectHolderSlots() {
+  EXPECT_EQ(slotOf(&Holder::getBuffer), 2u);
+  EXPECT_EQ(slotOf(&Holder::getSize), 3u);
+  EXPECT_EQ(slotOf(&Holder::getUsed), 4u);
+  EXPECT_EQ(slotOf(&Holder::setUsed), 5u);
+}
+
+TEST_F(LayoutTest, EveryHoldersVirtualOperationsStandInTheirSlots) {
+  expectHolderSlots<iMemHolder>();
+  expectHolderSlots<MemRef>();
+  expectHolderSlots<MemBlock>();
+  expectHolderSlots<WriteMemRef>();
+}
+
+TEST_F(LayoutTest, TheReceiversCommandStandsBehindItsDestructors) {
+  EXPECT_EQ(slotOf(&IOCompletionReceiver::executeCommand), 2u);
+}
+
+// Nothing but a destructor: a table pointer, and then the first field.
+TEST_F(LayoutTest, ClassesWithOnlyAVirtualDestructorBeginWithTheirTable) {
+  FsysBuf pool;
+  Fsys engine;
+  auto offsetIn = [](const void* object, const void* field) {
+    return static_cast<const char*>(field) - static_cast<const char*>(object);
+  };
+  EXPECT_EQ(offsetIn(&pool, LayoutPeer::of(pool).front()), ptrdiff_t{sizeof(void*)});
+  EXPECT_EQ(offsetIn(&engine, LayoutPeer::of(engine).front()), ptrdiff_t{sizeof(void*)});
+}
+
+TEST_F(LayoutTest, ThePoolsSecondCountIsZeroAndABlocksOffsetToo) {
+  FsysBuf pool;
+  EXPECT_EQ(LayoutPeer::secondCount(pool), 0u);
+  Qv::Ptr<MemBlock> block(new MemBlock(10));
+  EXPECT_EQ(LayoutPeer::blockOffset(*block), 0u);
+}
+
+TEST_F(LayoutTest, TheRequestStatesHaveTheirFixedNumbers) {
+  EXPECT_EQ(FileRequest::CONSTRUCTED, 0);
+  EXPECT_EQ(FileRequest::QUEUED, 1);
+  EXPECT_EQ(FileRequest::STARTED, 2);
+  EXPECT_EQ(FileRequest::COMPLETED, 3);
+  EXPECT_EQ(FileRequest::SUCCEEDED, 4);
+  EXPECT_EQ(FileRequest::FAILED, 5);
+  EXPECT_EQ(FileRequest::TOO_SLOW, 6);
+  EXPECT_EQ(eRequestSucceeded, 2);
+  EXPECT_EQ(eRequestFailed, 3);
+}
+
+}  // namespace
