@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fstream>
 
@@ -41,6 +42,15 @@ void describe(CLI::App& app, Options& options) {
   app.add_option("--probe-number", options.probeNumber)->group("");
 }
 
+// What else the machine is doing: figures of a busy one say little.
+std::string load() {
+  double averages[1] = {0};
+  char text[32];
+  if (getloadavg(averages, 1) != 1) return "unknown";
+  std::snprintf(text, sizeof text, "%.1f", averages[0]);
+  return text;
+}
+
 std::string processor() {
   std::ifstream lines("/proc/cpuinfo");
   std::string line;
@@ -49,7 +59,7 @@ std::string processor() {
   return "unknown";
 }
 
-Facts factsOf(const Options& options, bool direct) {
+Facts factsOf(const Options& options, bool direct, const std::string& loadBefore) {
   utsname system{};
   uname(&system);
   iAsyncIo::Description io = OS()->getAsyncIo()->describe();
@@ -57,6 +67,7 @@ Facts factsOf(const Options& options, bool direct) {
   facts.entries = {
       {"machine", processor() + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) +
                       " processors, Linux " + system.release},
+      {"load", loadBefore + " before, " + load() + " after"},
       {"engine", io.ring ? "ring" : std::string("threads: ") + io.why},
       {"transfers", direct ? "direct" : "through the page cache: the folder takes no direct ones"},
       {"rounds", std::to_string(options.rounds) + " of each side in turn, after one uncounted"},
@@ -80,13 +91,14 @@ int verdictOf(const Suite& suite, const Options& options) {
 
 int measure(Options& options) {
   Interrupted::listen();
+  std::string loadBefore = load();
   options.fit(Scratch::freeBytes(options.folder));
   if (FsysInitialize() != 1) throw std::runtime_error("the engine cannot be started");
   int status;
   {
     Suite suite(options);
     suite.run();
-    Facts facts = factsOf(options, suite.isDirect());
+    Facts facts = factsOf(options, suite.isDirect(), loadBefore);
     Table::print(facts, suite.lines());
     status = verdictOf(suite, options);
     if (!options.json.empty() &&
