@@ -115,10 +115,11 @@ void FakeAsyncIo::report(FakeTransfer& transfer, uint32_t done, uint32_t error) 
   }
   ++reported_;
   ++transfer.port->executed;
+  // The command may destroy its port: the copy lasts until it has returned.
+  CompletionCommand command = transfer.port->command;
+  transfer = FakeTransfer();
   FakeThreads::AnotherThread thread(threads_);
   FakeErrorsOfAnotherThread errors(errors_);
   if (error != 0) errors_.setLastError(error);
-  // The command may destroy its port: the copy lasts until it has returned.
-  CompletionCommand command = transfer.port->command;
   command.execute(CompletionPortHandlerCallbackContext(done, request, error == 0));
 }

@@ -52,7 +52,7 @@ struct FakeTransfer {
 //            last error of its own. A transfer whose link was cut is dropped and counted; one whose
 //            port is gone ends without being reported, its link left as it is.
 // Threads    one.
-// Ownership  the buffer's keeper and the context are let go after the command was executed.
+// Ownership  the buffer's keeper and the context are let go before the command is executed.
 class FakeAsyncIo final : public iAsyncIo {
 public:
   FakeAsyncIo(FakeThreads& threads, FaultPlan& faults, FakeErrors& errors)

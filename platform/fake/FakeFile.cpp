@@ -15,24 +15,30 @@ constexpr uint64_t kMaxBytes = INT64_MAX;
 }  // namespace
 
 FakeFile::FakeFile(FakeFileManager& files, const std::wstring& path,
-                   std::shared_ptr<FakeContent> content, bool readable, bool writable, bool async)
-    : files_(files),
-      path_(path),
-      content_(std::move(content)),
-      readable_(readable),
-      writable_(writable),
-      async_(async) {
+                   std::shared_ptr<FakeContent> content, const Opening& how)
+    : files_(files), path_(path), content_(std::move(content)), how_(how) {
   files_.countFile(1);
+  if (how_.holdLock) ++(how_.writable ? content_->writeLocks : content_->readLocks);
 }
 
-FakeFile::~FakeFile() { files_.countFile(-1); }
+FakeFile::~FakeFile() {
+  close();
+  files_.countFile(-1);
+}
+
+void FakeFile::close() {
+  if (open_ && how_.holdLock) --(how_.writable ? content_->writeLocks : content_->readLocks);
+  open_ = false;
+}
 
 uint32_t FakeFile::answer(uint32_t result) const {
   return result == kSucceeded ? result : files_.errors().fail(result);
 }
 
 uint32_t FakeFile::check(bool allowed, uint64_t offset, const void* buffer, uint32_t bytes) const {
-  if (!open_ || (!buffer && bytes != 0) || offset > kMaxBytes) return eOsInvalid;
+  if (how_.probe) return eOsNotSupported;
+  if (!open_ || (!buffer && bytes != 0)) return eOsInvalid;
+  if (offset > kMaxBytes || bytes > kMaxBytes - offset) return eOsInvalid;
   return allowed ? kSucceeded : uint32_t{eOsAccessDenied};
 }
 
@@ -47,7 +53,7 @@ uint32_t FakeFile::readBytes(bool atPosition, uint64_t offset, void* buffer, uin
                              uint32_t& done) {
   done = 0;
   FaultPlan::Verdict verdict = files_.faults().next(FaultPlan::eRead);
-  uint32_t result = verdict.error ? verdict.error : check(readable_, offset, buffer, bytes);
+  uint32_t result = verdict.error ? verdict.error : check(how_.readable, offset, buffer, bytes);
   if (buffer && bytes > 0) std::memset(buffer, 0, bytes);
   if (result == kSucceeded)
     done = content_->read(offset, buffer, verdict.shortened ? std::min(bytes, verdict.bytes) : bytes);
@@ -60,14 +66,12 @@ uint32_t FakeFile::writeBytes(bool atPosition, uint64_t offset, const void* buff
                               uint32_t& done) {
   done = 0;
   FaultPlan::Verdict verdict = files_.faults().next(FaultPlan::eWrite);
-  uint32_t result = verdict.error ? verdict.error : check(writable_, offset, buffer, bytes);
+  uint32_t result = verdict.error ? verdict.error : check(how_.writable, offset, buffer, bytes);
   if (result == kSucceeded) {
     uint32_t asked = verdict.shortened ? std::min(bytes, verdict.bytes) : bytes;
-    auto fitting = static_cast<uint32_t>(std::min<uint64_t>(asked, kMaxBytes - offset));
-    done = files_.room(path_, *content_, offset, fitting);
+    done = files_.room(path_, *content_, offset, asked);
     content_->write(offset, buffer, done);
-    if (done < fitting) result = eOsNoSpace;
-    if (fitting < asked) result = eOsTooLarge;
+    if (done < asked) result = eOsNoSpace;
   }
   files_.record({atPosition ? FakeTransferRecord::eAtPosition : FakeTransferRecord::eAtOffset, true,
                  path_, offset, bytes, buffer, result, done});
@@ -106,10 +110,11 @@ uint32_t FakeFile::write(const void* buffer, uint32_t bytes, uint32_t* done) {
 
 uint32_t FakeFile::attach(CompletionPortHandler* handler) {
   if (uint32_t error = files_.faults().next(FaultPlan::eAttach).error) return answer(error);
+  if (how_.probe) return answer(eOsNotSupported);
   if (!open_ || !handler) return answer(eOsInvalid);
-  if (!async_) return answer(eOsNotSupported);
   auto* port = dynamic_cast<FakePort*>(handler->port());
-  if (!port || port_) return answer(eOsInvalid);
+  if (!how_.async || !port) return answer(eOsNotSupported);
+  if (port_) return answer(eOsInvalid);
   port_ = port->state();
   return kSucceeded;
 }
@@ -125,11 +130,11 @@ uint32_t FakeFile::startWrite(const Qv::Ptr<iAsyncContext>& context,
 
 uint32_t FakeFile::checkStart(bool write, const Qv::Ptr<iAsyncContext>& context,
                               const AsyncTransfer& transfer) const {
-  if (!async_) return eOsNotSupported;
-  if (!context || !transfer.request || !port_) return eOsInvalid;
-  if (!port_->alive) return eOsCancelled;
-  if (transfer.offset > kMaxBytes - transfer.bytes) return eOsInvalid;
-  return check(write ? writable_ : readable_, transfer.offset, transfer.buffer, transfer.bytes);
+  if (!port_) return eOsNotSupported;
+  if (!context || !transfer.request) return eOsInvalid;
+  bool allowed = write ? how_.writable : how_.readable;
+  uint32_t result = check(allowed, transfer.offset, transfer.buffer, transfer.bytes);
+  return result == kSucceeded && !port_->alive ? uint32_t{eOsCancelled} : result;
 }
 
 uint32_t FakeFile::start(bool write, const Qv::Ptr<iAsyncContext>& context,

@@ -12,13 +12,21 @@ struct FakePortState;
 // FakeFile: one opened file of the fake's file manager.
 class FakeFile final : public iFile {
 public:
+  struct Opening {
+    bool readable = false;
+    bool writable = false;
+    bool async = false;     // has asynchronous transfers
+    bool probe = false;     // transfers nothing
+    bool holdLock = false;
+  };
+
   FakeFile(FakeFileManager& files, const std::wstring& path, std::shared_ptr<FakeContent> content,
-           bool readable, bool writable, bool async);
+           const Opening& how);
   ~FakeFile() override;
 
   bool isOpen() const override { return open_; }
-  void close() override { open_ = false; }
-  unsigned getCapabilities() const override { return async_ ? eAsyncTransfers : 0u; }
+  void close() override;
+  unsigned getCapabilities() const override { return how_.async ? eAsyncTransfers : 0u; }
   uint64_t getSize() const override { return open_ ? content_->size() : 0; }
   uint32_t getInfo(FILE_INFO* info) const override;
 
@@ -47,9 +55,7 @@ private:
   FakeFileManager& files_;
   const std::wstring path_;
   const std::shared_ptr<FakeContent> content_;
-  const bool readable_;
-  const bool writable_;
-  const bool async_;
+  const Opening how_;
   bool open_ = true;
   uint64_t position_ = 0;
   std::shared_ptr<FakePortState> port_;

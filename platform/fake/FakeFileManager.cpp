@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "platform/fake/FakeAsyncIo.h"
-#include "platform/fake/FakeFile.h"
 
 namespace {
 
@@ -37,11 +36,16 @@ Qv::Ptr<iFile> FakeFileManager::openMedia(const Path& path, unsigned flags, bool
                                           unsigned disposition, unsigned mode) {
   FakeOpen open{FakeOpen::eMedia, textOf(path), flags, write, disposition, mode};
   open.result = faults_.next(FaultPlan::eOpenMedia).error;
+  if (open.result == 0 && disposition != eOpenOrCreateNeverTruncate) open.result = eOsInvalid;
   Content content;
   if (open.result == 0)
     open.result = openContent(path, write, write ? eOpenOrCreate : eOpenExisting, content);
-  bool async = driveOf(open.path).asyncTransfers && (mode == 0 || (mode & eModeAsync) != 0);
-  return opened(open, content, !write || (flags & eFlagRead) != 0, write, async);
+  FakeFile::Opening how;
+  how.readable = !write || (flags & eFlagRead) != 0;
+  how.writable = write;
+  how.async = driveOf(open.path).asyncTransfers && (mode == 0 || (mode & eModeAsync) != 0);
+  how.probe = mode == 0;
+  return opened(open, content, how);
 }
 
 Qv::Ptr<iFile> FakeFileManager::openFile(const Path& path, unsigned access, unsigned creation,
@@ -51,12 +55,20 @@ Qv::Ptr<iFile> FakeFileManager::openFile(const Path& path, unsigned access, unsi
   open.creation = creation;
   open.attributes = attributes;
   open.result = faults_.next(FaultPlan::eOpenFile).error;
-  bool valid = access >= eAccessRead && access <= eAccessReadWrite && creation <= eOpenOrCreate;
-  bool write = (access & eAccessWrite) != 0;
+  FakeFile::Opening how;
+  how.readable = (access & eAccessRead) != 0;
+  how.writable = (access & eAccessWrite) != 0;
+  how.holdLock = (attributes & eAttributeHoldLock) != 0;
+  bool valid = access >= eAccessRead && access <= eAccessReadWrite && creation <= eOpenOrCreate &&
+               (how.writable || creation != eCreateOrReplace);
+  if (open.result == 0 && !valid) open.result = eOsInvalid;
   Content content;
-  if (open.result == 0)
-    open.result = valid ? openContent(path, write, creation, content) : uint32_t{eOsInvalid};
-  return opened(open, content, (access & eAccessRead) != 0, write, false);
+  if (open.result == 0) open.result = openContent(path, how.writable, creation, content);
+  if (open.result == kSucceeded && how.holdLock &&
+      (content->writeLocks > 0 || (how.writable && content->readLocks > 0)))
+    open.result = eOsAccessDenied;
+  if (open.result == kSucceeded && creation == eCreateOrReplace) content->clear();
+  return opened(open, content, how);
 }
 
 Qv::Ptr<iFile> FakeFileManager::openServed(const Path& path, unsigned flags, bool write) {
@@ -67,14 +79,14 @@ Qv::Ptr<iFile> FakeFileManager::openServed(const Path& path, unsigned flags, boo
   return file;
 }
 
-Qv::Ptr<iFile> FakeFileManager::opened(FakeOpen& open, const Content& content, bool readable,
-                                       bool writable, bool async) {
+Qv::Ptr<iFile> FakeFileManager::opened(FakeOpen& open, const Content& content,
+                                       const FakeFile::Opening& how) {
   opens_.push_back(open);
   if (open.result != kSucceeded) {
     errors_.fail(open.result);
     return {};
   }
-  return Qv::Ptr<iFile>(new FakeFile(*this, open.path, content, readable, writable, async));
+  return Qv::Ptr<iFile>(new FakeFile(*this, open.path, content, how));
 }
 
 uint32_t FakeFileManager::check(const Path& path) const {
@@ -91,13 +103,11 @@ uint32_t FakeFileManager::openContent(const Path& path, bool write, unsigned cre
   if (uint32_t result = check(path); result != kSucceeded) return result;
   content = find(path);
   bool makes = creation == eCreateNew || (!content && creation != eOpenExisting);
-  bool empties = content && creation == eCreateOrReplace;
   if (content && creation == eCreateNew) return eOsExists;
   if (!content && !makes) return eOsNotFound;
-  if ((write || makes || empties) && driveOf(textOf(path)).readOnly) return eOsReadOnly;
-  if (content && content->readOnly && (write || empties)) return eOsAccessDenied;
+  if ((write || makes) && driveOf(textOf(path)).readOnly) return eOsReadOnly;
+  if (content && content->readOnly && write) return eOsAccessDenied;
   if (!content) content = files_[textOf(path)] = std::make_shared<FakeContent>();
-  if (empties) content->clear();
   return kSucceeded;
 }
 
@@ -140,6 +150,8 @@ Qv::Ptr<iDiskDrive> FakeFileManager::getDisk(const Path& path) {
 }
 
 bool FakeFileManager::exists(const Path& path) {
+  if (Qv::Ptr<iFileProvider> provider = providers_.find(path))
+    return static_cast<bool>(provider->open(path, eFlagRead, false));
   uint32_t result = check(path);
   if (result == eOsIsAFolder || (result == kSucceeded && find(path))) return true;
   errors_.fail(result == kSucceeded ? uint32_t{eOsNotFound} : result);
@@ -147,6 +159,12 @@ bool FakeFileManager::exists(const Path& path) {
 }
 
 bool FakeFileManager::getFileSize(const Path& path, uint64_t& bytes) {
+  bytes = 0;
+  if (Qv::Ptr<iFileProvider> provider = providers_.find(path)) {
+    Qv::Ptr<iFile> file = provider->open(path, eFlagRead, false);
+    if (file) bytes = file->getSize();
+    return static_cast<bool>(file);
+  }
   uint32_t result = check(path);
   Content content = find(path);
   if (result == kSucceeded && content) {
@@ -159,6 +177,8 @@ bool FakeFileManager::getFileSize(const Path& path, uint64_t& bytes) {
 
 bool FakeFileManager::deleteFile(const Path& path) {
   uint32_t result = faults_.next(FaultPlan::eDeleteFile).error;
+  if (Qv::Ptr<iFileProvider> provider = providers_.find(path); provider && result == 0)
+    return provider->remove(path);
   if (result == 0) result = check(path);
   if (result == kSucceeded && !find(path)) result = eOsNotFound;
   if (result == kSucceeded && driveOf(textOf(path)).readOnly) result = eOsReadOnly;

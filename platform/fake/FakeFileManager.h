@@ -12,6 +12,7 @@
 #include "platform/fake/FakeContent.h"
 #include "platform/fake/FakeDrive.h"
 #include "platform/fake/FakeErrors.h"
+#include "platform/fake/FakeFile.h"
 #include "platform/fake/FakeRecords.h"
 #include "platform/fake/FaultPlan.h"
 
@@ -22,9 +23,8 @@ class FakeAsyncIo;
 //            they are the same text. The drive of a name is the one with the longest prefix that was
 //            set; without one it is FakeDrive's defaults. Every open and every transfer is recorded.
 // Differs    from a real file system: folders need not be there before their files; nothing is
-//            resolved ('.' and '..', links); direct transfers take any alignment; a lock that is held
-//            (eAttributeHoldLock) keeps nobody out; the mode is recorded and, save for eModeAsync,
-//            has no effect; sizes end at 2^63 - 1.
+//            resolved ('.' and '..', links); direct transfers take any alignment; of the mode only
+//            eModeAsync, and that 0 is a probe, has an effect; a file may be as large as 2^63 - 1.
 // Threads    one.
 class FakeFileManager final : public iFileManager {
 public:
@@ -79,8 +79,7 @@ private:
   Content find(const Path& path) const;
   uint32_t check(const Path& path) const;
   uint32_t openContent(const Path& path, bool write, unsigned creation, Content& content);
-  Qv::Ptr<iFile> opened(FakeOpen& open, const Content& content, bool readable, bool writable,
-                        bool async);
+  Qv::Ptr<iFile> opened(FakeOpen& open, const Content& content, const FakeFile::Opening& how);
 
   FakeAsyncIo& asyncIo_;
   FaultPlan& faults_;
