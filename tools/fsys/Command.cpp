@@ -1,0 +1,87 @@
+#include "tools/fsys/Command.h"
+
+#include "platform/OS.h"
+#include "tools/fsys/Text.h"
+
+void Command::attach(CLI::App& app) {
+  app_ = define(app);
+  app_->add_flag("--json", json_, "Print one JSON object instead of words");
+  app_->add_flag("--quiet,-q", quiet_, "No progress bar and no words on success");
+  app_->add_flag("--verbose", verbose_, "Show the engine's own messages on standard error");
+}
+
+ExitCode Command::run() {
+  results_["command"] = name();
+  ExitCode code = execute();
+  results_["ok"] = code == ExitCode::eSuccess;
+  if (json_) printJson();
+  return code;
+}
+
+void Command::report(const ToolError& error, int exitCode) {
+  if (!json_) {
+    std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), error.what());
+    return;
+  }
+  Json failure;
+  failure["kind"] = nameOf(error.code());
+  failure["exit_code"] = exitCode;
+  failure["doing"] = error.doing();
+  putName(failure, "file", error.file());
+  failure["why"] = error.why();
+  if (!error.remark().empty()) failure["remark"] = error.remark();
+  results_["ok"] = false;
+  results_["error"] = failure;
+  printJson();
+}
+
+void Command::printJson() const {
+  // A name that is no UTF-8 is shown with replacement characters, never refused.
+  std::string printed = results_.dump(2, ' ', false, Json::error_handler_t::replace);
+  std::fprintf(output(), "%s\n", printed.c_str());
+}
+
+void Command::say(const std::string& line) const {
+  if (!json_ && !quiet_) std::fprintf(output(), "%s\n", line.c_str());
+}
+
+CLI::Option* Command::addSize(CLI::App* app, const std::string& name, uint64_t& value,
+                              uint64_t least, uint64_t most, const std::string& what) {
+  auto take = [&value, least, most](const std::string& word) {
+    uint64_t bytes = 0;
+    if (!parseSize(word, bytes))
+      throw CLI::ValidationError("not a size: " + inQuotes(word) +
+                                 " (a number, or one with K, M, G or T)");
+    if (bytes < least || bytes > most)
+      throw CLI::ValidationError(inQuotes(word) + " is not between " + sizeText(least) + " and " +
+                                 sizeText(most));
+    value = bytes;
+  };
+  return app->add_option_function<std::string>(name, take, what)->type_name("SIZE");
+}
+
+void putName(nlohmann::ordered_json& json, const std::string& key, const std::string& name) {
+  json[key] = name;
+  if (!isUtf8(name)) json[key + "_bytes"] = inQuotes(name);
+}
+
+void putLatency(nlohmann::ordered_json& json, const LatencyStats& latency) {
+  json["p50_ms"] = latency.percentile(0.5);
+  json["p99_ms"] = latency.percentile(0.99);
+  json["worst_ms"] = latency.worst();
+}
+
+std::string latencyText(const LatencyStats& latency) {
+  return text("p50 %.2f ms, p99 %.2f ms, worst %.2f ms", latency.percentile(0.5),
+              latency.percentile(0.99), latency.worst());
+}
+
+Meter::Meter() : begin_ms_(Qv::now()), beginCpu_ms_(OS()->getSystemInfo()->getProcessCpu_ms()) {}
+
+double Meter::elapsed_ms() const { return Qv::now() - begin_ms_; }
+
+double Meter::cpu_ms() const { return OS()->getSystemInfo()->getProcessCpu_ms() - beginCpu_ms_; }
+
+double Meter::cpuPerMb_us(uint64_t bytes) const {
+  return bytes > 0 ? cpu_ms() * 1e9 / static_cast<double>(bytes) : 0;
+}

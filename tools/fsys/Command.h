@@ -1,0 +1,81 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tools/fsys/LatencyStats.h"
+#include "tools/fsys/ToolError.h"
+
+// Command: what every command of the tool has: its common options, its results, its output.
+// Story      main makes one of each kind; each registers its options; the one that was named runs.
+//            It says its results in words, and collects them for --json, which prints one object
+//            instead of the words.
+// Threads    the main thread.
+class Command {
+public:
+  Command() = default;
+  virtual ~Command() = default;
+  Command(const Command&) = delete;
+  Command& operator=(const Command&) = delete;
+
+  // Adds the command to the command line.
+  void attach(CLI::App& app);
+  bool wasNamed() const { return app_ && app_->parsed(); }
+  std::string name() const { return app_->get_name(); }
+  // Runs; prints its results unless it throws.
+  ExitCode run();
+  // Prints a failure: on standard error in words, or as the one JSON object.
+  void report(const ToolError& error, int exitCode);
+
+  bool isVerbose() const { return verbose_; }
+  bool wantsJson() const { return json_; }
+
+protected:
+  using Json = nlohmann::ordered_json;
+
+  virtual CLI::App* define(CLI::App& app) = 0;
+  virtual ExitCode execute() = 0;
+  // Whether standard output belongs to data; words go to standard error then.
+  virtual bool outputIsData() const { return false; }
+
+  void say(const std::string& line) const;
+  bool wantsProgress() const { return !quiet_; }
+  Json& results() { return results_; }
+
+  // Adds a size option, bounded.
+  static CLI::Option* addSize(CLI::App* app, const std::string& name, uint64_t& value,
+                              uint64_t least, uint64_t most, const std::string& what);
+
+private:
+  FILE* output() const { return outputIsData() ? stderr : stdout; }
+  void printJson() const;
+
+  CLI::App* app_ = nullptr;
+  Json results_;
+  bool json_ = false;
+  bool quiet_ = false;
+  bool verbose_ = false;
+};
+
+// A name in a JSON object; one that is no UTF-8 stands under KEY_bytes as well, escaped.
+void putName(nlohmann::ordered_json& json, const std::string& key, const std::string& name);
+// p50, p99 and worst, in ms.
+void putLatency(nlohmann::ordered_json& json, const LatencyStats& latency);
+std::string latencyText(const LatencyStats& latency);
+
+// Meter: wall time and processor time of a stretch of work.
+class Meter {
+public:
+  Meter();
+  double elapsed_ms() const;
+  double cpu_ms() const;
+  // Processor time for each megabyte, in microseconds. 0 for no bytes.
+  double cpuPerMb_us(uint64_t bytes) const;
+
+private:
+  double begin_ms_;
+  double beginCpu_ms_;
+};

@@ -1,0 +1,132 @@
+#include "tools/fsys/Text.h"
+
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <limits>
+
+namespace {
+
+constexpr uint64_t kUnit = 1024;
+constexpr double kMegabyte = 1e6;
+constexpr double kMsPerSecond = 1e3;
+
+// The length of the UTF-8 sequence at `at`, 0 when there is none.
+size_t sequenceAt(const std::string& bytes, size_t at) {
+  unsigned char lead = static_cast<unsigned char>(bytes[at]);
+  size_t length = lead < 0x80                   ? 1
+                  : lead >= 0xC2 && lead < 0xE0 ? 2
+                  : lead >= 0xE0 && lead < 0xF0 ? 3
+                  : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                : 0;
+  if (length == 0 || at + length > bytes.size()) return 0;
+  uint32_t point = length == 1 ? lead : lead & (0xFFu >> (length + 1));
+  for (size_t i = 1; i < length; ++i) {
+    unsigned char next = static_cast<unsigned char>(bytes[at + i]);
+    if ((next & 0xC0) != 0x80) return 0;
+    point = point << 6 | (next & 0x3F);
+  }
+  bool overlong = (length == 3 && point < 0x800) || (length == 4 && point < 0x10000);
+  bool surrogate = point >= 0xD800 && point < 0xE000;
+  return overlong || surrogate || point > 0x10FFFF ? 0 : length;
+}
+
+bool isControl(const std::string& bytes, size_t at, size_t length) {
+  unsigned char lead = static_cast<unsigned char>(bytes[at]);
+  if (length == 1) return lead < 0x20 || lead == 0x7F;
+  // The second set of control characters, U+0080 to U+009F.
+  return length == 2 && lead == 0xC2 && static_cast<unsigned char>(bytes[at + 1]) < 0xA0;
+}
+
+}  // namespace
+
+std::string text(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  va_list again;
+  va_copy(again, arguments);
+  int length = std::vsnprintf(nullptr, 0, format, arguments);
+  va_end(arguments);
+  std::string result(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+  if (length > 0) std::vsnprintf(result.data(), result.size() + 1, format, again);
+  va_end(again);
+  return result;
+}
+
+std::string inQuotes(const std::string& name) {
+  std::string result = "\"";
+  for (size_t at = 0; at < name.size();) {
+    size_t length = sequenceAt(name, at);
+    if (length == 0 || isControl(name, at, length)) {
+      size_t bytes = length == 0 ? 1 : length;
+      for (size_t i = 0; i < bytes; ++i)
+        result += text("\\x%02X", static_cast<unsigned>(static_cast<unsigned char>(name[at + i])));
+      at += bytes;
+      continue;
+    }
+    if (name[at] == '"' || name[at] == '\\') result += '\\';
+    result.append(name, at, length);
+    at += length;
+  }
+  return result + '"';
+}
+
+bool isUtf8(const std::string& bytes) {
+  for (size_t at = 0; at < bytes.size();) {
+    size_t length = sequenceAt(bytes, at);
+    if (length == 0) return false;
+    at += length;
+  }
+  return true;
+}
+
+std::string sizeText(uint64_t bytes) {
+  static const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
+  double value = static_cast<double>(bytes);
+  size_t unit = 0;
+  while (value >= static_cast<double>(kUnit) && unit + 1 < std::size(units)) {
+    value /= static_cast<double>(kUnit);
+    ++unit;
+  }
+  if (unit == 0)
+    return text("%llu byte%s", static_cast<unsigned long long>(bytes), bytes == 1 ? "" : "s");
+  return text("%.2f %s", value, units[unit]);
+}
+
+double megabytesPerSecond(uint64_t bytes, double ms) {
+  return ms > 0 ? static_cast<double>(bytes) / kMegabyte / (ms / kMsPerSecond) : 0;
+}
+
+bool parseSize(const std::string& text, uint64_t& bytes) {
+  size_t digits = 0;
+  uint64_t value = 0;
+  constexpr uint64_t most = std::numeric_limits<int64_t>::max();
+  for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
+    uint64_t digit = static_cast<uint64_t>(text[digits] - '0');
+    if (value > (most - digit) / 10) return false;
+    value = value * 10 + digit;
+  }
+  if (digits == 0) return false;
+  std::string unit;
+  for (size_t i = digits; i < text.size(); ++i)
+    unit += static_cast<char>(std::toupper(static_cast<unsigned char>(text[i])));
+  if (unit == "B") unit.clear();
+  if (unit.size() == 3 && unit.substr(1) == "IB") unit.resize(1);
+  static const std::string prefixes = "KMGT";
+  size_t power = 0;
+  if (!unit.empty()) {
+    if (unit.size() != 1 || prefixes.find(unit) == std::string::npos) return false;
+    power = prefixes.find(unit) + 1;
+  }
+  for (; power > 0; --power) {
+    if (value > most / kUnit) return false;
+    value *= kUnit;
+  }
+  bytes = value;
+  return true;
+}
+
+LightweightString<wchar_t> enginePath(const std::string& name) {
+  if (name.empty() || name[0] == '/') return fromUTF8(std::string_view(name));
+  return fromUTF8(std::string_view("./" + name));
+}

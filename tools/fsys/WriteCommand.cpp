@@ -1,0 +1,137 @@
+#include "tools/fsys/WriteCommand.h"
+
+#include <algorithm>
+
+#include "tools/fsys/EngineSession.h"
+#include "tools/fsys/Limits.h"
+#include "tools/fsys/PlainFile.h"
+#include "tools/fsys/Progress.h"
+#include "tools/fsys/Stamp.h"
+#include "tools/fsys/Text.h"
+#include "tools/fsys/WriteStream.h"
+
+CLI::App* WriteCommand::define(CLI::App& app) {
+  block_ = Limits::kDefaultBlock;
+  inFlight_ = Limits::kDefaultWritesInFlight;
+  CLI::App* command =
+      app.add_subcommand("write", "Write standard input, or a pattern, to the end of a file");
+  command->add_option("FILE", file_, "The file; writing continues at its end")->required();
+  addSize(command, "--block", block_, 1, Limits::kMostBlock, "Bytes a write (1 MiB)");
+  command->add_option("--inflight", inFlight_, "Writes in flight (4)")
+      ->check(CLI::Range(1u, Limits::kMostInFlight));
+  CLI::Option* size = addSize(command, "--size", size_, 0, Limits::kMostFile,
+                              "How much is written; all of standard input without it");
+  size->each([this](const std::string&) { haveSize_ = true; });
+  CLI::Option* pattern =
+      command->add_flag("--pattern", pattern_, "Write stamped sectors instead of standard input");
+  pattern->needs(size);
+  command->add_option("--seed", seed_, "The pattern's seed (0)")->needs(pattern);
+  command->add_flag("--truncate", truncate_, "Remove the file first, instead of continuing it");
+  return command;
+}
+
+ExitCode WriteCommand::execute() {
+  bool existed = factsOf(file_).exists;
+  if (existed && truncate_) {
+    if (!factsOf(file_).isRegular)
+      throw ToolError(ExitCode::eNotAFile, "removing", file_, "not a regular file");
+    removeFile(file_);
+    existed = false;
+  }
+  EngineFile file(file_, EngineFile::eWrite, static_cast<uint32_t>(block_));
+  uint64_t start = file->GetPosition();
+  putName(results(), "file", file_);
+  results()["start"] = start;
+  if (start > 0) say(inQuotes(file_) + " exists: writing continues at its end, " + sizeText(start));
+  Meter meter;
+  WriteStream stream(file, inFlight_);
+  try {
+    send(stream, start);
+    stream.finish();
+    file.close();
+  } catch (ToolError& error) {
+    settleFailure(error, file, stream, start, existed);
+    throw;
+  }
+  tell(stream, meter, start, factsOf(file_).size);
+  return ExitCode::eSuccess;
+}
+
+void WriteCommand::send(WriteStream& stream, uint64_t start) {
+  PlainFile input = PlainFile::standardInput();
+  Progress progress("writing", haveSize_ ? size_ : 0, wantsProgress());
+  uint64_t done = 0;
+  while (!haveSize_ || done < size_) {
+    stream.waitForRoom();
+    size_t wanted = static_cast<size_t>(haveSize_ ? std::min(block_, size_ - done) : block_);
+    Qv::Ptr<iMemHolder> block = WriteStream::newBuffer(static_cast<uint32_t>(wanted));
+    size_t count = wanted;
+    if (pattern_)
+      Stamp::fill(block->getBuffer(), start + done, count, seed_);
+    else
+      count = input.read(block->getBuffer(), wanted);
+    if (count == 0) break;
+    stream.write(block, static_cast<uint32_t>(count));
+    done += count;
+    progress.add(count);
+    if (count < wanted) break;
+  }
+}
+
+// What is good stays and ends the file; a file that was made for nothing goes.
+void WriteCommand::settleFailure(ToolError& error, EngineFile& file, WriteStream& stream,
+                                 uint64_t start, bool existed) {
+  stream.drain();
+  try {
+    if (file.isOpen()) file.close();
+  } catch (const ToolError&) {
+    // The first failure is the one that is told; how far the file reaches is looked up below.
+  }
+  uint64_t size = factsOf(file_).size;
+  uint64_t good = std::clamp(std::min(size, stream.goodEnd()), start, std::max(size, start));
+  if (size > good) truncateFile(file_, good);
+  results()["bytes"] = good - start;
+  results()["size"] = good;
+  if (good == start && !existed) {
+    removeFile(file_);
+    error.withRemark("nothing was written and no file is left");
+  } else {
+    error.withRemark(sizeText(good - start) + " were written; the file ends after them, at " +
+                     std::to_string(good));
+  }
+}
+
+void WriteCommand::tell(const WriteStream& stream, const Meter& meter, uint64_t start,
+                        uint64_t size) {
+  uint64_t end = start + stream.bytes();
+  double elapsed_ms = meter.elapsed_ms();
+  double cpu_us = meter.cpuPerMb_us(stream.bytes());
+  Json& json = results();
+  json["bytes"] = stream.bytes();
+  json["size"] = size;
+  json["padding"] = size > end ? size - end : 0;
+  json["writes"] = stream.latency().count();
+  json["block"] = block_;
+  json["in_flight"] = inFlight_;
+  json["elapsed_ms"] = elapsed_ms;
+  json["mb_per_s"] = megabytesPerSecond(stream.bytes(), elapsed_ms);
+  putLatency(json, stream.latency());
+  json["cpu_us_per_mb"] = cpu_us;
+  json["transport"] = EngineSession::transport();
+  if (size < end)
+    throw ToolError(ExitCode::eIo, "writing", file_,
+                    text("it ends at %llu instead of %llu", static_cast<unsigned long long>(size),
+                         static_cast<unsigned long long>(end)));
+  say(text("%s in %.3f s: %.1f MB/s (%s a write, %u in flight, %s)",
+           sizeText(stream.bytes()).c_str(), elapsed_ms / 1000,
+           megabytesPerSecond(stream.bytes(), elapsed_ms), sizeText(block_).c_str(), inFlight_,
+           EngineSession::transport().c_str()));
+  say("completion time: " + latencyText(stream.latency()));
+  say(text("the file now has %llu bytes; processor: %.1f us a MB",
+           static_cast<unsigned long long>(size), cpu_us));
+  if (size > end)
+    say(
+        text("the last sector was padded with zeros: the file is %llu bytes longer than what was "
+             "written",
+             static_cast<unsigned long long>(size - end)));
+}

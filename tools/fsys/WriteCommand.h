@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tools/fsys/Command.h"
+#include "tools/fsys/EngineFile.h"
+
+class WriteStream;
+
+// WriteCommand: fsys write FILE: writes standard input, or stamped sectors, through the engine.
+class WriteCommand : public Command {
+protected:
+  CLI::App* define(CLI::App& app) override;
+  ExitCode execute() override;
+
+private:
+  void send(WriteStream& stream, uint64_t start);
+  void settleFailure(ToolError& error, EngineFile& file, WriteStream& stream, uint64_t start,
+                     bool existed);
+  void tell(const WriteStream& stream, const Meter& meter, uint64_t start, uint64_t size);
+
+  std::string file_;
+  uint64_t block_ = 0;
+  unsigned inFlight_ = 0;
+  bool pattern_ = false;
+  uint64_t size_ = 0;
+  bool haveSize_ = false;
+  uint64_t seed_ = 0;
+  bool truncate_ = false;
+};

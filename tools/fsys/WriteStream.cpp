@@ -1,0 +1,111 @@
+#include "tools/fsys/WriteStream.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "fsys/MemBlock.h"
+#include "fsys/MemRef.h"
+#include "platform/OS.h"
+#include "tools/fsys/Interrupt.h"
+#include "tools/fsys/Text.h"
+#include "tools/fsys/ToolError.h"
+
+namespace {
+
+constexpr auto kLook = std::chrono::milliseconds(50);  // between looks for an interruption
+constexpr auto kDrain = std::chrono::seconds(10);      // longest wait for what is in flight
+
+}  // namespace
+
+WriteStream::WriteStream(EngineFile& file, unsigned inFlight)
+    : file_(file),
+      inFlight_(std::max(inFlight, 1u)),
+      bell_(new ArrivalBell),
+      goodEnd_(file->GetPosition()),
+      end_(goodEnd_) {}
+
+WriteStream::~WriteStream() { drain(); }
+
+Qv::Ptr<iMemHolder> WriteStream::newBuffer(uint32_t bytes) {
+  Qv::Ptr<iMemHolder> buffer(new MemBlock(bytes));
+  if (!buffer->getBuffer())
+    throw ToolError(ExitCode::eResources, "", "", "no memory for a block of " + sizeText(bytes));
+  return buffer;
+}
+
+// Takes the transfers that have ended off the front; those behind a failure count for nothing.
+void WriteStream::collectLocked() {
+  while (!pending_.empty() && pending_.front()->done) {
+    const Pending& transfer = pending_.front();
+    if (transfer->failed && !failed_) {
+      failed_ = true;
+      error_ = transfer->error;
+      failedOffset_ = transfer->offset;
+    }
+    if (!failed_) goodEnd_ = transfer->offset + transfer->length;
+    latency_.add(transfer->ended_ms - transfer->asked_ms);
+    pending_.pop_front();
+  }
+}
+
+void WriteStream::throwIfFailed() const {
+  if (!failed_) return;
+  throw engineError(text("writing at %llu of", static_cast<unsigned long long>(failedOffset_)),
+                    file_.name(), error_);
+}
+
+void WriteStream::waitForRoom() {
+  {
+    std::unique_lock<std::mutex> held(bell_->lock);
+    collectLocked();
+    while (pending_.size() >= inFlight_) {
+      bell_->rung.wait_for(held, kLook);
+      collectLocked();
+      if (Interrupt::requested() != 0) break;
+    }
+  }
+  throwIfFailed();
+  Interrupt::check();
+}
+
+void WriteStream::write(const Qv::Ptr<iMemHolder>& data, uint32_t length) {
+  waitForRoom();
+  Pending transfer(new PendingTransfer(bell_, end_, length));
+  Qv::Ptr<iMemHolder> slice(new MemRef(data, 0, length));
+  Qv::Ptr<iObject> context = transfer;
+  uint32_t result = file_->DirectWrite(slice, false, &PendingTransfer::finished, context, false);
+  if (result != 1) {
+    failed_ = true;
+    failedOffset_ = end_;
+    uint32_t last = FsysGetLastError();
+    error_ = result >= eOsErrorBase || last < eOsErrorBase ? result : last;
+    throwIfFailed();
+  }
+  end_ += length;
+  bytes_ += length;
+  std::lock_guard<std::mutex> held(bell_->lock);
+  pending_.push_back(transfer);
+}
+
+void WriteStream::finish() {
+  {
+    std::unique_lock<std::mutex> held(bell_->lock);
+    collectLocked();
+    while (!pending_.empty()) {
+      bell_->rung.wait_for(held, kLook);
+      collectLocked();
+      if (Interrupt::requested() != 0) break;
+    }
+  }
+  throwIfFailed();
+  Interrupt::check();
+}
+
+void WriteStream::drain() noexcept {
+  auto deadline = std::chrono::steady_clock::now() + kDrain;
+  std::unique_lock<std::mutex> held(bell_->lock);
+  bell_->rung.wait_until(held, deadline, [this] {
+    collectLocked();
+    return pending_.empty();
+  });
+}
