@@ -20,9 +20,9 @@ public:
   std::vector<unsigned char> bytes() const;
 
   bool readOnly = false;
-  // Files that hold a lock on it (eAttributeHoldLock): one that writes, or any number that read.
-  unsigned readLocks = 0;
-  unsigned writeLocks = 0;
+  // Files that hold a lock on it (eAttributeHoldLock): any number that can read, or one that cannot.
+  unsigned sharedLocks = 0;
+  unsigned soleLocks = 0;
 
 private:
   static constexpr uint32_t kBlock = 16 * 1024;

@@ -18,7 +18,7 @@ FakeFile::FakeFile(FakeFileManager& files, const std::wstring& path,
                    std::shared_ptr<FakeContent> content, const Opening& how)
     : files_(files), path_(path), content_(std::move(content)), how_(how) {
   files_.countFile(1);
-  if (how_.holdLock) ++(how_.writable ? content_->writeLocks : content_->readLocks);
+  if (how_.holdLock) ++(how_.readable ? content_->sharedLocks : content_->soleLocks);
 }
 
 FakeFile::~FakeFile() {
@@ -27,7 +27,7 @@ FakeFile::~FakeFile() {
 }
 
 void FakeFile::close() {
-  if (open_ && how_.holdLock) --(how_.writable ? content_->writeLocks : content_->readLocks);
+  if (open_ && how_.holdLock) --(how_.readable ? content_->sharedLocks : content_->soleLocks);
   open_ = false;
 }
 

@@ -65,7 +65,7 @@ Qv::Ptr<iFile> FakeFileManager::openFile(const Path& path, unsigned access, unsi
   Content content;
   if (open.result == 0) open.result = openContent(path, how.writable, creation, content);
   if (open.result == kSucceeded && how.holdLock &&
-      (content->writeLocks > 0 || (how.writable && content->readLocks > 0)))
+      (content->soleLocks > 0 || (!how.readable && content->sharedLocks > 0)))
     open.result = eOsAccessDenied;
   if (open.result == kSucceeded && creation == eCreateOrReplace) content->clear();
   return opened(open, content, how);

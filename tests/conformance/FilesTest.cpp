@@ -358,30 +358,32 @@ TYPED_TEST(FilesConformance, AReadOnlyFileCannotBeOpenedForWriting) {
   EXPECT_EQ("", whyNotPattern(this->contents(name)));
 }
 
-TYPED_TEST(FilesConformance, AHeldLockKeepsTheNextHolderOutUntilItsFileCloses) {
+TYPED_TEST(FilesConformance, HoldersOfALockShareItSaveOneThatOnlyWrites) {
   PathString name = this->makeFile(L"clip", patternBytes(100));
   auto hold = [&](unsigned access) {
     return this->openFile(name, access, Files::eOpenExisting, Files::eAttributeHoldLock);
   };
-  Qv::Ptr<iFile> holder = hold(Files::eAccessReadWrite);
-  ASSERT_TRUE(holder);
+  Qv::Ptr<iFile> first = hold(Files::eAccessReadWrite);
+  Qv::Ptr<iFile> second = hold(Files::eAccessRead);
+  ASSERT_TRUE(first && second);
   this->forgetLastError();
-  EXPECT_FALSE(hold(Files::eAccessReadWrite));
+  EXPECT_FALSE(hold(Files::eAccessWrite));
   EXPECT_EQ(this->lastError(), eOsAccessDenied);
-  EXPECT_FALSE(hold(Files::eAccessRead));
-  EXPECT_TRUE(this->openFile(name, Files::eAccessRead, Files::eOpenExisting))
+  EXPECT_TRUE(this->openFile(name, Files::eAccessWrite, Files::eOpenExisting))
       << "who asks for no lock is not kept out";
-  holder->close();
-  Qv::Ptr<iFile> next = hold(Files::eAccessRead);
-  EXPECT_TRUE(next);
-  EXPECT_TRUE(hold(Files::eAccessRead)) << "readers share";
+  first->close();
+  EXPECT_FALSE(hold(Files::eAccessWrite));
+  second.reset();
+  Qv::Ptr<iFile> sole = hold(Files::eAccessWrite);
+  EXPECT_TRUE(sole);
+  EXPECT_FALSE(hold(Files::eAccessReadWrite));
   EXPECT_FALSE(hold(Files::eAccessWrite));
 }
 
 TYPED_TEST(FilesConformance, ReplacingALockedFileDoesNotEmptyIt) {
   PathString name = this->makeFile(L"clip", patternBytes(100));
   Qv::Ptr<iFile> holder =
-      this->openFile(name, Files::eAccessWrite, Files::eOpenExisting, Files::eAttributeHoldLock);
+      this->openFile(name, Files::eAccessRead, Files::eOpenExisting, Files::eAttributeHoldLock);
   EXPECT_FALSE(this->openFile(name, Files::eAccessWrite, Files::eCreateOrReplace,
                               Files::eAttributeHoldLock));
   EXPECT_EQ(this->contents(name).size(), 100u);
