@@ -4,8 +4,8 @@
 
 thread_local DeliveryScope* DeliveryScope::innermost_ = nullptr;
 
-DeliveryScope::DeliveryScope(const FileRequest* request, uint32_t countedBytes)
-    : request_(request), countedBytes_(countedBytes), outer_(innermost_) {
+DeliveryScope::DeliveryScope(const FileRequest* request, uint32_t countedBytes, bool takesKicks)
+    : request_(request), countedBytes_(countedBytes), takesKicks_(takesKicks), outer_(innermost_) {
   innermost_ = this;
 }
 
@@ -17,6 +17,13 @@ bool DeliveryScope::isTelling(const FileRequest* request) {
   for (const DeliveryScope* scope = innermost_; scope; scope = scope->outer_)
     if (scope->request_ == request) return true;
   return false;
+}
+
+bool DeliveryScope::takeKick(const FsysFile* file) {
+  DeliveryScope* scope = innermost_;
+  if (!scope || !scope->takesKicks_ || scope->request_->file_ != file) return false;
+  scope->tookKick_ = true;
+  return true;
 }
 
 uint32_t DeliveryScope::writeBytesHeld(const FsysFile* file) {

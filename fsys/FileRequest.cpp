@@ -169,7 +169,9 @@ bool FileRequest::runs_into(const FileRequest* a, const FileRequest* b) {
 
 bool FileRequest::encompasses(const FileRequest* other) const {
   if (other->offset_ < offset_) return false;
-  return other->offset_ - offset_ + other->ByteCount_ <= ByteCount_;
+  // By distances: an end may lie past the last offset that there is.
+  uint64_t distance = other->offset_ - offset_;
+  return distance <= ByteCount_ && other->ByteCount_ <= ByteCount_ - distance;
 }
 
 uint64_t FileRequest::FurthestLength(const FileRequest* a, const FileRequest* b) {
@@ -385,6 +387,16 @@ void FileRequest::deliver(CompletionInfo* entry, uint32_t status) {
     data = buffer_;
   }
   entry->callback_(entry->context_, data, eRequestSucceeded);
+}
+
+// For a request that will not be finished: whoever waits for it, or for one merged into it, goes
+// on.
+void FileRequest::wakeWaiters() {
+  for (CompletionInfo* entry : *completions_) {
+    Qv::Ptr<iMemHolder> nothing;
+    if (entry->callback_ == &SyncFileRequest::SynchWaiter)
+      entry->callback_(entry->context_, nothing, eRequestFailed);
+  }
 }
 
 bool FileRequest::CheckCompletionList() const {

@@ -1,8 +1,10 @@
 #include "fsys/Fsys.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
+#include "fsys/CloseTask.h"
 #include "fsys/DeliveryScope.h"
 #include "fsys/EngineSettings.h"
 #include "fsys/FileRequest.h"
@@ -18,6 +20,10 @@ constexpr unsigned kPollSpare = 50;
 constexpr uint32_t kUnknownSectorSize = 512;
 constexpr int kOutstandingWritesLevel = 8;
 constexpr unsigned kServingThreads = 2;
+constexpr unsigned kClosingThreads = 1;
+
+// A delay as it was configured; less than none is none.
+uint32_t delay_ms(int configured) { return static_cast<uint32_t>(std::max(configured, 0)); }
 
 bool isForWriting(uint32_t flags) { return (flags & iFileManager::eFlagWrite) != 0; }
 
@@ -42,9 +48,9 @@ Fsys::Fsys() {
   CreateBufferSpace();
   try {
     readPoll_ = new FsysPoll(&readFiles_, &readFilesLock_, true,
-                             static_cast<unsigned>(EngineSettings::ReadPollDelay), kPollSpare);
+                             delay_ms(EngineSettings::ReadPollDelay), kPollSpare);
     writePoll_ = new FsysPoll(&writeFiles_, &writeFilesLock_, false,
-                              static_cast<unsigned>(EngineSettings::WritePollDelay), kPollSpare);
+                              delay_ms(EngineSettings::WritePollDelay), kPollSpare);
     if (!readPoll_->hasThread() || !writePoll_->hasThread()) throw std::bad_alloc();
   } catch (...) {
     delete writePoll_;
@@ -54,23 +60,34 @@ Fsys::Fsys() {
   }
 }
 
+// First everything that can still make requests comes to rest, then what they need goes.
 Fsys::~Fsys() {
+  endQueue(closes_);
   drainAll();
   closeEveryOther(readFiles_, readFilesLock_);
   closeEveryOther(writeFiles_, writeFilesLock_);
+  readPoll_->Stop();
+  writePoll_->Stop();
+  Vector<FsysFile*> left = takeLeftOpen();
+  endQueue(servedTransfers_);
+  receiver_.reset();
+  for (FsysFile* file : left) {
+    file->makeInert();
+    inertFiles().add(file);
+  }
   delete readPoll_;
   delete writePoll_;
-  leaveInert(readFiles_, readFilesLock_);
-  leaveInert(writeFiles_, writeFilesLock_);
   ReleaseBufferSpace();
-  Qv::Ptr<iTaskQueue> serving;
+}
+
+// Outside the lock: what a task does may come to it.
+void Fsys::endQueue(Qv::Ptr<iTaskQueue>& queue) {
+  Qv::Ptr<iTaskQueue> ending;
   {
     CriticalSectionLock lock(ownLock_);
-    serving.swap(servedTransfers_);
+    ending.swap(queue);
   }
-  // Outside the lock: a transfer that is being served may still come to it.
-  serving.reset();
-  receiver_.reset();
+  ending.reset();
 }
 
 uint32_t Fsys::CreateBufferSpace() {
@@ -92,6 +109,16 @@ FsysPoll* Fsys::pollFor(uint32_t flags) const {
 uint32_t Fsys::OpenFile(FsysFile** file, LightweightString<wchar_t> path, uint32_t value,
                         uint32_t flags, CompletionCallback) {
   if (!file || path.empty()) return eResultFailed;
+  try {
+    return openAny(file, path, value, flags);
+  } catch (const std::bad_alloc&) {
+    OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
+    return eResultFailed;
+  }
+}
+
+uint32_t Fsys::openAny(FsysFile** file, const LightweightString<wchar_t>& path, uint32_t value,
+                       uint32_t flags) {
   iFileManager* files = OS()->getFileManager();
   Qv::Ptr<iDiskDrive> disk = files->getDisk(path);
   uint32_t sectorSize = disk ? disk->getSectorSize() : kUnknownSectorSize;
@@ -106,8 +133,25 @@ uint32_t Fsys::OpenFile(FsysFile** file, LightweightString<wchar_t> path, uint32
     if (!opened) *file = nullptr;
   }
   if (!opened) return eResultFailed;
+  if (isForWriting(flags) && prepareForWriting(opened) != eResultOk) {
+    opened->unpin();
+    return eResultFailed;
+  }
   enlist(opened, flags);
   *file = opened;
+  return eResultOk;
+}
+
+// Writing continues at the end; a file whose end is not known would be written over.
+uint32_t Fsys::prepareForWriting(FsysFile* file) {
+  FILE_INFO info;
+  uint32_t result = file->LowLevelGetInfo(&info);
+  if (result != eResultOk) {
+    OsAtomics::store(FsysError, result);
+    return result;
+  }
+  file->position_.set(info.writePosition);
+  file->AllocWriteCache();
   return eResultOk;
 }
 
@@ -149,16 +193,7 @@ void Fsys::attach(FsysFile* file, uint32_t flags) {
 }
 
 void Fsys::enlist(FsysFile* file, uint32_t flags) {
-  if (isForWriting(flags)) {
-    FILE_INFO info;
-    file->LowLevelGetInfo(&info);
-    file->position_.set(info.writePosition);
-    file->AllocWriteCache();
-  }
-  {
-    CriticalSectionLock lock(ownLock_);
-    openFiles_.add(file);
-  }
+  giveBack(file);
   if (isForWriting(flags)) {
     CriticalSectionLock lock(writeFilesLock_);
     writeFiles_.add(file);
@@ -181,15 +216,34 @@ bool Fsys::claim(FsysFile* file) {
   return openFiles_.remove(file);
 }
 
+void Fsys::giveBack(FsysFile* file) {
+  CriticalSectionLock lock(ownLock_);
+  openFiles_.add(file);
+}
+
 uint32_t Fsys::Close(FsysFile* file, CompletionCallback) {
   if (!file || !claim(file)) return eResultFailed;
   file->closing_.set(true);
+  if (DeliveryScope::active() && closeLater(file)) return eResultOk;
+  return closeClaimed(file);
+}
+
+bool Fsys::closeLater(FsysFile* file) {
+  Qv::Ptr<iTaskQueue> queue;
+  {
+    CriticalSectionLock lock(ownLock_);
+    if (!closes_) closes_ = OS()->getThreads()->createTaskQueue("fsys close", kClosingThreads);
+    queue = closes_;
+  }
+  return queue && queue->post(Qv::Ptr<iTask>(new CloseTask(*this, file)));
+}
+
+uint32_t Fsys::closeClaimed(FsysFile* file) {
   file->WaitForDrain();
-  if (file->pendingSegmentBytes_ > 0) {
+  if (file->hasPendingSegment()) {
     uint32_t result = file->SendWriteSegBuffer();
     if (result != eResultOk) {
-      CriticalSectionLock lock(ownLock_);
-      openFiles_.add(file);
+      giveBack(file);
       return result;
     }
     file->WaitForDrain();
@@ -201,6 +255,8 @@ uint32_t Fsys::Close(FsysFile* file, CompletionCallback) {
   delist(file);
   file->failUnfinished(file->writeRequests_);
   file->failUnfinished(file->readRequests_);
+  if (uint32_t lost = file->cachedBytes())
+    Log("The last %u bytes of %s could not be written\n", lost, toUTF8(file->name_).c_str());
   file->FreeWriteCache();
   file->ClearMemoryRefs();
   file->LowLevelClose();
@@ -231,7 +287,7 @@ void Fsys::waitForRequests(FsysFile* file, FsysFile::RequestList* requests) {
       }
       if (next >= requests->size()) return;
     }
-    OS()->getThreads()->sleep(2 * static_cast<uint32_t>(EngineSettings::WritePollDelay));
+    OS()->getThreads()->sleep(2 * delay_ms(EngineSettings::WritePollDelay));
     next = 0;
   }
 }
@@ -249,18 +305,27 @@ void Fsys::reportOutstandingWrites(FsysFile* file) {
 // The end of the engine
 // ----------------------------------------------------------------------------
 
-// Before the lists are held: the pollers must still pass to start what is queued.
+// Before the lists are held: the pollers must still pass to start what is queued. Nothing new is
+// taken meanwhile, so that it ends.
 void Fsys::drainAll() {
-  Vector<FsysFile*> files;
+  Vector<FsysFile*> writing;
+  {
+    CriticalSectionLock lock(readFilesLock_);
+    for (FsysFile* file : readFiles_) file->closing_.set(true);
+  }
   {
     CriticalSectionLock lock(writeFilesLock_);
-    files = writeFiles_;
+    for (FsysFile* file : writeFiles_) {
+      file->closing_.set(true);
+      file->pin();
+      writing.add(file);
+    }
   }
   writePoll_->Kick();
-  for (FsysFile* file : files) {
+  for (FsysFile* file : writing) {
     file->WaitForDrain();
-    if (file->pendingSegmentBytes_ > 0 && file->SendWriteSegBuffer() == eResultOk)
-      file->WaitForDrain();
+    if (file->hasPendingSegment() && file->SendWriteSegBuffer() == eResultOk) file->WaitForDrain();
+    file->unpin();
   }
 }
 
@@ -270,13 +335,19 @@ void Fsys::closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock) {
   for (size_t i = 0; i < files.size(); ++i) Close(files[i], nullptr);
 }
 
-void Fsys::leaveInert(Vector<FsysFile*>& files, CriticalSection& lock) {
-  CriticalSectionLock held(lock);
-  for (FsysFile* file : files) {
-    claim(file);
-    file->makeInert();
-    inertFiles().add(file);
+// The files that are left open; what they have in flight is cut off, and nobody is called for it.
+Vector<FsysFile*> Fsys::takeLeftOpen() {
+  Vector<FsysFile*> left;
+  {
+    CriticalSectionLock lock(ownLock_);
+    left.consume(openFiles_);
   }
+  for (FsysFile* file : left) {
+    file->abandonAll(file->readRequests_);
+    file->abandonAll(file->writeRequests_);
+    file->takeOffWhatIsLeft();
+  }
+  return left;
 }
 
 // The rest ---------------------------------------------------------------------------------------

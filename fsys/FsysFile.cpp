@@ -1,5 +1,7 @@
 #include "fsys/FsysFile.h"
 
+#include <new>
+
 #include "fsys/DeliveryScope.h"
 #include "fsys/EngineSettings.h"
 #include "fsys/FileRequest.h"
@@ -38,6 +40,7 @@ FsysFile::FsysFile(const Qv::Ptr<iFile>& file, FsysPoll* poll, uint32_t sectorSi
 
 void FsysFile::init() {
   drainEvent_ = OS()->getThreads()->createEvent(0, 0, 0);
+  if (!drainEvent_) throw std::bad_alloc();
   readRequests_ = new RequestList(kListRoom);
   writeRequests_ = new RequestList(kListRoom);
   lock_ = new CriticalSection;
@@ -46,6 +49,7 @@ void FsysFile::init() {
 FsysFile::~FsysFile() {
   abandonAll(readRequests_);
   abandonAll(writeRequests_);
+  takeOffWhatIsLeft();
   delete readRequests_;
   delete writeRequests_;
   delete lock_;
@@ -57,12 +61,20 @@ void FsysFile::unpin() {
   if (pins_.drop()) delete this;
 }
 
-// For a file that its engine leaves open: nothing of the engine is touched any more, nobody is
-// called, and what it held goes now. The object stays: the caller may still have its address.
+// A failed request that no pass has swept is still counted: nothing of this file is in flight now.
+void FsysFile::takeOffWhatIsLeft() {
+  countOutstanding(true, -int64_t{readBytesOutstanding_.get()});
+  countOutstanding(false, -int64_t{writeBytesOutstanding_.get()});
+}
+
+bool FsysFile::hasPendingSegment() {
+  CriticalSectionLock lock(*lock_);
+  return pendingSegmentBytes_ > 0;
+}
+
+// For a file that its engine leaves open, once no thread of the engine is left: what it held goes
+// now. The object stays: the caller may still have its address.
 void FsysFile::makeInert() {
-  closing_.set(true);
-  abandonAll(readRequests_);
-  abandonAll(writeRequests_);
   poll_ = nullptr;
   FreeWriteCache();
   LowLevelClose();
@@ -110,13 +122,18 @@ void FsysFile::WaitForDrain() {
   while (writeBytesOutstanding_.get() > DeliveryScope::writeBytesHeld(this)) {
     double left_ms = deadline_ms - Qv::now();
     // A signal may be left over from writes before these: only an empty count ends the wait.
-    if (left_ms > 0 && drainEvent_->wait(static_cast<uint32_t>(left_ms) + 1)) continue;
+    if (left_ms > 0) {
+      drainEvent_->wait(static_cast<uint32_t>(left_ms) + 1);
+      continue;
+    }
     qa_splat(0, "Timed out waiting for write completion\n");
     return;
   }
 }
 
 void FsysFile::CheckOutstandingWrites() {
+  // Under the lock: two who end writes at once must not reset what the later one signalled.
+  CriticalSectionLock lock(*lock_);
   if (writeBytesOutstanding_.get() == 0)
     drainEvent_->signal();
   else

@@ -143,7 +143,8 @@ uint32_t FsysFile::queueWriteWithRetry(FileRequest* request) {
   for (int retries = 0;;) {
     uint32_t result = QueueWriteRequest(request);
     if (result == eResultOk) return result;
-    if (!closing_ && FsysGetLastError() == eResultListFull) {
+    // Where this thread is telling callers nobody can empty the list while it sleeps.
+    if (!closing_ && !DeliveryScope::active() && FsysGetLastError() == eResultListFull) {
       ++retries;
       OS()->getThreads()->sleep(kRetrySleep_ms);
       if (retries <= EngineSettings::MaxFsysWriteRetries) continue;
@@ -166,8 +167,11 @@ uint32_t FsysFile::stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
   uint32_t bytes = held - remainder;
   result = async ? sendStaged(bytes, deferrable, callback, context)
                  : LowLevelWrite(writeCache_->getBuffer(), bytes);
-  if (result == eResultOk) keepRemainder(bytes, remainder);
-  return result;
+  if (result != eResultOk) return result;
+  // Closed while it waited: the closer has dealt with the cache.
+  if (closing_) return eResultFailed;
+  keepRemainder(bytes, remainder);
+  return eResultOk;
 }
 
 // Writes the first bytes of the cache and waits for it. On a thread that must not wait they go out

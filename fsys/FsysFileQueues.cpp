@@ -20,9 +20,17 @@ constexpr uint64_t kLargestLastUse = 4294967294;
 
 uint32_t setting(int value) { return static_cast<uint32_t>(value); }
 
+// Who is telling callers must not wait: the completion would have to come from this very thread.
+void waitFor(iThreadEvent& waiter) {
+  if (!DeliveryScope::active()) waiter.wait(iThreadEvent::kForever);
+}
+
 }  // namespace
 
+// A callback on a completion thread needs no poller: the thread makes the pass itself, once the
+// callbacks have returned. That spares two changes of thread a request.
 void FsysFile::kickPoll() {
+  if (DeliveryScope::takeKick(this)) return;
   if (poll_) poll_->Kick();
 }
 
@@ -73,7 +81,7 @@ uint32_t FsysFile::QueueReadRequest(FileRequest* request) {
     if (!merged) appendLocked(readRequests_, request);
   }
   if (!defer || (waiter && !merged)) kickPoll();
-  if (waiter) waiter->wait(iThreadEvent::kForever);
+  if (waiter) waitFor(*waiter);
   if (defer && (merged || !waiter)) countDeferred();
   return eResultOk;
 }
@@ -95,7 +103,7 @@ uint32_t FsysFile::QueueWriteRequest(FileRequest* request) {
     return eResultOk;
   }
   // A synchronous write is started by the poller's own pass; the kick comes after it.
-  if (waiter) waiter->wait(iThreadEvent::kForever);
+  if (waiter) waitFor(*waiter);
   kickPoll();
   return eResultOk;
 }
@@ -132,7 +140,7 @@ void FsysFile::removeOldestRequest(RequestList* list) {
 
 uint32_t FsysFile::StartRequests(RequestList* list) {
   FilePin pin(this);
-  foundWork_ = false;
+  foundWork_.set(false);
   Qv::Ptr<MediaDrive> volume = DiskManager::getVolume(name_);
   if (volume && deferredCount_.get() == 0) volume->setBusy(false);
   deferredCount_.set(0);
@@ -167,17 +175,20 @@ void FsysFile::sweepFailedLocked(RequestList* list) {
 
 // By index, since a callback may change the list under the walk. False when a start failed.
 bool FsysFile::startQueuedLocked(RequestList* list) {
-  for (size_t i = 0; i < list->size(); ++i) {
+  // What callbacks add behind the end waits for the next pass.
+  const size_t end = list->size();
+  for (size_t i = 0; i < end && i < list->size(); ++i) {
     FileRequest* request = (*list)[i];
     if (request->status() != FileRequest::QUEUED) continue;
     request->setStatus(FileRequest::STARTED);
-    foundWork_ = true;
     uint32_t result = request->StartRequest(this);
     if (result == eResultOk) {
+      foundWork_.set(true);
       if (request->startedWithoutTransfer_) finishWithoutTransfer(request);
     } else if (result == eResultNoBufferSpace && ++request->startRetries_ <= kMostStartRetries) {
       request->setStatus(FileRequest::QUEUED);
     } else {
+      foundWork_.set(true);
       failStartLocked(list, request, result);
       return false;
     }
@@ -242,7 +253,7 @@ void FsysFile::abandonAll(RequestList* list) {
   RequestList all;
   all.swap(*list);
   for (FileRequest* request : all) {
-    if (request->waiter_ && request->status() < FileRequest::COMPLETED) request->waiter_->signal();
+    request->wakeWaiters();
     request->abandon();
   }
 }

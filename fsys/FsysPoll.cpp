@@ -23,10 +23,13 @@ FsysPoll::FsysPoll(Vector<FsysFile*>* files, CriticalSection* filesLock, bool re
   threadId_ = co_create(&FsysPoll::StartPolling, "fsys poll", 0, this, 1, 0);
 }
 
-FsysPoll::~FsysPoll() {
+FsysPoll::~FsysPoll() { Stop(); }
+
+void FsysPoll::Stop() {
   running_.set(false);
   Kick();
   if (threadId_ != 0) co_kill(threadId_);
+  threadId_ = 0;
 }
 
 void FsysPoll::Kick() { wake_->signal(); }
@@ -60,9 +63,11 @@ void FsysPoll::passOver(FsysFile* file) {
   foundWork_ |= file->foundWork_;
 }
 
-// Work seldom comes alone, and some of it kicks nobody: after a pass that found some the next one
-// follows soon; each idle pass doubles the wait until it is the delay again.
+// Work seldom comes alone, and a synchronous write kicks nobody: after a pass that started writes
+// the next one follows soon; each idle pass doubles the wait until it is the delay again. Passes
+// over reads keep to the delay, since each drops kept ones.
 unsigned FsysPoll::nextWait_ms() {
+  if (reads_) return std::max(delay_ms_, kShortestWait_ms);
   unsigned wait = foundWork_ ? kShortestWait_ms : idleWait_ms_ * 2;
   idleWait_ms_ = std::clamp(wait, kShortestWait_ms, std::max(delay_ms_, kShortestWait_ms));
   return idleWait_ms_;

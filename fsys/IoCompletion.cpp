@@ -57,17 +57,24 @@ void IOCompletionReceiver::finish(FileRequest* request, uint32_t bytes, bool suc
     (void)FSYS_CHECK(false, "fsys/IoCompletion");
     return;
   }
-  if (succeeded)
-    finishSucceeded(request, bytes);
-  else
-    finishFailed(request, OS()->getErrors()->getLastError());
+  FsysFile* file = request->file_;
+  FilePin pin(file);
+  // Only a transfer ends on a completion thread, where no lock is held.
+  bool takesKicks = request->inFlight_;
+  bool passWanted = succeeded
+                        ? finishSucceeded(request, bytes, takesKicks)
+                        : finishFailed(request, OS()->getErrors()->getLastError(), takesKicks);
+  bool reads = request->is_read_;
   request->endTransfer();
+  if (passWanted) file->StartRequests(reads ? file->readRequests_ : file->writeRequests_);
 }
 
-void IOCompletionReceiver::finishFailed(FileRequest* request, uint32_t error) {
+bool IOCompletionReceiver::finishFailed(FileRequest* request, uint32_t error, bool takesKicks) {
+  bool passWanted;
   {
-    DeliveryScope scope(request, request->ByteCount_);
+    DeliveryScope scope(request, request->ByteCount_, takesKicks);
     request->NotifyError(error, 0);
+    passWanted = scope.tookKick();
   }
   if (request->unlisted_) {
     // Nobody is told and no pass takes it off: the error must be seen all the same.
@@ -76,31 +83,40 @@ void IOCompletionReceiver::finishFailed(FileRequest* request, uint32_t error) {
     request->file_->CheckOutstandingWrites();
   }
   request->Status_.exchange(FileRequest::FAILED);
+  return passWanted;
 }
 
-void IOCompletionReceiver::finishSucceeded(FileRequest* request, uint32_t bytes) {
+bool IOCompletionReceiver::finishSucceeded(FileRequest* request, uint32_t bytes, bool takesKicks) {
   request->bytesDone_ = bytes;
   request->setStatus(FileRequest::SUCCEEDED);
   judgeVolume(request);
+  bool passWanted;
   {
-    DeliveryScope scope(request, request->ByteCount_);
+    DeliveryScope scope(request, request->ByteCount_, takesKicks);
     request->doCallbacks();
+    passWanted = scope.tookKick();
   }
+  takeOff(request);
+  request->Status_.exchange(FileRequest::COMPLETED);
+  return passWanted;
+}
+
+// The request's bytes are outstanding no more; a written buffer is not kept.
+void IOCompletionReceiver::takeOff(FileRequest* request) {
   FsysFile* file = request->file_;
   if (request->is_read_) {
     if (EngineSettings::ShowReadBuffDebug)
       show(kReadDebugRow, L"Rbytes in Fsys: %.1fKbytes ", file->GetReadBytesOutstanding() / 1000.0);
     file->countOutstanding(true, -int64_t{request->ByteCount_});
-  } else {
-    if (EngineSettings::ShowWriteBuffDebug)
-      show(kWriteDebugRow, L"Wbytes in Fsys: %.1fKbytes ",
-           static_cast<float>(file->GetWriteBytesOutstanding()) / 1000.0f);
-    file->countOutstanding(false, -int64_t{request->ByteCount_});
-    request->buffer_.reset();
-    request->mergedHolders_.clear();
-    file->CheckOutstandingWrites();
+    return;
   }
-  request->Status_.exchange(FileRequest::COMPLETED);
+  if (EngineSettings::ShowWriteBuffDebug)
+    show(kWriteDebugRow, L"Wbytes in Fsys: %.1fKbytes ",
+         static_cast<float>(file->GetWriteBytesOutstanding()) / 1000.0f);
+  file->countOutstanding(false, -int64_t{request->ByteCount_});
+  request->buffer_.reset();
+  request->mergedHolders_.clear();
+  file->CheckOutstandingWrites();
 }
 
 // Writes the verdict on the volume; a write that is too slow is counted as a failure too.

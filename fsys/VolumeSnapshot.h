@@ -7,8 +7,9 @@
 #include "platform/Vector.h"
 
 // VolumeSnapshot: the registry's list of drives as readers see it: a list that never changes, and
-// is replaced whole. Threads    read: any, no lock. replace: one at a time. Ownership  a replaced
-// list is freed by a later change that finds no reader inside.
+// is replaced whole.
+// Threads    read: any, no lock. replace: one at a time.
+// Ownership  a replaced list is freed by a later change that finds no reader inside.
 class VolumeSnapshot {
 public:
   using Drives = Vector<Qv::Ptr<MediaDrive>>;

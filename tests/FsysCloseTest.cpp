@@ -163,6 +163,7 @@ TEST_F(FsysCloseTest, ACacheHitsCallbackMayCloseItsOwnFile) {
   recorder_->onCall([file](const Recorder::Call&) { EXPECT_EQ(FsysClose(file, nullptr), 1u); });
   EXPECT_EQ(read(file, 100, 100), 1u);
   EXPECT_EQ(recorder_->count(), 2u);
+  os_->run();
   EXPECT_EQ(os_->memory().regions(), 0u);
 }
 
@@ -195,6 +196,7 @@ TEST_F(FsysCloseTest, ATooSlowWritesCallbackMayCloseItsOwnFile) {
   os_->asyncIo().finishAll();
   ASSERT_EQ(recorder_->count(), 1u);
   EXPECT_FALSE(recorder_->at(0).hadData);
+  os_->run();
   EXPECT_EQ(os_->files().liveFiles(), 0u);
 }
 

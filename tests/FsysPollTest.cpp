@@ -32,11 +32,11 @@ TEST_F(FsysPollTest, AKickMakesTheNextPassStartAtOnce) {
   EXPECT_EQ(thread(poll).runs, before + 1);
 }
 
-TEST_F(FsysPollTest, AfterAPassThatFoundWorkTheNextOnesComeSoonerAndThenAtTheDelayAgain) {
-  FsysFile* file = readPatternFile(L"/m/a", 4096);
-  FsysPoll* poll = FsysPeer::readPoll(*theFsys);
+TEST_F(FsysPollTest, AfterAPassThatStartedWritesTheNextOnesComeSoonerAndThenAtTheDelayAgain) {
+  FsysFile* file = openForWriting(L"/m/a");
+  FsysPoll* poll = FsysPeer::writePoll(*theFsys);
   os_->run();
-  read(file, 0, 512);
+  write(file, TestHolder::ofPattern(512));
   os_->run();
   unsigned before = thread(poll).runs;
   os_->advance(3);
@@ -45,6 +45,19 @@ TEST_F(FsysPollTest, AfterAPassThatFoundWorkTheNextOnesComeSoonerAndThenAtTheDel
   before = thread(poll).runs;
   os_->advance(100);
   EXPECT_EQ(thread(poll).runs, before + 2);
+}
+
+TEST_F(FsysPollTest, PassesOverReadsKeepToTheDelaySinceEachDropsKeptOnes) {
+  FsysFile* file = readPatternFile(L"/m/a", 4096);
+  FsysPoll* poll = FsysPeer::readPoll(*theFsys);
+  os_->run();
+  read(file, 0, 512);
+  os_->run();
+  unsigned before = thread(poll).runs;
+  os_->advance(49);
+  EXPECT_EQ(thread(poll).runs, before);
+  os_->advance(1);
+  EXPECT_EQ(thread(poll).runs, before + 1);
 }
 
 TEST_F(FsysPollTest, APassStartsTheReadsOrTheWritesOfItsOwnList) {

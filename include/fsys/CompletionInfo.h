@@ -20,9 +20,13 @@ enum RequestStatus : uint32_t {
 //            - on the caller's own stack, no lock held (answered from the read cache, absorbed by
 //              the write cache, or given up by FsysClose);
 //            - on a poller's thread with the list's and the file's lock held (a start failed, or
-//              needed no transfer).
-//            In all three it may queue more work on its own file, and close it. It must not throw,
-//            and must not shut the engine down. The references are good until it returns.
+//              needed no transfer). Here it may use its own file only.
+//            In all three it may queue more work on its own file: this never waits, also where the
+//            caller asked for a synchronous write; a full list is answered at once. It may close
+//            its own file: FsysClose returns 1 at once and a thread of the engine's does the rest.
+//            A callback that queues what is answered on its own stack is called again inside
+//            itself: it must not do so without end. It must not throw, wait for other callbacks, or
+//            shut the engine down. The references are good until it returns.
 using CompletionCallback = void (*)(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>& data,
                                     RequestStatus status);
 

@@ -7,8 +7,7 @@
 
 // DiskManager: the registry of media drives.
 // Threads    look-ups: any thread, while another changes the registry; they take no lock. Changes
-// must
-//            not run at once.
+//            must not run at once.
 // Ownership  shares its drives.
 class FSYS_EXPORT DiskManager {
 public:

@@ -15,10 +15,9 @@ class CriticalSection;
 
 // FileRequest: one asynchronous read or write of a byte range of one file.
 // Story      A file makes one for a caller's range, and may merge it into a neighbour; the
-// neighbour
-//            then answers for it. The poller starts it, the platform transfers, the completion
-//            delivers: every caller that was merged in is told about its own bytes. A finished read
-//            is kept as the read cache until it is dropped.
+//            neighbour then answers for it. The poller starts it, the platform transfers, the
+//            completion delivers: every caller that was merged in is told about its own bytes. A
+//            finished read is kept as the read cache until it is dropped.
 // Threads    touched under its file's lock and by the one completion that took its link. The
 //            completion list is taken out under the file's lock when it is delivered; what comes
 //            after that is not merged.
@@ -144,6 +143,7 @@ private:
   bool holderSuffices() const;
   unsigned char* transferBuffer() const;
   Qv::Ptr<iObject> transferKeep() const;
+  void wakeWaiters();
   void beginTransfer();
   void endTransfer();
 

@@ -22,8 +22,7 @@ class FsysPoll;
 //            which is re-entrant and comes before a file's lock; a pass of the poller holds it.
 //            The destructor: one thread, when no other call is in progress.
 // Ownership  owns its files from a successful open until Close deletes them, the pollers, the
-// buffer
-//            pool and a reference to the receiver.
+//            buffer pool and a reference to the receiver.
 // Errors     1 success, 0 failure; see OpenFile and Close.
 // Kept       the destructor closes every other file of a list and leaves the rest open and listed
 //            (FsysTest.DestroyingAnEngineWithFourOpenReadFilesClosesTwoOfThem). What those hold is
@@ -56,27 +55,35 @@ public:
   static FsysBuf* BufferSpace_;
 
 private:
+  friend class CloseTask;
   friend class FsysFile;
   friend class FileRequest;
   friend class IOCompletionReceiver;
   friend struct LayoutPeer;
   friend struct FsysPeer;
 
+  uint32_t openAny(FsysFile** file, const LightweightString<wchar_t>& path, uint32_t value,
+                   uint32_t flags);
   FsysFile* openServed(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
                        uint32_t sectorSize);
   FsysFile* openNative(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
                        uint32_t sectorSize, iDiskDrive::eType driveType);
   void attach(FsysFile* file, uint32_t flags);
   FsysPoll* pollFor(uint32_t flags) const;
+  uint32_t prepareForWriting(FsysFile* file);
   void enlist(FsysFile* file, uint32_t flags);
   void delist(FsysFile* file);
   bool isOpen(FsysFile* file);
   bool claim(FsysFile* file);
+  void giveBack(FsysFile* file);
+  uint32_t closeClaimed(FsysFile* file);
+  bool closeLater(FsysFile* file);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
   void drainAll();
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
-  void leaveInert(Vector<FsysFile*>& files, CriticalSection& lock);
+  Vector<FsysFile*> takeLeftOpen();
+  void endQueue(Qv::Ptr<iTaskQueue>& queue);
   iTaskQueue* servedTransfers();
 
   // Fixed order.
@@ -92,8 +99,11 @@ private:
 
   // Ours. The last lock in every order.
   CriticalSection ownLock_;
-  Vector<FsysFile*> openFiles_ GUARDED_BY(ownLock_);          // opened, and not yet being closed
-  Qv::Ptr<iTaskQueue> servedTransfers_ GUARDED_BY(ownLock_);  // for files without async transfers
+  Vector<FsysFile*> openFiles_ GUARDED_BY(ownLock_);  // opened, and not yet being closed
+  // Threads for what has none of its own: transfers of files without asynchronous ones; closes that
+  // callbacks ask for.
+  Qv::Ptr<iTaskQueue> servedTransfers_ GUARDED_BY(ownLock_);
+  Qv::Ptr<iTaskQueue> closes_ GUARDED_BY(ownLock_);
 };
 
 // The engine; null before FsysInitialize and after FsysUninitialize.

@@ -26,9 +26,8 @@ enum SEEK_TYPE : uint32_t {
 //            stream with DirectRead and DirectWrite; these queue requests; the poller starts them;
 //            completions finish them. Fsys::Close drains it and takes it away.
 // Threads    DirectRead, QueueReadRequest: any, at once. DirectWrite, Read, Write, Seek,
-// WaitForDrain:
-//            one thread at a time a file (the write cache and the position are not locked).
-//            StartRequests: the poller. The file's lock guards both request lists; it is
+//            WaitForDrain: one thread at a time a file (the write cache and the position are not
+//            locked). StartRequests: the poller. The file's lock guards both request lists; it is
 //            re-entrant, and the list's lock comes before it. Counters are atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.
@@ -138,6 +137,8 @@ private:
   void pin();
   void unpin();
   void makeInert();
+  void takeOffWhatIsLeft();
+  bool hasPendingSegment();
 
   // Transfers (FsysFileIo.cpp).
   uint32_t startTransfer(FileRequest* request, bool write);
@@ -203,7 +204,7 @@ private:
   // Ours.
   uint32_t writeCacheCapacity_ = 0;
   bool attached_ = false;
-  bool foundWork_ = false;  // the last pass started something; the poller's thread alone
+  OsWord<bool> foundWork_{false};  // the last pass started something
   OsShares pins_{1};
   OsCounter<uint32_t> cacheHits_;
 };

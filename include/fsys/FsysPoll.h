@@ -28,6 +28,9 @@ public:
   FsysPoll(const FsysPoll&) = delete;
   FsysPoll& operator=(const FsysPoll&) = delete;
 
+  // Ends the thread: returns when it has left its function. Kicks do nothing afterwards. The
+  // destructor does it too.
+  void Stop();
   // Makes the next pass start at once. Any thread; takes no lock; does not wait; cannot fail.
   void Kick();
   // Whether its thread could be made; without it nothing is started.

@@ -41,8 +41,10 @@ public:
 
 private:
   friend struct LayoutPeer;
-  static void finishSucceeded(FileRequest* request, uint32_t bytes);
-  static void finishFailed(FileRequest* request, uint32_t error);
+  // True when a callback kicked the poller of its own file and this thread is to make the pass.
+  static bool finishSucceeded(FileRequest* request, uint32_t bytes, bool takesKicks);
+  static bool finishFailed(FileRequest* request, uint32_t error, bool takesKicks);
+  static void takeOff(FileRequest* request);
   static void judgeVolume(FileRequest* request);
 
   CompletionPortHandler* readHandler_;

@@ -6,8 +6,8 @@
 class FileRequest;
 
 // SyncFileRequest: the context of a synchronous request's own completion entry: it wakes the
-// waiter. Story      A synchronous request makes one for itself. When the request is merged into
-// another,
+// waiter.
+// Story      A synchronous request makes one for itself. When the request is merged into another,
 //            its entry is copied there, and this object outlives the request: so it shares the
 //            event, and the request takes itself away when it goes.
 // Threads    SynchWaiter on any thread that runs callbacks.
