@@ -8,8 +8,8 @@
 // "key = value" of the configuration file, else `value`. The file is the one that FSYS_CONFIG
 // names, else fsys/fsys.conf under the XDG configuration folder; it is read once. In it a '#'
 // starts a comment; the last line of a key counts. A number is decimal or 0x hexadecimal, within 32
-// bits, signed; a bad one is logged with its file and line and gives `value`. Threads    any; works
-// before main.
+// bits, signed; a bad one is logged with its file and line and gives `value`.
+// Threads    any; works before main.
 PLATFORM_EXPORT int config_int(const char* key, int value);
 
 // The rule for one file's text: the integer for `key`, or `value`. `name` stands in log lines.

@@ -90,8 +90,7 @@ protected:
 // Story      Made with a name and a command; files are attached; each finished transfer takes a
 //            command from the pool, fills it and executes it. Nothing is allocated on that way.
 // Threads    commands run on the handler's thread, no lock held; one after another for a ring, up
-// to
-//            `running` at once for threads.
+//            to `running` at once for threads.
 // Ownership  the destructor returns only when no command runs and none can start. It must not be
 //            called from its own command.
 class PLATFORM_EXPORT CompletionPortHandler {

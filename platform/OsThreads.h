@@ -27,8 +27,7 @@ public:
 
 // iTaskQueue: long-lived threads that run tasks. Tasks may run at the same time and in any order.
 // Ownership  the destructor returns when no task runs and none can start; waiting tasks are
-// dropped.
-//            It must not be destroyed by one of its own tasks.
+//            dropped. It must not be destroyed by one of its own tasks.
 class iTaskQueue : public iObject {
 public:
   // False when the task cannot be taken (no thread could be made); it was not run.

@@ -10,9 +10,8 @@
 // Qv::LockFree::Stack and Qv::PooledObject: memory of one size that is taken and given back
 // without a lock and without an allocation once the pool has grown to what is used at once.
 // Story      Slots come in slabs that double in size and are never given back, so a slot that a
-// slow
-//            thread still looks at is always memory of the pool. The free list is a stack of slot
-//            numbers; a counter beside the top number tells a top that went and came back.
+//            slow thread still looks at is always memory of the pool. The free list is a stack of
+//            slot numbers; a counter beside the top number tells a top that went and came back.
 // Threads    any; no lock; allocates only when the pool grows.
 // Units      slots; at most kFirstSlab * (2^kSlabs - 1) of them.
 namespace Qv::LockFree {
