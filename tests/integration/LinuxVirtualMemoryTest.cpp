@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
@@ -289,7 +292,51 @@ TEST_F(LinuxVirtualMemoryTest, ThreadsTakeAndGiveBackEachOthersRegions) {
   EXPECT_LE(figures().bytesKept, kLimit);
 }
 
-TEST_F(LinuxVirtualMemoryTest, TheProcesssOwnServiceKeeps256MiB) {
+TEST_F(LinuxVirtualMemoryTest, ItWorksWhereHugePagesAreRefused) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  auto useWithoutHugePages = [&] {
+    if (prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0) != 0) _exit(2);
+    unsigned char* region = take(8 * kMiB);
+    std::memset(region, 7, 8 * kMiB);
+    bool right = region[8 * kMiB - 1] == 7 && give(region) && take(8 * kMiB) == region;
+    _exit(right ? 0 : 1);
+  };
+  EXPECT_EXIT(useWithoutHugePages(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(LinuxVirtualMemoryTest, WhereAUsualSlabDoesNotFitASmallerOneServes) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer needs address space of its own";
+#endif
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  auto useWithLittleRoom = [&] {
+    uint64_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit room{pages * kPage + 8 * kMiB, RLIM_INFINITY};
+    setrlimit(RLIMIT_AS, &room);
+    unsigned char* region = take(kBlock);
+    bool right = region && figures().bytesInUse + figures().bytesKept == kHugePageBytes &&
+                 !take(16 * kMiB) && give(region);
+    _exit(right ? 0 : 1);
+  };
+  EXPECT_EXIT(useWithLittleRoom(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(LinuxVirtualMemoryTest, AFreedRegionIsFencedOffUnderTheAddressSanitizer) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  auto useAfterFree = [&] {
+    volatile unsigned char* region = take(kBlock);
+    give(const_cast<unsigned char*>(region));
+    region[100] = 1;
+  };
+  EXPECT_DEATH(useAfterFree(), "use-after-poison");
+#else
+  GTEST_SKIP() << "only the address sanitizer can see it";
+#endif
+}
+
+TEST_F(LinuxVirtualMemoryTest, TheServiceOfTheProcessKeeps256MiB) {
   EXPECT_EQ(OS()->getVirtualMemory()->figures().keepLimit, 256 * kMiB);
 }
 
