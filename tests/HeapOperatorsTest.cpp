@@ -12,6 +12,18 @@
 
 namespace {
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
+
 // The process's own memory manager, with a count of what it is asked.
 class CountedMemory final : public iMemoryManager {
 public:
@@ -68,6 +80,14 @@ public:
 // said after the scope.
 class HeapOperatorsTest : public testing::Test {
 protected:
+  void SetUp() override {
+    if (!kSanitized) return;
+    counted([] { ::operator delete(::operator new(1)); });
+    if (memory().allocations == 0)
+      GTEST_SKIP() << "the sanitizer's own operators stand where the library's would";
+    system_.memory = CountedMemory();
+  }
+
   class Behind {
   public:
     explicit Behind(iOS* os) : before_(swapOS(os)) {}
