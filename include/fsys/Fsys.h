@@ -25,8 +25,8 @@ class FsysPoll;
 //            buffer pool and a reference to the receiver.
 // Errors     1 success, 0 failure; see OpenFile and Close.
 // Kept       the destructor closes every other file of a list and leaves the rest open and listed
-//            (FsysTest.DestroyingAnEngineWithFourOpenReadFilesClosesTwoOfThem). What those hold is
-//            still written, and they are inert afterwards.
+//            (FsysCloseTest.DestroyingAnEngineWithFourOpenReadFilesClosesTwoOfThem). What those hold
+//            is still written, and they are inert afterwards.
 class FSYS_EXPORT Fsys {
 public:
   Fsys();

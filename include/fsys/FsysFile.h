@@ -37,8 +37,8 @@ enum SEEK_TYPE : uint32_t {
 // States     open -> closing (nothing is queued any more) -> gone. A file that its engine left open
 //            is inert: every call fails or does nothing, and nothing calls back.
 // Kept       DirectRead after DisableCache counts as accepted and does nothing
-//            (FsysFileTest.ADisabledCacheIgnoresReads); the kept read that is dropped is the last
-//            in the list and never the first
+//            (FsysFileDirectTest.ADisabledCacheIgnoresReads); the kept read that is dropped is the
+//            last in the list and never the first
 //            (FsysFileTest.TheLastKeptReadIsDroppedAndNeverTheFirst); a synchronous write waits for
 //            the poller's own pass (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
 class FSYS_EXPORT FsysFile {
