@@ -20,7 +20,7 @@ public:
   std::vector<unsigned char> bytes() const;
 
   bool readOnly = false;
-  // Files that hold a lock on it (eAttributeHoldLock): any number that can read, or one that cannot.
+  // Files that hold a lock on it (eAttributeHoldLock): any number that read, or one that does not.
   unsigned sharedLocks = 0;
   unsigned soleLocks = 0;
 

@@ -55,8 +55,8 @@ uint32_t FakeFile::readBytes(bool atPosition, uint64_t offset, void* buffer, uin
   FaultPlan::Verdict verdict = files_.faults().next(FaultPlan::eRead);
   uint32_t result = verdict.error ? verdict.error : check(how_.readable, offset, buffer, bytes);
   if (buffer && bytes > 0) std::memset(buffer, 0, bytes);
-  if (result == kSucceeded)
-    done = content_->read(offset, buffer, verdict.shortened ? std::min(bytes, verdict.bytes) : bytes);
+  uint32_t asked = verdict.shortened ? std::min(bytes, verdict.bytes) : bytes;
+  if (result == kSucceeded) done = content_->read(offset, buffer, asked);
   files_.record({atPosition ? FakeTransferRecord::eAtPosition : FakeTransferRecord::eAtOffset,
                  false, path_, offset, bytes, buffer, result, done});
   return answer(result);

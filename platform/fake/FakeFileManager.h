@@ -19,9 +19,10 @@
 class FakeAsyncIo;
 
 // FakeFileManager: files in memory, by name.
-// Story      A name is any text, also one that ends in a separator; two names are the same file when
-//            they are the same text. The drive of a name is the one with the longest prefix that was
-//            set; without one it is FakeDrive's defaults. Every open and every transfer is recorded.
+// Story      A name is any text, also one that ends in a separator; two names are the same file
+//            when they are the same text. The drive of a name is the one with the longest prefix
+//            that was set; without one it is FakeDrive's defaults. Every open and every transfer is
+//            recorded.
 // Differs    from a real file system: folders need not be there before their files; nothing is
 //            resolved ('.' and '..', links); direct transfers take any alignment; of the mode only
 //            eModeAsync, and that 0 is a probe, has an effect; a file may be as large as 2^63 - 1.

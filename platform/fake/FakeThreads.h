@@ -14,11 +14,12 @@
 class FakeTaskQueue;
 
 // FakeThreads: threads, tasks and sleeps that happen when the test says so.
-// Story      co_create makes no thread: it records a hand-run thread. Running one calls its function
-//            from the start until it waits for its own wake event: that wait does not return, it
-//            ends the run, and its timeout is the thread's next due time. The function is then
-//            called from its start again when the thread is due. So a thread's function is a loop
-//            that keeps nothing across its wait: while (running) { pass(); wake->wait(delay); }
+// Story      co_create makes no thread: it records a hand-run thread. Running one calls its
+//            function from the start until it waits for its own wake event: that wait does not
+//            return, it ends the run, and its timeout is the thread's next due time. The function
+//            is called from its start again when the thread is due. So a thread's function is a
+//            loop that keeps nothing across its wait:
+//              while (running) { pass(); wake->wait(delay); }
 //            The wake event is the first event that the function itself waits for, of those that
 //            existed when the thread was made. Its signal is taken as a run begins; a signal makes
 //            the thread due at once; so is a thread that has never run. A wait of 0 ms of its own

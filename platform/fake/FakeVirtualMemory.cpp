@@ -18,9 +18,9 @@ void* FakeVirtualMemory::take(void* hint, size_t bytes, unsigned type, unsigned 
     errors_.fail(error);
     return nullptr;
   }
-  size_t rounded = (bytes + kPage - 1) / kPage * kPage;
   bool valid = !hint && type == eVmReserveAndCommit && protection == eVmReadWrite;
-  if (!valid || rounded == 0 || rounded < bytes) return nullptr;
+  if (!valid || bytes == 0 || bytes > kLargestRegion) return nullptr;
+  size_t rounded = (bytes + kPage - 1) / kPage * kPage;
   void* address = std::aligned_alloc(kPage, rounded);
   if (!address) return nullptr;
   std::memset(address, kFill, rounded);

@@ -9,10 +9,11 @@
 
 // FakeVirtualMemory: regions of whole pages, each from the heap, so that a use after its end shows
 // under a sanitizer. Nothing is used again. What was never written reads 0xCD.
-// Units      bytes; pages of 4096.
+// Units      bytes; pages of 4096. A region of more than 1 GiB is refused: there is no memory.
 class FakeVirtualMemory final : public iVirtualMemory {
 public:
   static constexpr size_t kPage = 4096;
+  static constexpr size_t kLargestRegion = size_t{1} << 30;
   static constexpr unsigned char kFill = 0xCD;
 
   struct Allocation {

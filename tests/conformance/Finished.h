@@ -65,7 +65,7 @@ public:
     return true;
   }
 
-  // Set before the first transfer; runs on the completion thread, before the report is written down.
+  // Set before the first transfer; runs on the completion thread, before the report is kept.
   std::function<void(const Report&)> onReport;
 
 private:
