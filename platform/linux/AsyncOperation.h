@@ -1,7 +1,5 @@
 #pragma once
 
-#include <atomic>
-
 #include "platform/OsAsyncIo.h"
 #include "platform/QvLockFree.h"
 #include "platform/linux/FileTransfer.h"
@@ -9,8 +7,7 @@
 // AsyncOperation: one transfer in flight, with everything that the system may still touch.
 // Story      Made when a transfer is started, handed through the port's queue to whoever carries
 //            it out, and destroyed when it has ended, on the way to the command.
-// Threads    one at a time. Where the kernel stands between two threads, handOver and takeOver make
-//            what the first one wrote visible to the second.
+// Threads    one at a time; whoever hands it on makes what it wrote visible to the next.
 // Ownership  holds the descriptors, the context and the buffer's keeper.
 class AsyncOperation : public Qv::PooledObject<AsyncOperation> {
 public:
@@ -24,9 +21,6 @@ public:
   FileTransfer& transfer() { return transfer_; }
   iAsyncContext& context() { return *context_; }
 
-  void handOver() { handedOver_.store(true, std::memory_order_release); }
-  void takeOver() { handedOver_.exchange(false, std::memory_order_acquire); }
-
 private:
   friend class OperationQueue;
 
@@ -34,7 +28,6 @@ private:
   Qv::Ptr<OpenDescriptors> descriptors_;
   Qv::Ptr<iAsyncContext> context_;
   Qv::Ptr<iObject> keep_;
-  std::atomic<bool> handedOver_{false};
   AsyncOperation* next_ = nullptr;
 };
 

@@ -7,10 +7,10 @@
 // BlockDevice: what the system tells of the disk under a device number.
 // Units      bytes.
 struct BlockDevice {
-  bool known = false;         // whether the number is a block device's
-  bool removable = false;     // the medium can be taken out, or the disk is on a hot-plug bus
+  bool known = false;      // whether the number is a block device's
+  bool removable = false;  // the medium can be taken out, or the disk is on a hot-plug bus
   bool optical = false;
-  uint32_t sectorSize = 0;    // 0 when it is not known
+  uint32_t sectorSize = 0;  // 0 when it is not known
 };
 
 // A partition answers for its disk.

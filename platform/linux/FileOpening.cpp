@@ -54,8 +54,8 @@ void takeFolderGroup(int descriptor, const std::string& path) {
   std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   struct stat status;
   if (stat(folder.c_str(), &status) != 0) return;
-  if (fchown(descriptor, geteuid(), status.st_gid) != 0)
-    [[maybe_unused]] int groupAlone = fchown(descriptor, static_cast<uid_t>(-1), status.st_gid);
+  if (fchown(descriptor, geteuid(), status.st_gid) != 0) [[maybe_unused]]
+    int groupAlone = fchown(descriptor, static_cast<uid_t>(-1), status.st_gid);
 }
 
 // 0, or why the file cannot be used as it was asked for.

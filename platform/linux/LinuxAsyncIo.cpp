@@ -12,8 +12,7 @@
 
 namespace {
 
-class LinuxAsyncContext final : public iAsyncContext,
-                                public Qv::PooledObject<LinuxAsyncContext> {};
+class LinuxAsyncContext final : public iAsyncContext, public Qv::PooledObject<LinuxAsyncContext> {};
 
 bool threadsAreAskedFor() {
   const char* choice = std::getenv("FSYS_IO");
@@ -22,11 +21,15 @@ bool threadsAreAskedFor() {
 
 const char* whyNoRing(int error) {
   switch (error) {
-    case ENOSYS: return "the kernel has no ring that can be used";
+    case ENOSYS:
+      return "the kernel has no ring that can be used";
     case EPERM:
-    case EACCES: return "rings are not permitted here";
-    case ENOMEM: return "there is no memory for a ring";
-    default: return "the system gives no ring";
+    case EACCES:
+      return "rings are not permitted here";
+    case ENOMEM:
+      return "there is no memory for a ring";
+    default:
+      return "the system gives no ring";
   }
 }
 

@@ -6,15 +6,15 @@
 namespace {
 
 constexpr std::array<std::string_view, 24> kNetworkPrograms = {
-    "fuse.sshfs",     "fuse.rclone",   "fuse.s3fs",      "fuse.s3ql",      "fuse.gcsfuse",
-    "fuse.goofys",    "fuse.geesefs",  "fuse.curlftpfs", "fuse.davfs",     "fuse.davfs2",
-    "fuse.glusterfs", "fuse.ceph",     "fuse.ceph-fuse", "fuse.juicefs",   "fuse.mfs",
-    "fuse.moosefs",   "fuse.lizardfs", "fuse.saunafs",   "fuse.smbnetfs",  "fuse.gvfsd-fuse",
+    "fuse.sshfs",     "fuse.rclone",    "fuse.s3fs",      "fuse.s3ql",     "fuse.gcsfuse",
+    "fuse.goofys",    "fuse.geesefs",   "fuse.curlftpfs", "fuse.davfs",    "fuse.davfs2",
+    "fuse.glusterfs", "fuse.ceph",      "fuse.ceph-fuse", "fuse.juicefs",  "fuse.mfs",
+    "fuse.moosefs",   "fuse.lizardfs",  "fuse.saunafs",   "fuse.smbnetfs", "fuse.gvfsd-fuse",
     "fuse.blobfuse2", "fuse.seaweedfs", "fuse.nfs",       "fuse.ftpfs"};
 
 // Kernel file systems of servers that the mount library does not count.
-constexpr std::array<std::string_view, 8> kNetworkKinds = {"ceph",   "lustre", "beegfs", "gpfs",
-                                                           "davfs",  "coda",   "orangefs", "pvfs2"};
+constexpr std::array<std::string_view, 8> kNetworkKinds = {"ceph",  "lustre", "beegfs",   "gpfs",
+                                                           "davfs", "coda",   "orangefs", "pvfs2"};
 
 template <size_t N>
 bool isOneOf(std::string_view name, const std::array<std::string_view, N>& names) {

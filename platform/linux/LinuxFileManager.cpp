@@ -31,14 +31,21 @@ bool succeeded(int result) {
 // False for a number that is none of iFileManager::Creation.
 bool setCreation(unsigned creation, FileOpening& how) {
   switch (creation) {
-    case iFileManager::eOpenExisting: how.create = FileOpening::eNever; return true;
-    case iFileManager::eCreateNew: how.create = FileOpening::eOnlyIfMissing; return true;
+    case iFileManager::eOpenExisting:
+      how.create = FileOpening::eNever;
+      return true;
+    case iFileManager::eCreateNew:
+      how.create = FileOpening::eOnlyIfMissing;
+      return true;
     case iFileManager::eCreateOrReplace:
       how.create = FileOpening::eIfMissing;
       how.empty = true;
       return true;
-    case iFileManager::eOpenOrCreate: how.create = FileOpening::eIfMissing; return true;
-    default: return false;
+    case iFileManager::eOpenOrCreate:
+      how.create = FileOpening::eIfMissing;
+      return true;
+    default:
+      return false;
   }
 }
 

@@ -117,7 +117,7 @@ void RingPort::putLocked(AsyncOperation* operation) {
     io_uring_prep_write(sqe, part.descriptor, part.address, part.bytes, part.offset);
   if (waits) sqe->flags |= IOSQE_ASYNC;
   io_uring_sqe_set_data(sqe, operation);
-  operation->handOver();
+  handedOver_.fetch_add(1, std::memory_order_release);
 }
 
 void RingPort::putWaitingLocked() {
@@ -197,6 +197,7 @@ void RingPort::cancelAll() {
 void RingPort::collect() {
   std::array<io_uring_cqe*, kReapedAtOnce> ended;
   unsigned count = io_uring_peek_batch_cqe(&ring_, ended.data(), kReapedAtOnce);
+  handedOver_.load(std::memory_order_acquire);
   for (unsigned i = 0; i < count; ++i)
     takeCompletion(io_uring_cqe_get_data(ended[i]), ended[i]->res, ended[i]->flags);
   io_uring_cq_advance(&ring_, count);
@@ -213,7 +214,6 @@ void RingPort::takeCompletion(void* data, int32_t outcome, uint32_t flags) {
     return;
   }
   auto* operation = static_cast<AsyncOperation*>(data);
-  operation->takeOver();
   // The thread that put it in has gone, and the kernel gave its transfers back undone.
   if (outcome == -ECANCELED && !closed_.load(std::memory_order_acquire)) outcome = -EINTR;
   if (operation->transfer().take(outcome)) {

@@ -4,9 +4,9 @@
 
 #include <atomic>
 
+#include "platform/common/Mutex.h"
 #include "platform/linux/LinuxThread.h"
 #include "platform/linux/TransferPort.h"
-#include "platform/common/Mutex.h"
 
 // RingPort: a transfer port on a ring of the kernel's, with one thread that reaps it.
 // Story      A transfer is put into the ring by the thread that starts it, if that thread lives
@@ -65,6 +65,10 @@ private:
   bool submitFailed_ = false;
   bool cancelled_ = false;
   std::chrono::steady_clock::time_point deadline_;
+
+  // Counts what was put into the ring: the way through the kernel is no hand-over that the language
+  // knows of; this one is.
+  std::atomic<uint32_t> handedOver_{0};
 
   Mutex lock_;
   OperationQueue waiting_ GUARDED_BY(lock_);

@@ -285,7 +285,8 @@ TEST_P(LinuxAsyncIoTest, TransfersOutliveTheShortThreadsThatStartedThem) {
   Qv::Ptr<iFile> file = openAttached("clip", tester);
   ASSERT_TRUE(file);
   std::vector<std::unique_ptr<AsyncTester::Request>> requests;
-  for (unsigned i = 0; i < 40; ++i) requests.push_back(std::make_unique<AsyncTester::Request>(4096));
+  for (unsigned i = 0; i < 40; ++i)
+    requests.push_back(std::make_unique<AsyncTester::Request>(4096));
   for (unsigned i = 0; i < 40; ++i)
     std::thread([&, i] { EXPECT_EQ(tester.read(file, *requests[i], i * 4096), 1u); }).join();
   tester.waitFor(40);

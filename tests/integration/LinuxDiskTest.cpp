@@ -106,8 +106,8 @@ TEST_F(LinuxDiskTest, AMountThatComesAndGoesIsSeenAtOnce) {
 TEST_F(LinuxDiskTest, ALoopDeviceWithLargeSectorsTellsTheirSize) {
   std::string image = folder_.bytes("image"), place = folder_.bytes("disk");
   ASSERT_EQ(mkdir(place.c_str(), 0700), 0);
-  std::string make = "truncate -s 16M " + image + " && losetup -f --show -b 4096 " + image +
-                     " > " + folder_.bytes("loop") + " 2>/dev/null";
+  std::string make = "truncate -s 16M " + image + " && losetup -f --show -b 4096 " + image + " > " +
+                     folder_.bytes("loop") + " 2>/dev/null";
   if (geteuid() != 0 || std::system(make.c_str()) != 0)
     GTEST_SKIP() << "no loop device can be had here";
   std::string device = folder_.content("loop");

@@ -137,8 +137,8 @@ TEST_F(LinuxFileTest, ANewFileWithTheOwnerModeTakesItsFoldersGroup) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give a folder a group of its choice";
   ASSERT_EQ(chown(folder_.path().c_str(), 0, 4242), 0);
   ASSERT_TRUE(openToWrite(folder_ / "owned", 0));
-  ASSERT_TRUE(openToWrite(folder_ / "owned", Manager::eModeDirect | Manager::eModeAsync |
-                                                 Manager::eModeSetOwner));
+  ASSERT_TRUE(openToWrite(folder_ / "owned",
+                          Manager::eModeDirect | Manager::eModeAsync | Manager::eModeSetOwner));
   ASSERT_TRUE(openToWrite(folder_ / "plain"));
   struct stat status;
   ASSERT_EQ(stat(folder_.bytes("owned").c_str(), &status), 0);
@@ -565,12 +565,10 @@ TEST_F(LinuxFileTest, AHeldLockShowsToOthersUntilTheLastHolderIsGone) {
     close(descriptor);
     return held;
   };
-  Qv::Ptr<iFile> first =
-      openGeneral(path, 3, Manager::eOpenOrCreate, Manager::eAttributeHoldLock);
+  Qv::Ptr<iFile> first = openGeneral(path, 3, Manager::eOpenOrCreate, Manager::eAttributeHoldLock);
   ASSERT_TRUE(first);
   EXPECT_TRUE(isHeld());
-  Qv::Ptr<iFile> second =
-      openGeneral(path, 3, Manager::eOpenOrCreate, Manager::eAttributeHoldLock);
+  Qv::Ptr<iFile> second = openGeneral(path, 3, Manager::eOpenOrCreate, Manager::eAttributeHoldLock);
   ASSERT_TRUE(second);
   first.reset();
   EXPECT_TRUE(isHeld());
@@ -584,8 +582,8 @@ TEST_F(LinuxFileTest, AFileThatSomebodyLocksForHimselfIsNotReplacedByALockingOpe
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   ASSERT_EQ(fcntl(other, F_OFD_SETLK, &lock), 0);
-  EXPECT_FALSE(openGeneral(folder_ / "lock", 3, Manager::eCreateOrReplace,
-                           Manager::eAttributeHoldLock));
+  EXPECT_FALSE(
+      openGeneral(folder_ / "lock", 3, Manager::eCreateOrReplace, Manager::eAttributeHoldLock));
   EXPECT_EQ(lastError(), eOsAccessDenied);
   EXPECT_EQ(folder_.content("lock"), "content");
   close(other);
@@ -641,8 +639,6 @@ TEST_F(LinuxFileTest, NamesInMemoryAreServedByTheirProvider) {
   EXPECT_FALSE(linuxFileManager()->exists(path));
 }
 
-TEST_F(LinuxFileTest, TheSeparatorIsASlash) {
-  EXPECT_EQ(linuxFileManager()->getSeparator(), L'/');
-}
+TEST_F(LinuxFileTest, TheSeparatorIsASlash) { EXPECT_EQ(linuxFileManager()->getSeparator(), L'/'); }
 
 }  // namespace
