@@ -187,7 +187,7 @@ TEST_F(FileRequestMergeTest, TheCoalesceLengthIsTheOneThatWasSetLast) {
 
 TEST_F(FileRequestMergeTest, ByteCountsThatWrap32BitsTogetherDoNotSlipUnderTheCoalesceLength) {
   RequestHandle first = queuedRead(0, 0x80000000);
-  RequestHandle second = makeRead(0x80000000, 0x80000000);
+  RequestHandle second = makeRead(0x1000, 0x80000000);
   EXPECT_FALSE(first->Coalesce(second.get()));
   EXPECT_EQ(range(*first), "0+2147483648");
 }
@@ -359,6 +359,9 @@ TEST_F(FileRequestMergeTest, AWriteLongerThanItsHolderDoesNotMerge) {
   RequestHandle first = queuedWrite(0, 512);
   RequestHandle second = makeWrite(512, 1024, piece(512, 512));
   EXPECT_FALSE(first->Coalesce(second.get()));
+  RequestHandle tooLong = inStatus(makeWrite(0, 512, piece(0, 256)), FileRequest::QUEUED);
+  RequestHandle behind = queuedWrite(512, 512);
+  EXPECT_FALSE(tooLong->Coalesce(behind.get()));
 }
 
 TEST_F(FileRequestMergeTest, MergedWritesKeepEveryHolderUntilTheyAreDone) {

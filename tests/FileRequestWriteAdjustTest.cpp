@@ -178,8 +178,8 @@ TEST_F(FileRequestTest, ARefusedSectorFailsItsWriteAndTheRestIsNotTransferred) {
 TEST_F(FileRequestTest, ASectorInFlightKeepsItsBytesWhenItsSegmentIsFilledAgain) {
   FsysFile* file = openToWrite();
   FsysFilePeer::giveSegment(*file, Qv::Ptr<iMemHolder>(new TestHolder(512u)), 0);
-  ASSERT_EQ(file->QueueWriteRequest(new FileRequest(false, 1024, 100, false, false,
-                                                    TestHolder::ofPattern(1024, 100), file,
+  ASSERT_EQ(file->QueueWriteRequest(new FileRequest(false, 1224, 100, false, false,
+                                                    TestHolder::ofPattern(1224, 100), file,
                                                     &Recorder::told, recorder_->context())),
             1u);
   EXPECT_EQ(startWrites(file), 1u);
