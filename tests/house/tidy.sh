@@ -49,6 +49,9 @@ files -name '*.cpp' -o -name '*.h' -o -name '*.sh' | xargs -r awk '
   { lines = FNR }
   END { if (lines > 500) print name ": " lines " lines; 500 are enough" }' >>"$problems"
 
+files -name '*.cpp' -o -name '*.h' | xargs -r awk '
+  length($0) > 100 { print FILENAME ":" FNR ": " length($0) " columns; 100 are enough" }' >>"$problems"
+
 files -path './fsys/*.cpp' -o -path './platform/*.cpp' -o -path './tools/*.cpp' | xargs -r awk '
   FNR == 1 { start = 0 }
   /^[A-Za-z~].*\{$/ && !/^(namespace|class|struct|enum|union|extern)/ { start = FNR }

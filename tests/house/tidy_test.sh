@@ -58,6 +58,7 @@ finds "loki somewhere else" fsys/DiskManager.cpp '#include <loki/Singleton.h>'
 finds "another call of the registry" fsys/IoCompletion.cpp 'void f() { DiskManager::init(); }'
 finds "a test that nobody builds" tests/OtherTest.cpp ''
 finds "a long file" fsys/A.cpp "$(printf '//\\n%.0s' {1..501})"
+finds "a long line" fsys/A.cpp "// $(printf 'x%.0s' {1..98})"
 finds "a long function" fsys/A.cpp "void f() {\n$(printf '  g();\\n%.0s' {1..70})}"
 finds "a left-over" fsys/A.cpp '// TO''DO later'
 finds "a sleeping test" tests/ATest.cpp 'std::this_thread::sleep''_for(1s);'
