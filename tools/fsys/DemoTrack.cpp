@@ -28,10 +28,11 @@ double threadCpu_ms() {
 void compareBytes(const std::string& name, uint64_t offset, const unsigned char* bytes,
                   const unsigned char* expected, size_t count) {
   if (std::memcmp(bytes, expected, count) == 0) return;
-  size_t bad = static_cast<size_t>(std::mismatch(bytes, bytes + count, expected).first - bytes);
+  uint64_t bad =
+      offset + static_cast<uint64_t>(std::mismatch(bytes, bytes + count, expected).first - bytes);
   throw ToolError(ExitCode::eVerification, "checking", name,
                   text("the first byte that differs from its source is at offset %llu",
-                       static_cast<unsigned long long>(offset + bad)));
+                       static_cast<unsigned long long>(bad)));
 }
 
 DemoTrack::DemoTrack(const std::string& file, const std::string& source, uint64_t pictures,
