@@ -94,6 +94,8 @@ int flushed(int code) {
 
 int main(int count, char** arguments) {
   openStandardDescriptors();
+  // In step with standard error, also where both go to one file.
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
   CLI::App app("Streams media files through the fsys engine, and checks them.", "fsys");
   app.set_version_flag("--version", "fsys " FSYS_TOOL_VERSION);
   app.require_subcommand(1);
