@@ -20,6 +20,7 @@ public:
 
   FileTransfer& transfer() { return transfer_; }
   iAsyncContext& context() { return *context_; }
+  bool startingWaits() const { return descriptors_->startingWaits(); }
 
 private:
   friend class OperationQueue;
@@ -35,6 +36,10 @@ private:
 // Threads    one at a time.
 class OperationQueue {
 public:
+  OperationQueue() = default;
+  OperationQueue(const OperationQueue&) = delete;
+  OperationQueue& operator=(const OperationQueue&) = delete;
+
   bool empty() const { return first_ == nullptr; }
   void push(AsyncOperation* operation) {
     operation->next_ = nullptr;
@@ -49,9 +54,9 @@ public:
     if (!first_) end_ = &first_;
     return operation;
   }
-  OperationQueue() = default;
-  OperationQueue(const OperationQueue&) = delete;
-  OperationQueue& operator=(const OperationQueue&) = delete;
+  void moveTo(OperationQueue& other) {
+    while (AsyncOperation* operation = pop()) other.push(operation);
+  }
 
 private:
   AsyncOperation* first_ = nullptr;

@@ -17,6 +17,7 @@ struct FileOpening {
   bool setOwner = false;  // a new file takes its folder's group and the current user
   bool holdLock = false;  // an open-file-description lock is held for as long as the file is open
   bool direct = false;    // a second descriptor past the page cache
+  bool async = false;     // transfers will be started and waited for elsewhere
 };
 
 // Opens a regular file, close-on-exec, without a controlling terminal, never blocking on a FIFO or

@@ -79,6 +79,7 @@ Qv::Ptr<iFile> LinuxFileManager::openMedia(const Path& path, unsigned flags, boo
   how.create = write ? FileOpening::eIfMissing : FileOpening::eNever;
   how.setOwner = write && (mode & eModeSetOwner) != 0;
   how.direct = (mode & eModeDirect) != 0;
+  how.async = (mode & eModeAsync) != 0;
   Qv::Ptr<OpenDescriptors> descriptors = openRegularFile(bytes, how);
   if (!descriptors) return nullptr;
   unsigned capabilities = mode == 0 || (mode & eModeAsync) ? iFile::eAsyncTransfers : 0u;

@@ -1,12 +1,20 @@
 #include "platform/linux/OpenDescriptors.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <string>
 
 namespace {
+
+constexpr long kXfsMagic = 0x58465342;  // the system's header does not name it
+constexpr std::array<long, 6> kNeverWait = {EXT4_SUPER_MAGIC, kXfsMagic,   BTRFS_SUPER_MAGIC,
+                                            F2FS_SUPER_MAGIC, TMPFS_MAGIC, RAMFS_MAGIC};
 
 // What the system says of a file; false when it says that the file takes no direct transfers.
 bool askAlignment(int descriptor, OpenDescriptors::Alignment& alignment) {
@@ -36,6 +44,13 @@ void OpenDescriptors::openDirect() {
   direct_ = open(same.c_str(), access | O_DIRECT | O_CLOEXEC | O_NOCTTY);
   if (direct_ < 0) return;
   usesDirect_.store(askAlignment(direct_, alignment_), std::memory_order_relaxed);
+}
+
+void OpenDescriptors::askWhetherStartingWaits() {
+  struct statfs answer;
+  bool isKnown = fstatfs(cached_, &answer) == 0;
+  startingWaits_ = !isKnown || std::find(kNeverWait.begin(), kNeverWait.end(), answer.f_type) ==
+                                   kNeverWait.end();
 }
 
 bool OpenDescriptors::takesDirect(const void* address, uint64_t offset, uint32_t bytes) const {

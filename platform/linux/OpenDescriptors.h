@@ -29,6 +29,8 @@ public:
   // Opens the second descriptor. Without one, or where the system gives none, all transfers go
   // through the page cache. Before the object is shared.
   void openDirect();
+  // Finds out whether transfers can make whoever starts them wait. Before the object is shared.
+  void askWhetherStartingWaits();
 
   int cached() const { return cached_; }
   int direct() const { return direct_; }
@@ -40,6 +42,9 @@ public:
   void giveUpDirect() { usesDirect_.store(false, std::memory_order_relaxed); }
   bool usesDirect() const { return usesDirect_.load(std::memory_order_relaxed); }
   const Alignment& alignment() const { return alignment_; }
+  // Whether a transfer that is only to be started may have to wait for a server or a program: only
+  // the file systems of local disks and memory are known to start transfers and return.
+  bool startingWaits() const { return startingWaits_; }
 
 private:
   const int cached_;
@@ -47,5 +52,6 @@ private:
   const bool readable_;
   const bool writable_;
   Alignment alignment_;
+  bool startingWaits_ = true;
   std::atomic<bool> usesDirect_{false};
 };

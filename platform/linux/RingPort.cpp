@@ -24,6 +24,8 @@ constexpr long kRetry_ns = 1000000;
 // Waiting with a time-out beside the submission side, and completions that are never lost.
 constexpr unsigned kNeededFeatures = IORING_FEAT_EXT_ARG | IORING_FEAT_NODROP;
 
+constexpr Clock::time_point kNever = Clock::time_point::max();
+
 // What a completion that is no transfer's carries.
 constexpr uintptr_t kWakeTag = 1;
 constexpr uintptr_t kCancelTag = 2;
@@ -87,12 +89,16 @@ uint32_t RingPort::start(AsyncOperation* operation) {
   {
     MutexLock lock(lock_);
     if (closed_.load(std::memory_order_relaxed)) return eOsCancelled;
-    waiting_.push(operation);
-    if (isLongLivedThread()) {
-      putWaitingLocked();
-      mustWake = !submitLocked();
-    } else if (inFlight_ < kInFlightLimit) {
-      mustWake = true;
+    if (operation->startingWaits()) {
+      slow_.push(operation);
+      mustWake = slowInFlight_ < kWaitingLimit && inFlight_ < kInFlightLimit;
+    } else {
+      ready_.push(operation);
+      mustWake = inFlight_ < kInFlightLimit;
+      if (isLongLivedThread()) {
+        putReadyLocked();
+        mustWake = !submitLocked();
+      }
     }
     mustWake = mustWake && !wakeAsked_;
     if (mustWake) wakeAsked_ = true;
@@ -109,7 +115,7 @@ void RingPort::wake() {
 // The queue has room: nothing but what is in flight and the tags is ever in it.
 void RingPort::putLocked(AsyncOperation* operation) {
   io_uring_sqe* sqe = io_uring_get_sqe(&ring_);
-  bool waits = operation->transfer().mustWait();
+  bool waits = operation->transfer().mustWait() || operation->startingWaits();
   const FileTransfer::Part& part = operation->transfer().nextPart();
   if (operation->transfer().direction() == FileTransfer::eRead)
     io_uring_prep_read(sqe, part.descriptor, part.address, part.bytes, part.offset);
@@ -120,10 +126,21 @@ void RingPort::putLocked(AsyncOperation* operation) {
   handedOver_.fetch_add(1, std::memory_order_release);
 }
 
-void RingPort::putWaitingLocked() {
+void RingPort::putReadyLocked() {
   while (inFlight_ < kInFlightLimit) {
-    AsyncOperation* operation = waiting_.pop();
+    AsyncOperation* operation = ready_.pop();
     if (!operation) return;
+    ++inFlight_;
+    putLocked(operation);
+  }
+}
+
+// The reaper's alone: no other thread's end is to hang on these.
+void RingPort::putSlowLocked() {
+  while (slowInFlight_ < kWaitingLimit && inFlight_ < kInFlightLimit) {
+    AsyncOperation* operation = slow_.pop();
+    if (!operation) return;
+    ++slowInFlight_;
     ++inFlight_;
     putLocked(operation);
   }
@@ -146,6 +163,8 @@ bool RingPort::submitLocked() {
 }
 
 void RingPort::reap() {
+  unsigned workers[2] = {kWaitingLimit, 0};  // the second number stays as it is
+  io_uring_register_iowq_max_workers(&ring_, workers);
   restart();
   while (waitForCompletions()) {
     collect();
@@ -154,15 +173,15 @@ void RingPort::reap() {
   }
 }
 
-// False when a closed port has nothing more in flight, or waits no longer for what is.
+// False when a closed port has nothing more in flight.
 bool RingPort::waitForCompletions() {
   bool closed = closed_.load(std::memory_order_acquire);
-  if (closed && hasDrained()) return false;
+  if (closed && maySettle()) return false;
   io_uring_cqe* cqe = nullptr;
   if (submitFailed_) {
     __kernel_timespec retry = {0, kRetry_ns};
     io_uring_wait_cqe_timeout(&ring_, &cqe, &retry);
-  } else if (closed) {
+  } else if (closed && deadline_ != kNever) {
     __kernel_timespec left = untilDeadline(deadline_);
     io_uring_wait_cqe_timeout(&ring_, &cqe, &left);
   } else {
@@ -171,23 +190,28 @@ bool RingPort::waitForCompletions() {
   return true;
 }
 
-bool RingPort::hasDrained() {
-  {
-    MutexLock lock(lock_);
-    if (inFlight_ == 0) return true;
-  }
+// One step of a closed port's end: it waits, cancels, waits again, and lets the closer go. True when
+// nothing is in flight any more.
+bool RingPort::maySettle() {
+  MutexLock lock(lock_);
+  bool hasDrained = inFlight_ == 0;
   if (deadline_ == Clock::time_point())
     deadline_ = Clock::now() + std::chrono::milliseconds(kDrain_ms);
-  if (Clock::now() < deadline_) return false;
-  if (cancelled_) return true;
-  cancelled_ = true;
-  deadline_ = Clock::now() + std::chrono::milliseconds(kCancel_ms);
-  cancelAll();
-  return false;
+  bool isOver = Clock::now() >= deadline_;
+  if (!hasDrained && !isOver) return false;
+  if (!hasDrained && !hasCancelled_) {
+    hasCancelled_ = true;
+    deadline_ = Clock::now() + std::chrono::milliseconds(kCancel_ms);
+    cancelAllLocked();
+    return false;
+  }
+  deadline_ = kNever;
+  settled_ = true;
+  settling_.wakeAll();
+  return hasDrained;
 }
 
-void RingPort::cancelAll() {
-  MutexLock lock(lock_);
+void RingPort::cancelAllLocked() {
   io_uring_sqe* sqe = io_uring_get_sqe(&ring_);
   io_uring_prep_cancel(sqe, nullptr, IORING_ASYNC_CANCEL_ANY | IORING_ASYNC_CANCEL_ALL);
   io_uring_sqe_set_data(sqe, tagged(kCancelTag));
@@ -219,6 +243,7 @@ void RingPort::takeCompletion(void* data, int32_t outcome, uint32_t flags) {
   if (operation->transfer().take(outcome)) {
     finished_.push(operation);
     ++finishedCount_;
+    if (operation->startingWaits()) ++finishedSlow_;
   } else {
     continuing_.push(operation);
   }
@@ -227,13 +252,17 @@ void RingPort::takeCompletion(void* data, int32_t outcome, uint32_t flags) {
 void RingPort::restart() {
   MutexLock lock(lock_);
   inFlight_ -= finishedCount_;
-  finishedCount_ = 0;
+  slowInFlight_ -= finishedSlow_;
+  finishedCount_ = finishedSlow_ = 0;
   if (!wakeArmed_) {
     putWakeLocked();
     wakeArmed_ = true;
   }
   while (AsyncOperation* operation = continuing_.pop()) putLocked(operation);
-  if (!closed_.load(std::memory_order_relaxed)) putWaitingLocked();
+  if (!closed_.load(std::memory_order_relaxed)) {
+    putReadyLocked();
+    putSlowLocked();
+  }
   submitFailed_ = !submitLocked();
 }
 
@@ -248,18 +277,21 @@ void RingPort::deliver() {
 
 void RingPort::close() {
   OperationQueue dropped;
-  unsigned stuck = 0;
   {
     MutexLock lock(lock_);
     closed_.store(true, std::memory_order_release);
-    while (AsyncOperation* operation = waiting_.pop()) dropped.push(operation);
+    ready_.moveTo(dropped);
+    slow_.moveTo(dropped);
   }
   drop(dropped);
   wake();
-  thread_.join();
+  unsigned stuck = 0;
   {
     MutexLock lock(lock_);
+    while (!settled_) settling_.wait(lock_);
     stuck = inFlight_;
   }
-  if (stuck != 0) keepFor(stuck);
+  if (stuck == 0) return thread_.join();
+  keepFor(stuck);
+  thread_.detach();
 }

@@ -82,7 +82,7 @@ void ThreadPort::close() {
   {
     MutexLock lock(lock_);
     closed_ = true;
-    while (AsyncOperation* operation = waiting_.pop()) dropped.push(operation);
+    waiting_.moveTo(dropped);
     work_.wakeAll();
     drained = drainLocked();
     made = made_;
