@@ -305,21 +305,14 @@ void Fsys::reportOutstandingWrites(FsysFile* file) {
 // The end of the engine
 // ----------------------------------------------------------------------------
 
-// Before the lists are held: the pollers must still pass to start what is queued. Nothing new is
-// taken meanwhile, so that it ends.
+// Before the lists are held: the pollers cannot pass then, and what is queued must still be started.
+// Nothing new is taken meanwhile, so that it ends.
 void Fsys::drainAll() {
-  Vector<FsysFile*> writing;
-  {
-    CriticalSectionLock lock(readFilesLock_);
-    for (FsysFile* file : readFiles_) file->closing_.set(true);
-  }
-  {
-    CriticalSectionLock lock(writeFilesLock_);
-    for (FsysFile* file : writeFiles_) {
-      file->closing_.set(true);
-      file->pin();
-      writing.add(file);
-    }
+  Vector<FsysFile*> reading = pinAllClosing(readFiles_, readFilesLock_);
+  Vector<FsysFile*> writing = pinAllClosing(writeFiles_, writeFilesLock_);
+  for (FsysFile* file : reading) {
+    file->StartRequests(file->readRequests_);
+    file->unpin();
   }
   writePoll_->Kick();
   for (FsysFile* file : writing) {
@@ -327,6 +320,15 @@ void Fsys::drainAll() {
     if (file->hasPendingSegment() && file->SendWriteSegBuffer() == eResultOk) file->WaitForDrain();
     file->unpin();
   }
+}
+
+Vector<FsysFile*> Fsys::pinAllClosing(Vector<FsysFile*>& files, CriticalSection& lock) {
+  CriticalSectionLock held(lock);
+  for (FsysFile* file : files) {
+    file->closing_.set(true);
+    file->pin();
+  }
+  return files;
 }
 
 // Each close takes its file off the list, so the next index skips one: every other file is closed.

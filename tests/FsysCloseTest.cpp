@@ -258,6 +258,14 @@ TEST_F(FsysCloseTest, QueuedWritesOfAllFilesAreWrittenBeforeTheEngineGoes) {
   EXPECT_TRUE(texts_.splats().empty());
 }
 
+TEST_F(FsysCloseTest, ReadsThatAreStillQueuedAsTheEngineEndsAreStartedAndAnswered) {
+  FsysFile* file = readPatternFile(L"/m/0", 4096);
+  read(file, 0, 512);
+  FsysUninitialize(Shutdown::eNormal);
+  ASSERT_EQ(recorder_->count(), 1u);
+  EXPECT_EQ(recorder_->at(0).status, eRequestSucceeded);
+}
+
 TEST_F(FsysCloseTest, TheEngineEndsItsThreadsItsPortsAndItsMemory) {
   readPatternFile(L"/m/0", 4096);
   FsysUninitialize(Shutdown::eNormal);

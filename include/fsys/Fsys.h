@@ -81,6 +81,7 @@ private:
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
   void drainAll();
+  static Vector<FsysFile*> pinAllClosing(Vector<FsysFile*>& files, CriticalSection& lock);
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
   Vector<FsysFile*> takeLeftOpen();
   void endQueue(Qv::Ptr<iTaskQueue>& queue);

@@ -78,7 +78,7 @@ TEST_F(EngineStressTest, ManyThreadsReadOneFileAndEachQuestionIsAnsweredOnceAndR
 }
 
 TEST_F(EngineStressTest, FilesThatAreClosedWhileTheyAreReadAnswerEveryAcceptedReadOnce) {
-  for (int round = 0; round < 40; ++round) {
+  for (int round = 0; round < 20; ++round) {
     FsysFile* file = open();
     std::atomic<unsigned> answered{0};
     std::atomic<unsigned> wrong{0};
@@ -102,7 +102,7 @@ TEST_F(EngineStressTest, FilesThatAreClosedWhileTheyAreReadAnswerEveryAcceptedRe
 TEST_F(EngineStressTest, EnginesThatEndWithReadsInFlightAreInertAfterwards) {
   static std::atomic<unsigned> answered;
   static std::atomic<unsigned> wrong;
-  for (int round = 0; round < 60; ++round) {
+  for (int round = 0; round < 20; ++round) {
     answered = 0;
     wrong = 0;
     for (int files = 0; files < 3; ++files) {
