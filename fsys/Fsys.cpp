@@ -63,7 +63,7 @@ Fsys::Fsys() {
 // First everything that can still make requests comes to rest, then what they need goes.
 Fsys::~Fsys() {
   endQueue(closes_);
-  drainAll();
+  drainAll(pinAllClosing(readFiles_, readFilesLock_), pinAllClosing(writeFiles_, writeFilesLock_));
   closeEveryOther(readFiles_, readFilesLock_);
   closeEveryOther(writeFiles_, writeFilesLock_);
   readPoll_->Stop();
@@ -305,11 +305,9 @@ void Fsys::reportOutstandingWrites(FsysFile* file) {
 // The end of the engine
 // ----------------------------------------------------------------------------
 
-// Before the lists are held: the pollers cannot pass then, and what is queued must still be started.
-// Nothing new is taken meanwhile, so that it ends.
-void Fsys::drainAll() {
-  Vector<FsysFile*> reading = pinAllClosing(readFiles_, readFilesLock_);
-  Vector<FsysFile*> writing = pinAllClosing(writeFiles_, writeFilesLock_);
+// Before the lists are held: the pollers cannot pass then, and what is queued must still be
+// started. Nothing new is taken meanwhile, so that it ends.
+void Fsys::drainAll(const Vector<FsysFile*>& reading, const Vector<FsysFile*>& writing) {
   for (FsysFile* file : reading) {
     file->StartRequests(file->readRequests_);
     file->unpin();

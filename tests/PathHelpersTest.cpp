@@ -49,8 +49,7 @@ TEST(PathHelpersTest, StripExtensionCutsFromTheLastDotOfTheNameOnly) {
 
 TEST(PathHelpersTest, JoinPathsPutsExactlyOneSeparatorBetweenTheTwo) {
   for (const wchar_t* folder : {L"/m", L"/m/", L"/m//"})
-    for (const wchar_t* name : {L"x", L"/x", L"//x"})
-      EXPECT_EQ(joinPaths(folder, name), L"/m/x");
+    for (const wchar_t* name : {L"x", L"/x", L"//x"}) EXPECT_EQ(joinPaths(folder, name), L"/m/x");
   EXPECT_EQ(joinPaths(L"/", L"x"), L"/x");
   EXPECT_EQ(joinPaths(L"/m", L""), L"/m/");
 }

@@ -34,11 +34,16 @@ bool isName(const Wide& text) {
 
 TEST(Utf8Test, TheFirstAndLastCodePointOfEachLengthComeAndGoUnchanged) {
   const std::pair<std::string, wchar_t> known[] = {
-      {"\x01", 0x1},           {"\x7F", 0x7F},
-      {"\xC2\x80", 0x80},      {"\xDF\xBF", 0x7FF},
-      {"\xE0\xA0\x80", 0x800}, {"\xEF\xBF\xBF", 0xFFFF},
-      {"\xF0\x90\x80\x80", 0x10000}, {"\xF4\x8F\xBF\xBF", 0x10FFFF},
-      {"\xED\x9F\xBF", 0xD7FF}, {"\xEE\x80\x80", 0xE000},
+      {"\x01", 0x1},
+      {"\x7F", 0x7F},
+      {"\xC2\x80", 0x80},
+      {"\xDF\xBF", 0x7FF},
+      {"\xE0\xA0\x80", 0x800},
+      {"\xEF\xBF\xBF", 0xFFFF},
+      {"\xF0\x90\x80\x80", 0x10000},
+      {"\xF4\x8F\xBF\xBF", 0x10FFFF},
+      {"\xED\x9F\xBF", 0xD7FF},
+      {"\xEE\x80\x80", 0xE000},
   };
   for (const auto& [bytes, character] : known) {
     EXPECT_EQ(fromUTF8(bytes), Wide(&character, 1)) << std::hex << static_cast<unsigned>(character);
@@ -55,7 +60,9 @@ TEST(Utf8Test, OverlongFormsSurrogatesAndNumbersPastTheLastAreUndecodableBytes) 
 
 TEST(Utf8Test, ASequenceThatIsCutShortIsUndecodableAndWhatFollowsIsRead) {
   EXPECT_EQ(fromUTF8("\xE2\x82"), escapesOf("\xE2\x82"));
-  EXPECT_EQ(fromUTF8("\xE2\x82" "A"), escapesOf("\xE2\x82") + L"A");
+  EXPECT_EQ(fromUTF8("\xE2\x82"
+                     "A"),
+            escapesOf("\xE2\x82") + L"A");
   EXPECT_EQ(fromUTF8("\xC3\xC3\xA9"), escapesOf("\xC3") + L"\u00E9");
 }
 
@@ -69,7 +76,9 @@ TEST(Utf8Test, EveryStringOfTwoBytesSurvivesTheWayToWideTextAndBack) {
 
 TEST(Utf8Test, RandomBytesRichInLeadBytesSurviveTheWayToWideTextAndBack) {
   std::mt19937 random(20240611);
-  const std::string leads = "\xC2\xE0\xED\xEF\xF0\xF4\x80\x8F\x90\x9F\xA0\xBF\xDC" "a/";
+  const std::string leads =
+      "\xC2\xE0\xED\xEF\xF0\xF4\x80\x8F\x90\x9F\xA0\xBF\xDC"
+      "a/";
   for (int round = 0; round < 20000; ++round) {
     std::string bytes;
     for (size_t length = random() % 12; bytes.size() < length;)
@@ -101,7 +110,9 @@ TEST(Utf8Test, OnlyTheEscapesOfUndecodableBytesHaveAByteForm) {
 
 TEST(Utf8Test, WhatHasNoUtf8FormBecomesTheReplacementCharacter) {
   const wchar_t text[] = {L'a', 0xD800, 0xDC10, 0x110000, L'b', 0};
-  EXPECT_EQ(toUTF8(text), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "b");
+  EXPECT_EQ(toUTF8(text),
+            "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"
+            "b");
 }
 
 TEST(Utf8Test, NullStaysNullAndEmptyStaysEmpty) {

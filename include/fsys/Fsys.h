@@ -24,8 +24,8 @@ class FsysPoll;
 // Ownership  owns its files from a successful open until Close deletes them, the pollers, the
 //            buffer pool and a reference to the receiver.
 // Errors     1 success, 0 failure; see OpenFile and Close.
-// Kept       the destructor closes every other file of a list and leaves the rest open and listed
-//            (FsysCloseTest.DestroyingAnEngineWithFourOpenReadFilesClosesTwoOfThem). What those hold
+// Kept       the destructor closes every other file of a list and leaves the rest open and listed:
+//            FsysCloseTest.DestroyingAnEngineWithFourOpenReadFilesClosesTwoOfThem. What those hold
 //            is still written, and they are inert afterwards.
 class FSYS_EXPORT Fsys {
 public:
@@ -80,7 +80,7 @@ private:
   bool closeLater(FsysFile* file);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
-  void drainAll();
+  void drainAll(const Vector<FsysFile*>& reading, const Vector<FsysFile*>& writing);
   static Vector<FsysFile*> pinAllClosing(Vector<FsysFile*>& files, CriticalSection& lock);
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
   Vector<FsysFile*> takeLeftOpen();

@@ -71,8 +71,8 @@ ConfigFile readConfigFile() {
   PathString path = configPath(*nativeOS()->getSystemInfo());
   config.name = toUTF8(path).view();
   if (path.empty()) return config;
-  Qv::Ptr<iFile> file = nativeOS()->getFileManager()->openFile(
-      path, iFileManager::eAccessRead, iFileManager::eOpenExisting, 0, 0);
+  Qv::Ptr<iFile> file = nativeOS()->getFileManager()->openFile(path, iFileManager::eAccessRead,
+                                                               iFileManager::eOpenExisting, 0, 0);
   if (!file) return config;
   if (file->getSize() > kMaxFileBytes) {
     Log("%s is too large for a configuration file, it is ignored\n", config.name.c_str());

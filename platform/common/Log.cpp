@@ -46,7 +46,7 @@ void write(std::FILE* stream, const std::string& text) {
 
 #define FORMAT_INTO(text, format)                   \
   va_list arguments;                                \
-  va_start(arguments, format);                       \
+  va_start(arguments, format);                      \
   std::string text = formatText(format, arguments); \
   va_end(arguments)
 

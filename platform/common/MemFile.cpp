@@ -18,8 +18,8 @@ uint32_t answer(uint32_t result) {
 
 // How much of `bytes` lies in the block of `offset`.
 uint32_t withinBlock(uint64_t offset, uint32_t bytes) {
-  auto room = static_cast<uint32_t>(MemFileContent::kBlockBytes -
-                                    offset % MemFileContent::kBlockBytes);
+  auto room =
+      static_cast<uint32_t>(MemFileContent::kBlockBytes - offset % MemFileContent::kBlockBytes);
   return std::min(room, bytes);
 }
 

@@ -13,8 +13,7 @@ namespace {
 // MemFileProvider: the names, and the content that each stands for.
 class MemFileProvider final : public iFileProvider {
 public:
-  Qv::Ptr<iFile> open(const LightweightString<wchar_t>& path, unsigned flags,
-                      bool write) override {
+  Qv::Ptr<iFile> open(const LightweightString<wchar_t>& path, unsigned flags, bool write) override {
     std::shared_ptr<MemFileContent> content = find(std::wstring(path.view()), write);
     if (!content) {
       OS()->getErrors()->setLastError(eOsNotFound);
@@ -55,6 +54,4 @@ private:
 
 }  // namespace
 
-Qv::Ptr<iFileProvider> makeMemFileProvider() {
-  return Qv::Ptr<iFileProvider>(new MemFileProvider);
-}
+Qv::Ptr<iFileProvider> makeMemFileProvider() { return Qv::Ptr<iFileProvider>(new MemFileProvider); }

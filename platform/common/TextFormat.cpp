@@ -80,38 +80,67 @@ private:
 
   void append(char kind, bool wide) {
     switch (kind) {
-      case '%': text_.push_back('%'); break;
-      case 'd': case 'i': appendInteger<int, long, long long>(); break;
-      case 'u': case 'o': case 'x': case 'X':
+      case '%':
+        text_.push_back('%');
+        break;
+      case 'd':
+      case 'i':
+        appendInteger<int, long, long long>();
+        break;
+      case 'u':
+      case 'o':
+      case 'x':
+      case 'X':
         appendInteger<unsigned, unsigned long, unsigned long long>();
         break;
-      case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
-        if (size_ == "L") appendOne(text_, conversion_, va_arg(arguments_, long double));
-        else appendOne(text_, conversion_, va_arg(arguments_, double));
+      case 'f':
+      case 'F':
+      case 'e':
+      case 'E':
+      case 'g':
+      case 'G':
+      case 'a':
+      case 'A':
+        if (size_ == "L")
+          appendOne(text_, conversion_, va_arg(arguments_, long double));
+        else
+          appendOne(text_, conversion_, va_arg(arguments_, double));
         break;
       case 'c':
-        if (wide) appendWideCharacter(static_cast<wchar_t>(va_arg(arguments_, wint_t)));
-        else appendOne(text_, conversion_, va_arg(arguments_, int));
+        if (wide)
+          appendWideCharacter(static_cast<wchar_t>(va_arg(arguments_, wint_t)));
+        else
+          appendOne(text_, conversion_, va_arg(arguments_, int));
         break;
       case 's':
-        if (wide) appendWide(va_arg(arguments_, const wchar_t*));
-        else appendNarrow(va_arg(arguments_, const char*));
+        if (wide)
+          appendWide(va_arg(arguments_, const wchar_t*));
+        else
+          appendNarrow(va_arg(arguments_, const char*));
         break;
-      case 'p': appendOne(text_, conversion_, va_arg(arguments_, void*)); break;
-      case 'n': static_cast<void>(va_arg(arguments_, void*)); break;
-      default: text_ += conversion_;
+      case 'p':
+        appendOne(text_, conversion_, va_arg(arguments_, void*));
+        break;
+      case 'n':
+        static_cast<void>(va_arg(arguments_, void*));
+        break;
+      default:
+        text_ += conversion_;
     }
   }
 
   template <typename Plain, typename Long, typename LongLong>
   void appendInteger() {
-    if (size_ == "l") appendOne(text_, conversion_, va_arg(arguments_, Long));
+    if (size_ == "l")
+      appendOne(text_, conversion_, va_arg(arguments_, Long));
     else if (size_ == "ll" || size_ == "q")
       appendOne(text_, conversion_, va_arg(arguments_, LongLong));
     else if (size_ == "z" || size_ == "t")
       appendOne(text_, conversion_, va_arg(arguments_, size_t));
-    else if (size_ == "j") appendOne(text_, conversion_, va_arg(arguments_, intmax_t));
-    else appendOne(text_, conversion_, va_arg(arguments_, Plain));
+    else if (size_ == "j")
+      appendOne(text_, conversion_, va_arg(arguments_, intmax_t));
+    else
+      appendOne(text_, conversion_, va_arg(arguments_, Plain));
   }
 
   void appendNarrow(const char* argument) {

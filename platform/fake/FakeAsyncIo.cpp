@@ -14,9 +14,8 @@ Qv::Ptr<iAsyncContext> FakeAsyncIo::createContext() {
   return Qv::Ptr<iAsyncContext>(new iAsyncContext);
 }
 
-Qv::Ptr<iCompletionPort> FakeAsyncIo::createPort(const char* name,
-                                                 const CompletionCommand& command, int waiting,
-                                                 int running, int queued, int kept) {
+Qv::Ptr<iCompletionPort> FakeAsyncIo::createPort(const char* name, const CompletionCommand& command,
+                                                 int waiting, int running, int queued, int kept) {
   if (uint32_t error = faults_.next(FaultPlan::eCreatePort).error) {
     errors_.fail(error);
     return {};
@@ -33,8 +32,8 @@ Qv::Ptr<iCompletionPort> FakeAsyncIo::createPort(const char* name,
 }
 
 unsigned FakeAsyncIo::livePorts() const {
-  return static_cast<unsigned>(std::count_if(ports_.begin(), ports_.end(),
-                                             [](const auto& port) { return port->alive; }));
+  return static_cast<unsigned>(
+      std::count_if(ports_.begin(), ports_.end(), [](const auto& port) { return port->alive; }));
 }
 
 void FakeAsyncIo::start(FakeTransfer transfer) {

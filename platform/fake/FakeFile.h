@@ -15,8 +15,8 @@ public:
   struct Opening {
     bool readable = false;
     bool writable = false;
-    bool async = false;     // has asynchronous transfers
-    bool probe = false;     // transfers nothing
+    bool async = false;  // has asynchronous transfers
+    bool probe = false;  // transfers nothing
     bool holdLock = false;
   };
 

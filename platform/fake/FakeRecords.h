@@ -11,13 +11,13 @@ struct FakeOpen {
   eDoor door;
   std::wstring path;
   unsigned flags = 0;
-  bool write = false;         // eMedia, eServed
-  unsigned disposition = 0;   // eMedia
-  unsigned mode = 0;          // eMedia
-  unsigned access = 0;        // eGeneral
-  unsigned creation = 0;      // eGeneral
-  unsigned attributes = 0;    // eGeneral
-  uint32_t result = 1;        // 1 or the error
+  bool write = false;        // eMedia, eServed
+  unsigned disposition = 0;  // eMedia
+  unsigned mode = 0;         // eMedia
+  unsigned access = 0;       // eGeneral
+  unsigned creation = 0;     // eGeneral
+  unsigned attributes = 0;   // eGeneral
+  uint32_t result = 1;       // 1 or the error
 };
 
 // FakeTransferRecord: one transfer, as it was asked for. An asynchronous one is recorded at its

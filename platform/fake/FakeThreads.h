@@ -34,14 +34,14 @@ public:
     std::string name;
     unsigned (*entry)(void*);
     void* argument;
-    double due_ms;           // on the fake's clock; meaningless while a signal waits
-    unsigned runs = 0;       // calls of its function
-    uint64_t lastRun = 0;    // of all runs; 0 before the first
-    unsigned answer = 0;     // what its function returned
+    double due_ms;         // on the fake's clock; meaningless while a signal waits
+    unsigned runs = 0;     // calls of its function
+    uint64_t lastRun = 0;  // of all runs; 0 before the first
+    unsigned answer = 0;   // what its function returned
     bool returned = false;
-    bool killed = false;     // by itself: it goes when its function returns
+    bool killed = false;  // by itself: it goes when its function returns
     bool running = false;
-    uint64_t number;         // events with a smaller one may be its wake event
+    uint64_t number;  // events with a smaller one may be its wake event
     Qv::Ptr<FakeEvent> wake;
   };
   struct Queue {

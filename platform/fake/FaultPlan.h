@@ -27,10 +27,10 @@ public:
     eGetInfo,
     eDeleteFile,
     eCreateFolder,
-    eRead,        // synchronous, at an offset or at the position
+    eRead,  // synchronous, at an offset or at the position
     eWrite,
     eAttach,
-    eStartRead,   // refused at the start: nothing will be reported
+    eStartRead,  // refused at the start: nothing will be reported
     eStartWrite,
     eFinishRead,  // fails, or is short, as it finishes
     eFinishWrite,
@@ -45,9 +45,9 @@ public:
   };
   enum eSpan { eOnce, eFromThenOn };
   struct Verdict {
-    uint32_t error = 0;      // 0: goes well
+    uint32_t error = 0;  // 0: goes well
     bool shortened = false;
-    uint32_t bytes = 0;      // most bytes to move, when shortened
+    uint32_t bytes = 0;  // most bytes to move, when shortened
   };
 
   // The `nth` call from now, 1 being the next one, fails with `error`.

@@ -23,8 +23,7 @@ void LinuxThreadTable::runThread(void* told) {
   table.changed_.notify_all();
 }
 
-uint32_t LinuxThreadTable::create(unsigned (*entry)(void*), const char* name,
-                                  void* argument) try {
+uint32_t LinuxThreadTable::create(unsigned (*entry)(void*), const char* name, void* argument) try {
   joinThoseThatLeft();
   auto record = std::make_shared<Record>();
   record->table = this;

@@ -14,8 +14,7 @@ constexpr size_t tagBytes(size_t pages) {
 }
 
 unsigned char* mapBytes(size_t bytes) {
-  void* memory =
-      mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   return memory == MAP_FAILED ? nullptr : static_cast<unsigned char*>(memory);
 }
 

@@ -12,10 +12,10 @@ inline constexpr size_t kHugePageBytes = 2 * 1024 * 1024;
 // extent (a run of pages of one state); those between hold leftovers.
 struct PageTag {
   enum State : uint32_t {
-    eBorder,   // not the start of anything: a slab's ends, the last page of a region
-    eFree,     // first and last page of a free extent
-    eRegion,   // first page of a region
-    eRecent,   // first page of a region that was freed and not yet merged
+    eBorder,  // not the start of anything: a slab's ends, the last page of a region
+    eFree,    // first and last page of a free extent
+    eRegion,  // first page of a region
+    eRecent,  // first page of a region that was freed and not yet merged
   };
 
   PageSlab* slab;
@@ -48,7 +48,7 @@ struct PageSlab {
 
   unsigned char* memory;
   uint32_t pages;
-  bool hugePages;       // the advice was taken
-  PageSlab* nextIdle;   // list of idle slabs, the longest idle first
+  bool hugePages;      // the advice was taken
+  PageSlab* nextIdle;  // list of idle slabs, the longest idle first
   PageSlab* prevIdle;
 };

@@ -10,8 +10,8 @@ bool PageSlabMap::add(PageSlab* slab) {
     if (unit >> kLeafBits >= kLeaves) return false;
     Leaf*& leaf = leaves_[unit >> kLeafBits];
     if (leaf) continue;
-    void* room = mmap(nullptr, sizeof(Leaf), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
-                      -1, 0);
+    void* room =
+        mmap(nullptr, sizeof(Leaf), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (room == MAP_FAILED) return false;
     leaf = new (room) Leaf;  // the system's pages are zero: no slab anywhere
   }

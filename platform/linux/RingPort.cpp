@@ -190,8 +190,8 @@ bool RingPort::waitForCompletions() {
   return true;
 }
 
-// One step of a closed port's end: it waits, cancels, waits again, and lets the closer go. True when
-// nothing is in flight any more.
+// One step of a closed port's end: it waits, cancels, waits again, and lets the closer go. True
+// when nothing is in flight any more.
 bool RingPort::maySettle() {
   MutexLock lock(lock_);
   bool hasDrained = inFlight_ == 0;

@@ -132,8 +132,8 @@ protected:
     PathString made = path(name);
     Qv::Ptr<iFile> file = openFile(made, Files::eAccessWrite, Files::eCreateOrReplace);
     uint32_t done = 0;
-    EXPECT_TRUE(file && file->writeAt(0, bytes.data(), static_cast<uint32_t>(bytes.size()),
-                                      &done) == 1)
+    EXPECT_TRUE(file &&
+                file->writeAt(0, bytes.data(), static_cast<uint32_t>(bytes.size()), &done) == 1)
         << "the file could not be made";
     return made;
   }

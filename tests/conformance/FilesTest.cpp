@@ -81,8 +81,7 @@ TYPED_TEST(FilesConformance, OnlyTheAsynchronousModeGivesAsynchronousTransfers) 
     return file ? file->getCapabilities() : 99u;
   };
   EXPECT_EQ(capabilities(Files::eModeAsync), unsigned{iFile::eAsyncTransfers});
-  EXPECT_EQ(capabilities(Files::eModeDirect | Files::eModeAsync),
-            unsigned{iFile::eAsyncTransfers});
+  EXPECT_EQ(capabilities(Files::eModeDirect | Files::eModeAsync), unsigned{iFile::eAsyncTransfers});
   EXPECT_EQ(capabilities(Files::eModeDirect), 0u);
   Qv::Ptr<iFile> general = this->openFile(name, Files::eAccessRead, Files::eOpenExisting);
   ASSERT_TRUE(general);

@@ -14,8 +14,7 @@ namespace {
 // A provider that knows no file and remembers what it was asked for.
 class DeafProvider final : public iFileProvider {
 public:
-  Qv::Ptr<iFile> open(const LightweightString<wchar_t>& path, unsigned flags,
-                      bool write) override {
+  Qv::Ptr<iFile> open(const LightweightString<wchar_t>& path, unsigned flags, bool write) override {
     asked = path;
     askedFlags = flags;
     askedToWrite = write;

@@ -285,8 +285,7 @@ TEST_F(LinuxVirtualMemoryTest, ThreadsTakeAndGiveBackEachOthersRegions) {
   std::vector<std::thread> threads;
   for (unsigned i = 0; i < kThreads; ++i) threads.emplace_back(work, i + 1);
   for (std::thread& thread : threads) thread.join();
-  for (auto& place : shared)
-    EXPECT_TRUE(!place.load() || give(place.load()));
+  for (auto& place : shared) EXPECT_TRUE(!place.load() || give(place.load()));
   EXPECT_EQ(broken.load(), 0);
   EXPECT_EQ(figures().bytesInUse, 0u);
   EXPECT_LE(figures().bytesKept, kLimit);

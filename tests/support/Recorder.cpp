@@ -53,9 +53,7 @@ void Recorder::record(Call call) {
   if (changed_) changed_->signal();
 }
 
-Qv::Ptr<iObject> Recorder::ticket(int number) {
-  return Qv::Ptr<iObject>(new Ticket(this, number));
-}
+Qv::Ptr<iObject> Recorder::ticket(int number) { return Qv::Ptr<iObject>(new Ticket(this, number)); }
 
 size_t Recorder::count() const {
   std::lock_guard lock(lock_);

@@ -27,10 +27,10 @@ public:
     int ticket = 0;  // 0: the recorder itself was the context
     RequestStatus status = eRequestFailed;
     bool hadData = false;
-    unsigned size = 0;                  // the holder's getSize
-    unsigned char* address = nullptr;   // the holder's getBuffer
-    std::vector<unsigned char> bytes;   // a copy of them
-    uint64_t order = 0;                 // rises over all recorders of the process
+    unsigned size = 0;                 // the holder's getSize
+    unsigned char* address = nullptr;  // the holder's getBuffer
+    std::vector<unsigned char> bytes;  // a copy of them
+    uint64_t order = 0;                // rises over all recorders of the process
     Qv::Ptr<iMemHolder> holder;
   };
 
