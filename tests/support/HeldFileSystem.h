@@ -9,8 +9,8 @@
 // HeldFileSystem: a mounted file system of one file, "held", whose reads wait until the test lets
 // them go: a share that does not answer, at will. Its bytes are those of Pattern.h.
 // Story      Mounted by the constructor where that is allowed; a process of its own answers, so
-//            that a test which is killed leaves nobody waiting. The destructor lets everything go and
-//            unmounts.
+//            that a test which is killed leaves nobody waiting. The destructor lets everything go
+//            and unmounts.
 // Threads    one.
 class HeldFileSystem {
 public:
