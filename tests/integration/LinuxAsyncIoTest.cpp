@@ -1,15 +1,16 @@
 #include "platform/linux/LinuxAsyncIo.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +24,7 @@
 #include "tests/support/AsyncTester.h"
 #include "tests/support/Pattern.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/WideBuffer.h"
 
 namespace {
 
@@ -442,6 +444,54 @@ TEST_P(LinuxAsyncIoTest, AFileThatRefusesDirectTransfersIsReadThroughThePageCach
     ASSERT_TRUE(request.succeeded) << alignment;
     ASSERT_EQ("", whyNotPattern(request.buffer.data() + alignment, alignment, alignment));
   }
+}
+
+TEST_P(LinuxAsyncIoTest, ATransferOf4294967295BytesIsWhole) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the race detector keeps more memory for such a buffer than there is";
+#endif
+  folder_.put("clip", "");
+  if (truncate(folder_.bytes("clip").c_str(), 5ll << 30) != 0)
+    GTEST_SKIP() << "no file of that size can be had here";
+  WideBuffer wide;
+  if (!wide.data()) GTEST_SKIP() << "no buffer of that size can be had here";
+  AsyncTester tester;
+  Qv::Ptr<iFile> file = openAttached("clip", tester);
+  ASSERT_TRUE(file);
+  AsyncTester::Request request(4096);
+  ASSERT_EQ(tester.readTo(file, request, 0, wide.data(), 0xFFFFFFFF), 1u);
+  tester.waitFor(1);
+  EXPECT_TRUE(request.succeeded);
+  EXPECT_EQ(request.bytes, 0xFFFFFFFFu);
+}
+
+TEST_P(LinuxAsyncIoTest, ARingIsNeitherInAForkedChildsMemoryNorInAnExecutedProgram) {
+  if (std::strcmp(GetParam(), "ring") != 0) GTEST_SKIP() << "threads have no ring";
+  AsyncTester tester;
+  auto countMaps = [] {
+    std::ifstream maps("/proc/self/maps");
+    int count = 0;
+    for (std::string line; std::getline(maps, line);)
+      count += line.find("io_uring") != std::string::npos;
+    return count;
+  };
+  ASSERT_GT(countMaps(), 0);
+  pid_t child = fork();
+  if (child == 0) _exit(countMaps());
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  int rings = 0;
+  for (int i = 0; i < 256; ++i) {
+    char target[64] = {};
+    std::string link = "/proc/self/fd/" + std::to_string(i);
+    if (readlink(link.c_str(), target, sizeof(target) - 1) < 0) continue;
+    if (!std::strstr(target, "io_uring")) continue;
+    ++rings;
+    EXPECT_TRUE(fcntl(i, F_GETFD) & FD_CLOEXEC);
+  }
+  EXPECT_GT(rings, 0);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -147,6 +149,25 @@ TEST_P(LinuxHeldTransferTest, AShareThatDoesNotAnswerLeavesRoomForOtherFilesOfIt
   tester.waitFor(count + 1);
   for (unsigned i = 0; i < count; ++i)
     EXPECT_EQ("", whyNotPattern(requests[i]->buffer.data(), 4096, (i % 256) * 4096));
+}
+
+TEST_P(LinuxHeldTransferTest, AThreadThatStartedAHeldTransferMayEnd) {
+  AsyncTester tester;
+  ASSERT_EQ(file_->attach(tester.handler()), 1u);
+  AsyncTester::Request request(4096);
+  std::function<void()> work = [&] { EXPECT_EQ(tester.read(file_, request, 0), 1u); };
+  auto entry = [](void* argument) {
+    (*static_cast<std::function<void()>*>(argument))();
+    return 0u;
+  };
+  uint32_t id = nativeOS()->getThreads()->create(entry, "starter", &work);
+  ASSERT_NE(id, 0u);
+  share_.waitUntilHeld(1);
+  nativeOS()->getThreads()->kill(id);
+  EXPECT_EQ(tester.reports(), 0u);
+  share_.letGo();
+  tester.waitFor(1);
+  EXPECT_EQ("", whyNotPattern(request.buffer.data(), 4096, 0));
 }
 
 }  // namespace
