@@ -219,9 +219,15 @@ TYPED_TEST(TransfersConformance, TheBuffersKeeperIsHeldUntilTheTransferEndsAndNo
   Finished finished;
   std::atomic<int32_t> holders{0};
   Request request(16);
-  finished.onReport = [&](const Finished::Report&) { holders = request.keeper->refCount(); };
+  // The starter's own share goes as it returns, which may be later than the command.
+  Qv::Ptr<iThreadEvent> started = OS()->getThreads()->createEvent(0, 0, 0);
+  finished.onReport = [&](const Finished::Report&) {
+    started->wait(20'000);
+    holders = request.keeper->refCount();
+  };
   Qv::Ptr<iFile> file = this->attached(L"clip", finished);
   ASSERT_EQ(request.read(file, 0), 1u);
+  started->signal();
   ASSERT_TRUE(finished.waitFor(1));
   EXPECT_EQ(holders, 1) << "only the request's own share is left as the command runs";
 }
