@@ -19,6 +19,8 @@ using Clock = std::chrono::steady_clock;
 // Room for everything in flight, the wake-up and a cancellation, so that the queue is never full.
 constexpr unsigned kRingEntries = 2 * RingPort::kInFlightLimit;
 constexpr unsigned kReapedAtOnce = 64;
+// How long a start by a command may be held back for those that follow it, beyond one command.
+constexpr auto kHeldBack = std::chrono::microseconds(50);
 // How long the reaper waits before it offers again what the kernel had no room for.
 constexpr long kRetry_ns = 1000000;
 // Waiting with a time-out beside the submission side, and completions that are never lost.
@@ -47,6 +49,9 @@ __kernel_timespec untilDeadline(Clock::time_point deadline) {
   if (left < 0) left = 0;
   return {left / 1000000000, left % 1000000000};
 }
+
+// Whose commands this thread executes.
+thread_local const RingPort* executing = nullptr;
 
 }  // namespace
 
@@ -89,16 +94,15 @@ uint32_t RingPort::start(AsyncOperation* operation) {
   {
     MutexLock lock(lock_);
     if (closed_.load(std::memory_order_relaxed)) return eOsCancelled;
-    if (operation->startingWaits()) {
-      slow_.push(operation);
-      mustWake = slowInFlight_ < kWaitingLimit && inFlight_ < kInFlightLimit;
-    } else {
-      ready_.push(operation);
-      mustWake = inFlight_ < kInFlightLimit;
-      if (isLongLivedThread()) {
-        putReadyLocked();
-        mustWake = !submitLocked();
-      }
+    bool isSlow = operation->startingWaits();
+    (isSlow ? slow_ : ready_).push(operation);
+    if (executing == this) return 1;
+    mustWake = inFlight_ < kInFlightLimit;
+    if (isSlow) {
+      mustWake = mustWake && slowInFlight_ < kWaitingLimit;
+    } else if (isLongLivedThread()) {
+      putReadyLocked();
+      mustWake = !submitLocked();
     }
     mustWake = mustWake && !wakeAsked_;
     if (mustWake) wakeAsked_ = true;
@@ -267,12 +271,19 @@ void RingPort::restart() {
 }
 
 void RingPort::deliver() {
+  executing = this;
+  auto since = Clock::now();
   while (AsyncOperation* operation = finished_.pop()) {
     if (closed_.load(std::memory_order_acquire))
       delete operation;
     else
       report(operation, command_);
+    if (finished_.empty() || Clock::now() - since < kHeldBack) continue;
+    restart();
+    since = Clock::now();
   }
+  executing = nullptr;
+  restart();
 }
 
 void RingPort::close() {
