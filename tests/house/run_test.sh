@@ -22,4 +22,33 @@ done <"$list"
 for group in $(sed -nE 's/^ *(need|install_groups) ([a-z ]+).*/\2/p' run) base; do
   grep -qxF "[$group]" "$list" || complain "run asks for the group '$group', which is not in $list"
 done
+
+# listed PACKAGE GROUP FOLDER WORD: the package is in the group exactly while the folder's sources
+# hold the word: nothing is installed for nobody, and nothing is missing on a fresh machine.
+listed() {
+  local package=$1 group=$2 folder=$3 word=$4 inGroup=no used=no
+  awk -v group="[$group]" '/^\[/ { in_group = $0 == group } in_group { print $1 }' "$list" |
+    grep -qxF "$package" && inGroup=yes
+  grep -rqF --include='*.cpp' --include='*.h' --include='*.sh' --include='*.awk' -- "$word" $folder && used=yes
+  [ "$inGroup" = "$used" ] || complain "$package: in [$group]: $inGroup; used by $folder: $used"
+}
+listed liburing-dev base platform/linux '#include <liburing.h>'
+listed libmount-dev base platform/linux '#include <libmount'
+listed libtbb-dev base platform/linux '#include <tbb/scalable_allocator.h>'
+listed libloki-dev base fsys '#include <loki/'
+listed libcli11-dev base tools '#include <CLI/'
+listed nlohmann-json3-dev base tools '#include <nlohmann/'
+listed ffmpeg demo tools ffmpeg
+listed libgtest-dev test tests '#include <gtest/'
+listed libgmock-dev test tests '#include <gmock/'
+listed librapidcheck-dev test tests '#include <rapidcheck'
+listed libbenchmark-dev test bench '#include <benchmark/'
+listed libbenchmark-dev bench bench/table '#include <benchmark/'
+listed python3 test tests/tool python3
+listed binutils test tests/house 'nm '
+listed e2fsprogs test tests/integration mkfs.ext4
+listed util-linux test tests/integration losetup
+listed mount test tests 'mount '
+listed strace test bench '"strace"'
+listed strace bench bench '"strace"'
 exit "$status"
