@@ -51,4 +51,12 @@ listed util-linux test tests/integration losetup
 listed mount test tests 'mount '
 listed strace test bench '"strace"'
 listed strace bench bench '"strace"'
+
+# A program that was killed leaves its folder in the clone: that is nobody's change.
+prefixes=$(grep -rhoE --include='*.cpp' '(/tmp)?/fsys-[a-z]+-XXXXXX' tests bench | grep -v ^/tmp |
+  sort -u)
+[ -n "$prefixes" ] || complain "no program makes a folder of its own?"
+for prefix in $prefixes; do
+  grep -qxF "${prefix%XXXXXX}*/" .gitignore || complain ".gitignore does not hold ${prefix%XXXXXX}*/"
+done
 exit "$status"
