@@ -1,0 +1,164 @@
+#!/usr/bin/env bash
+# ./run asks for the packages that its command needs and that are missing, once; says what was
+# skipped; and ends with the count. It runs in a tree of its own, where whatever it calls is a
+# stand-in that writes down what it was asked. Usage: run_steps.sh ROOT
+set -uo pipefail
+root=$(readlink -f "$1")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+tree=$work/tree
+state=$work/state
+status=0
+complain() { echo "$*"; status=1; }
+
+stand_in() {
+  printf '#!/usr/bin/env bash\n%s\n' "$2" >"$1"
+  chmod +x "$1"
+}
+
+make_tree() {
+  rm -rf "$tree" "$state"
+  mkdir -p "$state/bin" "$tree"/{packaging,tools,tests/house,fsys,build}
+  cp "$root/run" "$tree/run"
+  cp "$root/packaging/debian-packages.txt" "$tree/packaging/"
+  cp "$root/tests/house/skipped.py" "$tree/tests/house/"
+  : >"$state/installed"
+  : >"$state/asked"
+  export STATE=$state
+  stand_in "$tree/tools/demo.sh" 'echo "the demo ran"'
+  stand_in "$tree/tests/house/headers.sh" 'exit 0'
+  stand_in "$state/bin/dpkg-query" '
+    for word; do grep -xF -- "$word" "$STATE/installed" | sed "s/\$/ installed/"; done; exit 1'
+  stand_in "$state/bin/apt-get" '
+    [ -e "$STATE/no-network" ] && exit 100
+    [ "$1" = install ] || exit 0
+    shift
+    for word; do [[ $word == -* ]] || echo "$word" | tee -a "$STATE/asked" >>"$STATE/installed"; done'
+  stand_in "$state/bin/sudo" '[ "$1" = -n ] && exit 0; exec "$@"'
+  stand_in "$state/bin/cmake" '
+    [ "$1" = --build ] || exit 0
+    mkdir -p "$2/bench"
+    printf "#!/bin/sh\necho the table\n" >"$2/bench/run_bench"
+    chmod +x "$2/bench/run_bench"'
+  stand_in "$state/bin/ctest" '
+    while [ "$1" != --output-junit ]; do shift; done
+    cp "$STATE/report.xml" "$2"
+    [ ! -e "$STATE/ctest-fails" ]'
+  local name
+  for name in ccache git setarch clang-format-19 clang-tidy-19; do
+    stand_in "$state/bin/$name" 'cat >/dev/null; exit 0'
+  done
+  cat >"$state/report.xml" <<'XML'
+<?xml version="1.0" encoding="UTF-8"?>
+<testsuite name="(empty)"
+	tests="4"
+	failures="0"
+	disabled="0"
+	skipped="2"
+	hostname=""
+	time="2"
+	>
+	<testcase name="Ring.Works" classname="Ring.Works" time="0.1" status="run">
+		<system-out>/a/b.cpp:1: Skipped
+not a skip, for it ran
+[  SKIPPED ] nothing
+</system-out>
+	</testcase>
+	<testcase name="Disk.HasLargeSectors" classname="Disk.HasLargeSectors" time="0.1" status="notrun">
+		<skipped message="SKIP_REGULAR_EXPRESSION_MATCHED"/>
+		<system-out>[ RUN      ] Disk.HasLargeSectors
+/a/b.cpp:2: Skipped
+no loop device: &lt;refused&gt; &amp; so
+on
+[  SKIPPED ] Disk.HasLargeSectors (0 ms)
+[  SKIPPED ] Disk.HasLargeSectors
+</system-out>
+	</testcase>
+	<testcase name="tool.full_drive" classname="tool.full_drive" time="0.1" status="notrun">
+		<skipped message="SKIP_RETURN_CODE=77"/>
+		<system-out>skipped: mounting needs root
+</system-out>
+	</testcase>
+	<testcase name="Ring.Ends" classname="Ring.Ends" time="0.1" status="run">
+		<system-out></system-out>
+	</testcase>
+</testsuite>
+XML
+}
+
+go() { PATH=$state/bin:$PATH "$tree/run" "$@" >"$state/said" 2>&1 </dev/null; }
+says() { grep -qF -- "$1" "$state/said" || { complain "not said: $1"; cat "$state/said"; }; }
+keeps_quiet() { ! grep -qF -- "$1" "$state/said" || { complain "said: $1"; cat "$state/said"; }; }
+asked() { sort "$state/asked" | xargs; }
+# The packages under the named headings.
+listed() {
+  local group
+  for group; do
+    sed -n "/^\[$group\]\$/,/^\[/p" "$root/packaging/debian-packages.txt" |
+      sed -nE 's/^([a-z0-9].*[^ ]) +#.*/\1/p'
+  done | sort -u | xargs
+}
+
+# asks_for COMMAND GROUP...: the packages of these groups, once and no other.
+asks_for() {
+  local command=$1
+  shift
+  make_tree
+  go "$command" || true
+  [ -n "$(asked)" ] && [ "$(asked)" = "$(listed "$@")" ] ||
+    complain "./run $command asked for: $(asked); and needs: $(listed "$@")"
+  says "==> installing "
+  : >"$state/asked"
+  go "$command" || true
+  [ -z "$(asked)" ] || complain "./run $command asks again for: $(asked)"
+  keeps_quiet "installing"
+}
+asks_for demo base demo speed
+asks_for test base test speed
+asks_for bench base bench speed
+asks_for check base test check speed
+asks_for fuzz base fuzz speed
+
+# Only what is missing is asked for.
+make_tree
+listed base bench speed | xargs -n1 | grep -vx cmake >"$state/installed"
+go bench || complain "./run bench fails"
+[ "$(asked)" = cmake ] || complain "only cmake was missing, asked was for: $(asked)"
+says "==> installing cmake"
+says "the table"
+
+# Without a network it says what is missing, and does not go on.
+make_tree
+touch "$state/no-network"
+go bench && complain "./run bench went on without its packages"
+says "could not install; these packages are missing: "
+says " cmake "
+keeps_quiet "the table"
+# What only makes things faster or nicer is done without.
+make_tree
+touch "$state/no-network"
+listed base >"$state/list"
+xargs -n1 <"$state/list" >"$state/installed"
+go demo || complain "./run demo needs more than its base"
+says "the demo ran"
+
+# Each test that did not run is named with its reason; the last line is the count.
+make_tree
+go test || complain "./run test fails"
+says "    skipped  Disk.HasLargeSectors: no loop device: <refused> & so; on"
+says "    skipped  tool.full_drive: mounting needs root"
+keeps_quiet "skipped  Ring"
+[ "$(grep -c '^    skipped  ' "$state/said")" = 4 ] || complain "not two skipped tests in each of two runs"
+[ "$(tail -n 1 "$state/said")" = "4 passed, 0 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
+# A run that fails without naming a test is a failure.
+touch "$state/ctest-fails"
+go test && complain "./run test hides a failure"
+[ "$(tail -n 1 "$state/said")" = "4 passed, 2 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
+# A report that cannot be read is one too, and the count still comes.
+echo '<broken' >"$state/report.xml"
+go test && complain "./run test takes a broken report"
+says "there is no report"
+[ "$(tail -n 1 "$state/said")" = "0 passed, 2 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
+
+[ "$status" = 0 ] && echo "every command asks for its packages once, and ends with the count"
+exit "$status"
