@@ -1,6 +1,7 @@
 #include "fsys/FsysPoll.h"
 
 #include <algorithm>
+#include <new>
 
 #include "fsys/FsysFile.h"
 #include "platform/OS.h"
@@ -20,6 +21,7 @@ FsysPoll::FsysPoll(Vector<FsysFile*>* files, CriticalSection* filesLock, bool re
       reads_(reads),
       idleWait_ms_(delay_ms) {
   wake_ = OS()->getThreads()->createEvent(0, 0, 0);
+  if (!wake_) throw std::bad_alloc();
   threadId_ = co_create(&FsysPoll::StartPolling, "fsys poll", 0, this, 1, 0);
 }
 

@@ -15,10 +15,12 @@ class FsysFile;
 //            its file list until the poller goes.
 // Threads    Kick: any. Polltasks: the poller's thread, under the list's lock for the whole pass.
 //            Callbacks of failed starts run inside a pass, with that lock and the file's lock held.
+//            A callback's own thread may pass over its one file instead, without the list's lock.
 // Ownership  the list and its lock are the engine's; the thread is the poller's. The destructor
 //            returns when the thread has left its function; it makes no further pass.
-// Units      delays in ms. A pass follows the last by at most the delay; sooner while passes find
-//            work to start, so that a request that kicks nobody does not wait the whole delay.
+// Units      delays in ms. A pass follows the last by at most the delay. Passes over writes follow
+//            sooner while they find work, so that a write that kicks nobody does not wait so long.
+// Errors     the constructor throws bad_alloc when its event cannot be had; see hasThread.
 class FSYS_EXPORT FsysPoll {
 public:
   // `spare` is kept and never read.
