@@ -62,6 +62,7 @@ Fsys::Fsys() {
 
 // First everything that can still make requests comes to rest, then what they need goes.
 Fsys::~Fsys() {
+  beginEnd();
   endQueue(closes_);
   drainAll(pinAllClosing(readFiles_, readFilesLock_), pinAllClosing(writeFiles_, writeFilesLock_));
   closeEveryOther(readFiles_, readFilesLock_);
@@ -72,12 +73,19 @@ Fsys::~Fsys() {
   endQueue(servedTransfers_);
   receiver_.reset();
   for (FsysFile* file : left) {
+    file->takeOffWhatIsLeft();
     file->makeInert();
     inertFiles().add(file);
   }
   delete readPoll_;
   delete writePoll_;
   ReleaseBufferSpace();
+}
+
+// From here on no file is closed for a callback: its task would run beside this end.
+void Fsys::beginEnd() {
+  CriticalSectionLock lock(ownLock_);
+  ending_ = true;
 }
 
 // Outside the lock: what a task does may come to it.
@@ -113,6 +121,7 @@ uint32_t Fsys::OpenFile(FsysFile** file, LightweightString<wchar_t> path, uint32
     return openAny(file, path, value, flags);
   } catch (const std::bad_alloc&) {
     OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
+    *file = nullptr;
     return eResultFailed;
   }
 }
@@ -125,20 +134,19 @@ uint32_t Fsys::openAny(FsysFile** file, const LightweightString<wchar_t>& path, 
   if (sectorSize == 0) sectorSize = kUnknownSectorSize;
   iDiskDrive::eType driveType = disk ? disk->getType() : iDiskDrive::eNetwork;
 
-  FsysFile* opened;
+  std::unique_ptr<FsysFile> opened;
   if (files->isServed(path)) {
     opened = openServed(path, value, flags, sectorSize);
+    if (!opened) return eResultFailed;
   } else {
     opened = openNative(path, value, flags, sectorSize, driveType);
-    if (!opened) *file = nullptr;
   }
-  if (!opened) return eResultFailed;
-  if (isForWriting(flags) && prepareForWriting(opened) != eResultOk) {
-    opened->unpin();
+  if (!opened || (isForWriting(flags) && prepareForWriting(opened.get()) != eResultOk)) {
+    *file = nullptr;
     return eResultFailed;
   }
-  enlist(opened, flags);
-  *file = opened;
+  enlist(opened.get(), flags);
+  *file = opened.release();
   return eResultOk;
 }
 
@@ -155,17 +163,19 @@ uint32_t Fsys::prepareForWriting(FsysFile* file) {
   return eResultOk;
 }
 
-FsysFile* Fsys::openServed(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
-                           uint32_t sectorSize) {
+std::unique_ptr<FsysFile> Fsys::openServed(const LightweightString<wchar_t>& path, uint32_t value,
+                                           uint32_t flags, uint32_t sectorSize) {
   Qv::Ptr<iFile> served = OS()->getFileManager()->openServed(path, flags, isForWriting(flags));
   if (!served) return nullptr;
-  auto* file = new FsysFile(served, pollFor(flags), sectorSize, iDiskDrive::eNetwork, flags, value);
+  auto file = std::make_unique<FsysFile>(served, pollFor(flags), sectorSize, iDiskDrive::eNetwork,
+                                         flags, value);
   file->name_ = path;
   return file;
 }
 
-FsysFile* Fsys::openNative(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
-                           uint32_t sectorSize, iDiskDrive::eType driveType) {
+std::unique_ptr<FsysFile> Fsys::openNative(const LightweightString<wchar_t>& path, uint32_t value,
+                                           uint32_t flags, uint32_t sectorSize,
+                                           iDiskDrive::eType driveType) {
   auto file = std::make_unique<FsysFile>(path, pollFor(flags), sectorSize, driveType, flags, value);
   uint32_t result = file->LowLevelOpen(path, flags, driveType == iDiskDrive::eNetwork);
   if (result != eResultOk) {
@@ -174,7 +184,7 @@ FsysFile* Fsys::openNative(const LightweightString<wchar_t>& path, uint32_t valu
     return nullptr;
   }
   attach(file.get(), flags);
-  return file.release();
+  return file;
 }
 
 // Without a receiver the file's transfers are served by the engine's own threads.
@@ -194,12 +204,17 @@ void Fsys::attach(FsysFile* file, uint32_t flags) {
 
 void Fsys::enlist(FsysFile* file, uint32_t flags) {
   giveBack(file);
-  if (isForWriting(flags)) {
-    CriticalSectionLock lock(writeFilesLock_);
-    writeFiles_.add(file);
-  } else {
-    CriticalSectionLock lock(readFilesLock_);
-    readFiles_.add(file);
+  try {
+    if (isForWriting(flags)) {
+      CriticalSectionLock lock(writeFilesLock_);
+      writeFiles_.add(file);
+    } else {
+      CriticalSectionLock lock(readFilesLock_);
+      readFiles_.add(file);
+    }
+  } catch (...) {
+    claim(file);
+    throw;
   }
 }
 
@@ -222,20 +237,31 @@ void Fsys::giveBack(FsysFile* file) {
 }
 
 uint32_t Fsys::Close(FsysFile* file, CompletionCallback) {
-  if (!file || !claim(file)) return eResultFailed;
+  if (!file) return eResultFailed;
+  if (DeliveryScope::active()) return closeLater(file);
+  if (!claim(file)) return eResultFailed;
   file->closing_.set(true);
-  if (DeliveryScope::active() && closeLater(file)) return eResultOk;
   return closeClaimed(file);
 }
 
-bool Fsys::closeLater(FsysFile* file) {
-  Qv::Ptr<iTaskQueue> queue;
-  {
-    CriticalSectionLock lock(ownLock_);
-    if (!closes_) closes_ = OS()->getThreads()->createTaskQueue("fsys close", kClosingThreads);
-    queue = closes_;
+// For a callback, which must not wait for what only its own thread can finish. An engine that is
+// ending closes the file with the others.
+uint32_t Fsys::closeLater(FsysFile* file) {
+  CriticalSectionLock lock(ownLock_);
+  if (openFiles_.locate(file) == Vector<FsysFile*>::npos) return eResultFailed;
+  if (ending_) {
+    file->closing_.set(true);
+    return eResultOk;
   }
-  return queue && queue->post(Qv::Ptr<iTask>(new CloseTask(*this, file)));
+  if (!closes_) closes_ = OS()->getThreads()->createTaskQueue("fsys close", kClosingThreads);
+  Qv::Ptr<iTask> task(new CloseTask(*this, file));
+  file->closing_.set(true);
+  openFiles_.remove(file);
+  if (closes_ && closes_->post(task)) return eResultOk;
+  // The task gives the file back as it goes.
+  file->closing_.set(false);
+  OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
+  return eResultFailed;
 }
 
 uint32_t Fsys::closeClaimed(FsysFile* file) {
@@ -345,7 +371,6 @@ Vector<FsysFile*> Fsys::takeLeftOpen() {
   for (FsysFile* file : left) {
     file->abandonAll(file->readRequests_);
     file->abandonAll(file->writeRequests_);
-    file->takeOffWhatIsLeft();
   }
   return left;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "fsys/CompletionInfo.h"
 #include "fsys/Export.h"
@@ -43,7 +44,8 @@ public:
                     uint32_t flags, CompletionCallback callback);
   // Drains, closes and deletes the file; waits at most some seconds for transfers that do not end,
   // and gives their callers a failure. 1; or the failing result of sending the pending segment, and
-  // the file stays open. The callback is not used.
+  // the file stays open. From a callback: 1 at once, and a thread of the engine's closes it; 0, and
+  // the file stays open, when there is no memory for that. The callback is not used.
   uint32_t Close(FsysFile* file, CompletionCallback callback);
   uint32_t SetCoalesceLength(FsysFile* file, uint32_t length);
   uint32_t GetWriteBytesOutstanding(unsigned int* bytes);
@@ -64,10 +66,11 @@ private:
 
   uint32_t openAny(FsysFile** file, const LightweightString<wchar_t>& path, uint32_t value,
                    uint32_t flags);
-  FsysFile* openServed(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
-                       uint32_t sectorSize);
-  FsysFile* openNative(const LightweightString<wchar_t>& path, uint32_t value, uint32_t flags,
-                       uint32_t sectorSize, iDiskDrive::eType driveType);
+  std::unique_ptr<FsysFile> openServed(const LightweightString<wchar_t>& path, uint32_t value,
+                                       uint32_t flags, uint32_t sectorSize);
+  std::unique_ptr<FsysFile> openNative(const LightweightString<wchar_t>& path, uint32_t value,
+                                       uint32_t flags, uint32_t sectorSize,
+                                       iDiskDrive::eType driveType);
   void attach(FsysFile* file, uint32_t flags);
   FsysPoll* pollFor(uint32_t flags) const;
   uint32_t prepareForWriting(FsysFile* file);
@@ -77,13 +80,14 @@ private:
   bool claim(FsysFile* file);
   void giveBack(FsysFile* file);
   uint32_t closeClaimed(FsysFile* file);
-  bool closeLater(FsysFile* file);
+  uint32_t closeLater(FsysFile* file);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
   void drainAll(const Vector<FsysFile*>& reading, const Vector<FsysFile*>& writing);
   static Vector<FsysFile*> pinAllClosing(Vector<FsysFile*>& files, CriticalSection& lock);
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
   Vector<FsysFile*> takeLeftOpen();
+  void beginEnd();
   void endQueue(Qv::Ptr<iTaskQueue>& queue);
   iTaskQueue* servedTransfers();
 
@@ -105,6 +109,7 @@ private:
   // callbacks ask for.
   Qv::Ptr<iTaskQueue> servedTransfers_ GUARDED_BY(ownLock_);
   Qv::Ptr<iTaskQueue> closes_ GUARDED_BY(ownLock_);
+  bool ending_ GUARDED_BY(ownLock_) = false;
 };
 
 // The engine; null before FsysInitialize and after FsysUninitialize.
