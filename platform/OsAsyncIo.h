@@ -70,12 +70,13 @@ public:
   struct Description {
     bool ring = false;           // a ring of the kernel's; otherwise threads
     const char* why = "";        // why threads, in words; empty for a ring
-    uint32_t inFlightLimit = 0;  // transfers that are given to the system at once, a port
+    uint32_t inFlightLimit = 0;  // transfers that a port gives to the system at once, at most
   };
 
   virtual Qv::Ptr<iAsyncContext> createContext() = 0;
-  // The four limits are threads that wait, run, queue and are kept; one that meets them is enough.
-  // Null when it cannot be made.
+  // The four limits are threads that wait, run, queue and are kept, at most; one that meets them is
+  // enough. Where threads carry the transfers out, each has one in flight: no more than `running`,
+  // nor than what describe() says. Null when it cannot be made.
   virtual Qv::Ptr<iCompletionPort> createPort(const char* name, const CompletionCommand& command,
                                               int waiting, int running, int queued, int kept) = 0;
   // What a port made now would be.
