@@ -5,7 +5,15 @@
 thread_local DeliveryScope* DeliveryScope::innermost_ = nullptr;
 
 DeliveryScope::DeliveryScope(const FileRequest* request, uint32_t countedBytes, bool takesKicks)
-    : request_(request), countedBytes_(countedBytes), takesKicks_(takesKicks), outer_(innermost_) {
+    : request_(request),
+      file_(request->file_),
+      writeBytes_(request->is_read_ ? 0 : countedBytes),
+      takesKicks_(takesKicks),
+      outer_(innermost_) {
+  innermost_ = this;
+}
+
+DeliveryScope::DeliveryScope(const FsysFile* file) : file_(file), outer_(innermost_) {
   innermost_ = this;
 }
 
@@ -21,7 +29,7 @@ bool DeliveryScope::isTelling(const FileRequest* request) {
 
 bool DeliveryScope::takeKick(const FsysFile* file) {
   DeliveryScope* scope = innermost_;
-  if (!scope || !scope->takesKicks_ || scope->request_->file_ != file) return false;
+  if (!scope || !scope->takesKicks_ || scope->file_ != file) return false;
   scope->tookKick_ = true;
   return true;
 }
@@ -29,6 +37,6 @@ bool DeliveryScope::takeKick(const FsysFile* file) {
 uint32_t DeliveryScope::writeBytesHeld(const FsysFile* file) {
   uint32_t held = 0;
   for (const DeliveryScope* scope = innermost_; scope; scope = scope->outer_)
-    if (!scope->request_->is_read_ && scope->request_->file_ == file) held += scope->countedBytes_;
+    if (scope->file_ == file) held += scope->writeBytes_;
   return held;
 }

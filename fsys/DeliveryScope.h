@@ -16,7 +16,10 @@ class DeliveryScope {
 public:
   // `countedBytes`: what the request still counts as outstanding while it is told. `takesKicks`:
   // on a completion thread that holds no lock.
-  DeliveryScope(const FileRequest* request, uint32_t countedBytes, bool takesKicks = false);
+  explicit DeliveryScope(const FileRequest* request, uint32_t countedBytes = 0,
+                         bool takesKicks = false);
+  // For a caller of the file's who is answered without a request.
+  explicit DeliveryScope(const FsysFile* file);
   ~DeliveryScope();
   DeliveryScope(const DeliveryScope&) = delete;
   DeliveryScope& operator=(const DeliveryScope&) = delete;
@@ -32,9 +35,10 @@ public:
   static bool takeKick(const FsysFile* file);
 
 private:
-  const FileRequest* request_;
-  uint32_t countedBytes_;
-  bool takesKicks_;
+  const FileRequest* request_ = nullptr;
+  const FsysFile* file_;
+  uint32_t writeBytes_ = 0;  // that stay outstanding meanwhile
+  bool takesKicks_ = false;
   bool tookKick_ = false;
   DeliveryScope* outer_;
   static thread_local DeliveryScope* innermost_;

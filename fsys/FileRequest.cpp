@@ -98,8 +98,14 @@ void FileRequest::release() {
   if (shares_.drop()) delete this;
 }
 
+bool FileRequest::cutOff() {
+  if (!asyncContext_ || !asyncContext_->detach()) return false;
+  endTransfer();
+  return true;
+}
+
 void FileRequest::abandon() {
-  if (asyncContext_ && asyncContext_->detach()) endTransfer();
+  cutOff();
   release();
 }
 
@@ -198,7 +204,13 @@ bool FileRequest::mergedRange(const FileRequest* other, Merged& merged) const {
   } else {
     return false;
   }
-  return merged.length <= std::numeric_limits<uint32_t>::max();
+  if (!is_read_) return merged.length <= std::numeric_limits<uint32_t>::max();
+  // No longer than a block can be had for, once it is widened to whole sectors.
+  return merged.length <= kLongestRead_bytes &&
+         merged.length + SectorArithmetic::readGrowth(merged.offset,
+                                                      static_cast<uint32_t>(merged.length),
+                                                      std::max(file_->GetSectorSize(), 1u)) <=
+             kLongestRead_bytes;
 }
 
 bool FileRequest::Coalesce(FileRequest* other) {
@@ -214,8 +226,11 @@ bool FileRequest::Coalesce(FileRequest* other) {
 }
 
 void FileRequest::adopt(FileRequest* other, const Merged& merged) {
-  offset_ = merged.offset;
-  ByteCount_ = static_cast<uint32_t>(merged.length);
+  // A started request keeps its range, which its completion reads without the lock.
+  if (Status_ == QUEUED) {
+    offset_ = merged.offset;
+    ByteCount_ = static_cast<uint32_t>(merged.length);
+  }
   if (!is_read_) {
     // The merged bytes lie in both holders: both stay until the transfer is over.
     mergedHolders_.add(buffer_);
@@ -258,7 +273,7 @@ uint32_t FileRequest::startRead(FsysFile* file) {
   if (!Fsys::BufferSpace_) return eResultNoBufferSpace;
   buffer_ = Fsys::BufferSpace_->GetMemBlock(static_cast<uint32_t>(bytes), this);
   if (!buffer_) return eResultNoBufferSpace;
-  Fsys::BufferSpace_->AddPendingBytes(-static_cast<int>(ByteCount_));
+  Fsys::BufferSpace_->AddPendingBytes(static_cast<int>(0 - ByteCount_));
   readCount.add(1);
   readBytes.add(static_cast<double>(bytes));
   Use();
@@ -269,6 +284,10 @@ uint32_t FileRequest::startWrite(FsysFile* file) {
   startAdjust_ = 0;
   lengthAdjust_ = 0;
   sectorResult_ = eResultOk;
+  // What goes through the segment is copied here, before the platform looks at it.
+  const Qv::Ptr<iMemHolder>& segment = file->writeSegment_;
+  if (segment && !(holderSuffices() && file->GetSectorSize() <= holderCapacity(*segment)))
+    return eOsInvalid;
   file->pendingSegmentBytes_ = WriteSectorAdjust(file->GetSectorSize(), file->writeSegment_);
   if (sectorResult_ != eResultOk) return sectorResult_;
   if (transferBytes() == 0) {

@@ -8,6 +8,7 @@
 #include "fsys/FileRequest.h"
 #include "fsys/Fsys.h"
 #include "fsys/FsysFile.h"
+#include "fsys/HolderCapacity.h"
 #include "fsys/MemBlock.h"
 #include "fsys/ResultCodes.h"
 #include "fsys/WriteMemRef.h"
@@ -25,6 +26,13 @@ constexpr uint64_t kLargestCache_bytes =
 uint32_t refuse() {
   OsAtomics::store(FsysError, uint32_t{eOsAccessDenied});
   return eResultFailed;
+}
+
+// A write cache with room for so many bytes. Null when there is no memory.
+Qv::Ptr<iMemHolder> makeCache(uint32_t bytes) {
+  Qv::Ptr<iMemHolder> cache(bytes <= WriteMemRef::kBytes ? static_cast<iMemHolder*>(new WriteMemRef)
+                                                         : new MemBlock(bytes));
+  return cache->getBuffer() ? cache : nullptr;
 }
 
 }  // namespace
@@ -81,7 +89,7 @@ uint32_t FsysFile::SatisfyFromCache(FileRequest* fr) {
   }
   cacheHits_.add(1);
   {
-    DeliveryScope scope(fr, 0);
+    DeliveryScope scope(fr);
     fr->doCallbacks();
   }
   fr->release();
@@ -95,7 +103,7 @@ uint32_t FsysFile::ClearMemoryRefs() {
     FileRequest* fr = (*readRequests_)[0];
     (void)FSYS_CHECK(fr->is_read_, "fsys/FsysFile");
     readRequests_->removeIdx(0);
-    fr->abandon();
+    dropLocked(fr);
   }
   return eResultOk;
 }
@@ -128,14 +136,19 @@ uint32_t FsysFile::queueStraight(Qv::Ptr<iMemHolder>& data, bool deferrable,
                                  CompletionCallback callback, Qv::Ptr<iObject>& context,
                                  bool synchronous) {
   uint32_t bytes = data->getSize();
+  const uint64_t begin = position_.get();
   // Who is telling callers on this thread must not wait: others wait for it.
   bool wait = synchronous && !DeliveryScope::active();
-  auto* request = new FileRequest(false, bytes, position_.get(), deferrable, wait, data, this,
-                                  callback, context);
-  uint32_t result = queueWriteWithRetry(request);
-  if (result != eResultOk) return result;
+  auto* request =
+      new FileRequest(false, bytes, begin, deferrable, wait, data, this, callback, context);
+  // Before the request is seen: its callback may write on, and come before this returns.
   writeCachePosition_ = position_.add(bytes);
-  return eResultOk;
+  uint32_t result = queueWriteWithRetry(request);
+  if (result != eResultOk) {
+    position_.set(begin);
+    writeCachePosition_ = begin;
+  }
+  return result;
 }
 
 // Owns the request until it is queued.
@@ -159,34 +172,43 @@ uint32_t FsysFile::stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
   uint32_t result = appendToCache(data->getBuffer(), data->getSize());
   if (result != eResultOk) return result;
   uint32_t held = cachedBytes();
-  if (held <= kStagedLimit_bytes) {
+  uint32_t remainder = held % sectorSize_;
+  uint32_t bytes = held - remainder;
+  if (held <= kStagedLimit_bytes || bytes == 0) {
+    DeliveryScope scope(this);
     if (callback) callback(context, data, eRequestSucceeded);
     return eResultOk;
   }
-  uint32_t remainder = held % sectorSize_;
-  uint32_t bytes = held - remainder;
-  result = async ? sendStaged(bytes, deferrable, callback, context)
-                 : LowLevelWrite(writeCache_->getBuffer(), bytes);
-  if (result != eResultOk) return result;
-  // Closed while it waited: the closer has dealt with the cache.
-  if (closing_) return eResultFailed;
-  keepRemainder(bytes, remainder);
-  return eResultOk;
+  Qv::Ptr<iMemHolder> next = makeCache(remainder);
+  if (!next) return eResultNoBufferSpace;
+  if (async) return sendStaged(bytes, next, deferrable, callback, context);
+  result = LowLevelWrite(writeCache_->getBuffer(), bytes);
+  if (result == eResultOk) continueIn(next, bytes);
+  return result;
 }
 
-// Writes the first bytes of the cache and waits for it. On a thread that must not wait they go out
-// from a copy, since the cache is filled again meanwhile.
-uint32_t FsysFile::sendStaged(uint32_t bytes, bool deferrable, CompletionCallback callback,
-                              Qv::Ptr<iObject>& context) {
+// Writes the first bytes of the cache and waits for it. The cache becomes the request's; what is
+// behind those bytes goes on in the next one.
+uint32_t FsysFile::sendStaged(uint32_t bytes, const Qv::Ptr<iMemHolder>& next, bool deferrable,
+                              CompletionCallback callback, Qv::Ptr<iObject>& context) {
+  const Qv::Ptr<iMemHolder> sent = writeCache_;
+  const uint32_t held = cachedBytes();
+  const uint32_t capacity = writeCacheCapacity_;
+  const uint64_t begin = position_.get();
   bool wait = !DeliveryScope::active();
-  Qv::Ptr<iMemHolder> holder = writeCache_;
-  if (!wait) {
-    holder = Qv::Ptr<iMemHolder>(new MemBlock(bytes));
-    if (!holder->getBuffer()) return eResultNoBufferSpace;
-    std::memcpy(holder->getBuffer(), writeCache_->getBuffer(), bytes);
-  }
-  return queueWriteWithRetry(new FileRequest(false, bytes, position_.get(), deferrable, wait,
-                                             holder, this, callback, context));
+  auto* request =
+      new FileRequest(false, bytes, begin, deferrable, wait, sent, this, callback, context);
+  // Before the request is seen: its callback may write on while this thread still waits.
+  continueIn(next, bytes);
+  uint32_t result = queueWriteWithRetry(request);
+  if (result == eResultOk) return result;
+  // Nobody has seen it: the bytes are held as they were.
+  position_.set(begin);
+  writeCache_ = sent;
+  writeCacheFill_ = sent->getBuffer() + held;
+  writeCacheCapacity_ = capacity;
+  writeCachePosition_ = begin;
+  return result;
 }
 
 // The write cache --------------------------------------------------------------------------------
@@ -238,19 +260,14 @@ bool FsysFile::growCache(uint64_t bytes) {
   return true;
 }
 
-// After the first `written` bytes were sent: the rest moves to the start.
-void FsysFile::keepRemainder(uint32_t written, uint32_t remainder) {
-  const Qv::Ptr<iMemHolder> sent = writeCache_;
-  position_.add(written);
-  if (writeCacheCapacity_ != WriteMemRef::kBytes) AllocWriteCache();
-  if (writeCacheCapacity_ == 0) {
-    writeCache_ = sent;
-    writeCacheCapacity_ = written + remainder;
-  }
-  unsigned char* start = writeCache_->getBuffer();
-  std::memmove(start, sent->getBuffer() + written, remainder);
-  writeCacheFill_ = start + remainder;
-  writeCachePosition_ = position_.get();
+// Moves what is behind the first `sent` bytes to the start of the next cache.
+void FsysFile::continueIn(const Qv::Ptr<iMemHolder>& next, uint32_t sent) {
+  uint32_t remainder = cachedBytes() - sent;
+  std::memcpy(next->getBuffer(), writeCache_->getBuffer() + sent, remainder);
+  writeCache_ = next;
+  writeCacheFill_ = next->getBuffer() + remainder;
+  writeCacheCapacity_ = holderCapacity(*next);
+  writeCachePosition_ = position_.add(sent);
 }
 
 // Sends what the cache holds at the cache's own position, and leaves the file's position behind it.

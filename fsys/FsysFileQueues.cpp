@@ -209,7 +209,7 @@ void FsysFile::failStartLocked(RequestList* list, FileRequest* request, uint32_t
   countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
   request->retain();
   {
-    DeliveryScope scope(request, 0);
+    DeliveryScope scope(request);
     request->NotifyError(code, 0);
   }
   request->setStatus(FileRequest::FAILED);
@@ -221,25 +221,28 @@ void FsysFile::failStartLocked(RequestList* list, FileRequest* request, uint32_t
 
 // Giving up --------------------------------------------------------------------------------------
 
-// Tells the callers of what will not be transferred any more. The file is in no list.
+// Tells the callers of what will not be transferred any more. What is given up leaves the list at
+// once: a pass on a completion thread may still come.
 void FsysFile::failUnfinished(RequestList* list) {
   RequestList given;
   {
     CriticalSectionLock lock(*lock_);
-    for (FileRequest* request : *list) {
+    for (size_t i = 0; i < list->size();) {
+      FileRequest* request = (*list)[i];
       uint32_t status = request->status();
-      bool cut = status == FileRequest::STARTED && request->asyncContext_ &&
-                 request->asyncContext_->detach();
-      if (status != FileRequest::QUEUED && !cut) continue;
-      request->retain();
-      if (cut) request->endTransfer();
-      countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
+      bool cut = status == FileRequest::STARTED && request->cutOff();
+      if (status != FileRequest::QUEUED && !cut) {
+        ++i;
+        continue;
+      }
       given.add(request);
+      list->removeIdx(i);
+      countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
     }
   }
   for (FileRequest* request : given) {
     {
-      DeliveryScope scope(request, 0);
+      DeliveryScope scope(request);
       request->NotifyError(eOsCancelled, 0);
     }
     request->setStatus(FileRequest::FAILED);
@@ -247,13 +250,21 @@ void FsysFile::failUnfinished(RequestList* list) {
   }
 }
 
+// A request that leaves its list untold: whoever waits for it goes on, and what is still counted for
+// it is taken off, unless its completion has begun and will do that.
+void FsysFile::dropLocked(FileRequest* request) {
+  request->wakeWaiters();
+  uint32_t status = request->status();
+  bool cut = request->cutOff();
+  if (cut || status == FileRequest::QUEUED || status == FileRequest::FAILED)
+    countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
+  request->release();
+}
+
 void FsysFile::abandonAll(RequestList* list) {
   if (!list) return;
   CriticalSectionLock lock(*lock_);
   RequestList all;
   all.swap(*list);
-  for (FileRequest* request : all) {
-    request->wakeWaiters();
-    request->abandon();
-  }
+  for (FileRequest* request : all) dropLocked(request);
 }

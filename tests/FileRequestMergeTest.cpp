@@ -192,15 +192,17 @@ TEST_F(FileRequestMergeTest, ByteCountsThatWrap32BitsTogetherDoNotSlipUnderTheCo
   EXPECT_EQ(range(*first), "0+2147483648");
 }
 
-TEST_F(FileRequestMergeTest, AMergedLengthThatDoesNotFit32BitsIsRefused) {
+TEST_F(FileRequestMergeTest, AMergedReadForWhichNoBlockCanBeHadIsRefused) {
   RecordingFile file(512, UINT32_MAX);
   FileRequest first(true, 0x80000000, 0, false, false, nullptr, &file, nullptr, nullptr);
   first.setStatus(FileRequest::QUEUED);
   FileRequest second(true, 0x7FFFF001, 0x80001000, false, false, nullptr, &file, nullptr, nullptr);
-  EXPECT_FALSE(first.Coalesce(&second)) << "2^32 + 1";
-  FileRequest fits(true, 0x7FFFEFFF, 0x80001000, false, false, nullptr, &file, nullptr, nullptr);
-  EXPECT_TRUE(first.Coalesce(&fits));
-  EXPECT_EQ(range(first), "0+4294967295");
+  EXPECT_FALSE(first.Coalesce(&second)) << "2^32 + 1 bytes";
+  FileRequest widened(true, 0x7FFFEC01, 0x80001000, false, false, nullptr, &file, nullptr, nullptr);
+  EXPECT_FALSE(first.Coalesce(&widened)) << "2^32 - 512 bytes in whole sectors";
+  FileRequest fits(true, 0x7FFFEC00, 0x80001000, false, false, nullptr, &file, nullptr, nullptr);
+  EXPECT_TRUE(first.Coalesce(&fits)) << "2^32 - 1024 bytes";
+  EXPECT_EQ(range(first), "0+4294966272");
 }
 
 // Where the entries lie --------------------------------------------------------------------------

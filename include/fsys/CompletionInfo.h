@@ -19,8 +19,9 @@ enum RequestStatus : uint32_t {
 //            - on a completion thread, no lock held (a transfer ended);
 //            - on the caller's own stack, no lock held (answered from the read cache, absorbed by
 //              the write cache, or given up by FsysClose);
-//            - on a poller's thread with the list's and the file's lock held (a start failed, or
-//              needed no transfer). Here it may use its own file only.
+//            - on the thread that makes a pass, a poller's or a completion thread, with the file's
+//              lock held and on a poller's also the list's (a start failed, or needed no transfer).
+//              Here it may use its own file only.
 //            In all three it may queue more work on its own file: this never waits, also where the
 //            caller asked for a synchronous write; a full list is answered at once. It may close
 //            its own file: FsysClose returns 1 at once and a thread of the engine's does the rest.

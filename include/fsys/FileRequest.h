@@ -144,6 +144,8 @@ private:
   unsigned char* transferBuffer() const;
   Qv::Ptr<iObject> transferKeep() const;
   void wakeWaiters();
+  // Cuts the link to a transfer in flight. False when there is none, or its completion has begun.
+  bool cutOff();
   void beginTransfer();
   void endTransfer();
 

@@ -27,8 +27,10 @@ enum SEEK_TYPE : uint32_t {
 //            completions finish them. Fsys::Close drains it and takes it away.
 // Threads    DirectRead, QueueReadRequest: any, at once. DirectWrite, Read, Write, Seek,
 //            WaitForDrain: one thread at a time a file (the write cache and the position are not
-//            locked). StartRequests: the poller. The file's lock guards both request lists; it is
-//            re-entrant, and the list's lock comes before it. Counters are atomic.
+//            locked); a write's own callback may write on, also while the writer still waits in
+//            DirectWrite. StartRequests: the poller, completion threads. The file's lock guards both
+//            request lists; it is re-entrant, and the list's lock comes before it. Counters are
+//            atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.
 // Units      bytes; positions 64-bit, lengths 32-bit.
@@ -92,7 +94,8 @@ public:
   uint32_t QueueWriteRequest(FileRequest* request);
   uint32_t CheckRequestListSize(RequestList* list);
   void removeOldestRequest(RequestList* list);
-  // The poller's pass over one list; its list's lock is held.
+  // A pass over one list, by the poller with the engine's list lock held, or by a completion
+  // thread whose callback asked for it, with no lock held.
   uint32_t StartRequests(RequestList* list);
 
   // Sends the write cache and waits at most 4000 ms for writes in flight.
@@ -157,6 +160,7 @@ private:
   void finishWithoutTransfer(FileRequest* request);
   void failStartLocked(RequestList* list, FileRequest* request, uint32_t code);
   void failUnfinished(RequestList* list);
+  void dropLocked(FileRequest* request);
   void abandonAll(RequestList* list);
 
   // Direct transfers (FsysFileDirect.cpp).
@@ -169,11 +173,11 @@ private:
                          Qv::Ptr<iObject>& context, bool synchronous);
   uint32_t stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
                       Qv::Ptr<iObject>& context, bool async);
-  uint32_t sendStaged(uint32_t bytes, bool deferrable, CompletionCallback callback,
-                      Qv::Ptr<iObject>& context);
+  uint32_t sendStaged(uint32_t bytes, const Qv::Ptr<iMemHolder>& next, bool deferrable,
+                      CompletionCallback callback, Qv::Ptr<iObject>& context);
   uint32_t appendToCache(const unsigned char* bytes, uint32_t count);
   bool growCache(uint64_t bytes);
-  void keepRemainder(uint32_t written, uint32_t remainder);
+  void continueIn(const Qv::Ptr<iMemHolder>& next, uint32_t sent);
   uint32_t flushCache();
 
   // Fixed order.
