@@ -79,7 +79,8 @@ public:
   // nor than what describe() says. Null when it cannot be made.
   virtual Qv::Ptr<iCompletionPort> createPort(const char* name, const CompletionCommand& command,
                                               int waiting, int running, int queued, int kept) = 0;
-  // What a port made now would be.
+  // What the ports are that exist now: while one of them has threads, that one, else the latest.
+  // While there is none: what one with the highest limits would be.
   virtual Description describe() = 0;
 
 protected:

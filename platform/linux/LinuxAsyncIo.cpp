@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "platform/common/NeverDestroyed.h"
 #include "platform/linux/LinuxCompletionPort.h"
@@ -33,6 +34,22 @@ const char* whyNoRing(int error) {
   }
 }
 
+// A port on a ring, else on threads; with the description of what it has become.
+Qv::Ptr<TransferPort> makeTransfers(const char* name, const CompletionCommand& command, int running,
+                                    iAsyncIo::Description& description) {
+  int error = 0;
+  if (!threadsAreAskedFor()) {
+    if (Qv::Ptr<TransferPort> ring = RingPort::make(name, command, error)) {
+      description = {true, "", RingPort::kInFlightLimit};
+      return ring;
+    }
+  }
+  Qv::Ptr<ThreadPort> threads(new ThreadPort(name, command, running));
+  const char* why = error == 0 ? "FSYS_IO=threads" : whyNoRing(error);
+  description = {false, why, threads->threadLimit()};
+  return threads;
+}
+
 class LinuxAsyncIo final : public iAsyncIo {
 public:
   Qv::Ptr<iAsyncContext> createContext() override {
@@ -41,28 +58,24 @@ public:
 
   Qv::Ptr<iCompletionPort> createPort(const char* name, const CompletionCommand& command, int,
                                       int running, int, int) override try {
-    int error = 0;
-    Qv::Ptr<TransferPort> transfers;
-    if (!threadsAreAskedFor()) transfers = RingPort::make(name, command, error);
-    if (!transfers) transfers = new ThreadPort(name, command, running);
-    return Qv::Ptr<iCompletionPort>(new LinuxCompletionPort(transfers));
+    Qv::Ptr<LinuxCompletionPort> port(new LinuxCompletionPort);
+    Description description;
+    Qv::Ptr<TransferPort> transfers = makeTransfers(name, command, running, description);
+    port->give(transfers, description);
+    return port;
   } catch (const std::bad_alloc&) {
     failWith(eOsNoMemory);
     return nullptr;
   }
 
-  Description describe() override {
+  // Whether a ring can be had shows only when all of it is made: that is tried.
+  Description describe() override try {
     Description answer;
-    answer.inFlightLimit = ThreadPort::kMostThreads;
-    if (threadsAreAskedFor()) {
-      answer.why = "FSYS_IO=threads";
-    } else if (int error = RingPort::probe()) {
-      answer.why = whyNoRing(error);
-    } else {
-      answer.ring = true;
-      answer.inFlightLimit = RingPort::kInFlightLimit;
-    }
+    if (LinuxCompletionPort::describeExisting(answer)) return answer;
+    makeTransfers("fsys", CompletionCommand(), ThreadPort::kMostThreads, answer)->close();
     return answer;
+  } catch (const std::bad_alloc&) {
+    return {false, whyNoRing(ENOMEM), ThreadPort::kMostThreads};
   }
 };
 

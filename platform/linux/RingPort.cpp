@@ -55,13 +55,6 @@ thread_local const RingPort* executing = nullptr;
 
 }  // namespace
 
-int RingPort::probe() {
-  io_uring ring = {};
-  int error = initRing(ring, 2);
-  if (error == 0) io_uring_queue_exit(&ring);
-  return error;
-}
-
 Qv::Ptr<TransferPort> RingPort::make(const char* name, const CompletionCommand& command,
                                      int& error) {
   Qv::Ptr<RingPort> port(new RingPort(command));

@@ -34,8 +34,6 @@ public:
 
   // Null, and `error` the system's error number, when no ring or no thread can be had.
   static Qv::Ptr<TransferPort> make(const char* name, const CompletionCommand& command, int& error);
-  // 0 when a ring could be had now, otherwise the system's error number.
-  static int probe();
 
   ~RingPort() override;
 

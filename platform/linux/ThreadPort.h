@@ -21,6 +21,7 @@ public:
 
   uint32_t start(AsyncOperation* operation) override;
   void close() override;
+  unsigned threadLimit() const { return threadLimit_; }
 
 private:
   void work();

@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <condition_variable>
+#include <cstdio>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -11,6 +15,7 @@
 #include "platform/linux/LinuxFileManager.h"
 #include "tests/support/AsyncTester.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/SystemCallFilter.h"
 
 namespace {
 
@@ -58,6 +63,22 @@ protected:
     tester.waitFor(kReads);
   }
 
+  static bool ring() { return linuxAsyncIo()->describe().ring; }
+
+  // What is wrong where a first port got a ring and a second one got none; "right" when nothing is.
+  static std::string whyNotToldApart() {
+    auto first = std::make_unique<AsyncTester>();
+    if (!ring()) return "the first port has no ring";
+    if (!SystemCallFilter::refuse(SYS_io_uring_setup, EPERM)) return "rings cannot be refused";
+    if (!ring()) return "a port that has its ring is taken for one that could be made now";
+    auto second = std::make_unique<AsyncTester>();
+    if (ring()) return "the second port's threads are not told";
+    second.reset();
+    if (!ring()) return "the second port's threads are told after its end";
+    first.reset();
+    return ring() ? "a ring is told after its end" : "right";
+  }
+
   ScratchFolder folder_;
 };
 
@@ -68,6 +89,30 @@ TEST_F(LinuxPortDescriptionTest, ThreadsHaveAsManyTransfersInHandAtOnceAsIsSaidA
   Meeting meeting(said);
   readMany(tester, meeting);
   EXPECT_EQ(meeting.most(), said);
+}
+
+TEST_F(LinuxPortDescriptionTest, APortOfFewerThreadsIsDescribedForAsLongAsItExists) {
+  ScopedEnvironment choice("FSYS_IO", "threads");
+  CompletionCommand command;
+  for (auto [asked, made] : {std::pair{1, 1u}, {2, 2u}, {3, 3u}, {16, 3u}, {0, 1u}, {-1, 1u}}) {
+    CompletionPortHandler handler("few", command, 3, asked, 3, 3);
+    EXPECT_EQ(linuxAsyncIo()->describe().inFlightLimit, made) << asked;
+  }
+  EXPECT_EQ(linuxAsyncIo()->describe().inFlightLimit, 3u);
+}
+
+TEST_F(LinuxPortDescriptionTest, WhatThePortsAreIsSaidAndNotWhatTheNextOneWouldBe) {
+  ScopedEnvironment choice("FSYS_IO", nullptr);
+  if (!ring()) GTEST_SKIP() << "no ring here: " << linuxAsyncIo()->describe().why;
+  if (!SystemCallFilter::isAllowed())
+    GTEST_SKIP() << "a process may not filter its system calls here";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        std::fprintf(stderr, "%s\n", whyNotToldApart().c_str());
+        _exit(0);
+      },
+      ::testing::ExitedWithCode(0), "^right");
 }
 
 }  // namespace

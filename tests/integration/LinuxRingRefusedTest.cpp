@@ -1,15 +1,8 @@
 #include <gtest/gtest.h>
-#include <linux/audit.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -17,47 +10,42 @@
 #include "platform/OS.h"
 #include "tests/support/AsyncTester.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/SystemCallFilter.h"
 
 namespace {
 
 struct Refusal {
+  const char* name;
+  int call;
   int error;
+  uint32_t leastFirst;  // refused with a first argument of at least that
   const char* why;
 };
 
-// Each test runs in a process of its own, in which the system refuses every ring.
+// Each test runs in a process of its own, in which the system refuses what a ring needs.
 class LinuxRingRefusedTest : public ::testing::TestWithParam<Refusal> {
 protected:
   LinuxRingRefusedTest() : choice_("FSYS_IO", nullptr) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
   }
 
-  // False where processes may not filter their own system calls.
-  static bool refuseRings(int error) {
-    std::array<sock_filter, 4> program = {
-        sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_io_uring_setup, 0, 1),
-        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<uint32_t>(error)),
-        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-    sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-  }
-
-  static bool canRefuseRings() {
-    pid_t child = fork();
-    if (child == 0) _exit(refuseRings(EPERM) ? 0 : 1);
-    int status = -1;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  // What is wrong with a description, in words; empty when nothing is.
+  static std::string whyNotThreads(const Refusal& refusal) {
+    iAsyncIo::Description port = OS()->getAsyncIo()->describe();
+    if (port.ring) return "a ring is said";
+    return std::strcmp(port.why, refusal.why) == 0 ? "" : port.why;
   }
 
   // What a process without rings makes of a file; in words, "right" when all is.
   static std::string readWithoutRings(const ScratchFolder& folder, const Refusal& refusal) {
-    if (!refuseRings(refusal.error)) return "rings cannot be refused";
-    iAsyncIo::Description port = OS()->getAsyncIo()->describe();
-    if (port.ring || std::strcmp(port.why, refusal.why) != 0) return port.why;
+    if (!SystemCallFilter::refuse(refusal.call, refusal.error, refusal.leastFirst))
+      return "rings cannot be refused";
+    std::string before = whyNotThreads(refusal);
+    if (!before.empty()) return before + ", before there is a port";
     folder.put("clip", std::string(65536, 'c'));
     AsyncTester tester;
+    std::string after = whyNotThreads(refusal);
+    if (!after.empty()) return after + ", of a port";
     Qv::Ptr<iFile> file = OS()->getFileManager()->openMedia(folder / "clip", 1, false, 4, 3);
     if (!file || file->attach(tester.handler()) != 1) return "the file cannot be attached";
     AsyncTester::Request request(65536);
@@ -72,14 +60,18 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(
     Errors, LinuxRingRefusedTest,
-    ::testing::Values(Refusal{ENOSYS, "the kernel has no ring that can be used"},
-                      Refusal{EPERM, "rings are not permitted here"},
-                      Refusal{ENOMEM, "there is no memory for a ring"},
-                      Refusal{EMFILE, "the system gives no ring"}),
-    [](const auto& refusal) { return std::string(strerrorname_np(refusal.param.error)); });
+    ::testing::Values(
+        Refusal{"ENOSYS", SYS_io_uring_setup, ENOSYS, 0, "the kernel has no ring that can be used"},
+        Refusal{"EPERM", SYS_io_uring_setup, EPERM, 0, "rings are not permitted here"},
+        Refusal{"ENOMEM", SYS_io_uring_setup, ENOMEM, 0, "there is no memory for a ring"},
+        Refusal{"EMFILE", SYS_io_uring_setup, EMFILE, 0, "the system gives no ring"},
+        Refusal{"ForLargeRings", SYS_io_uring_setup, ENOMEM, 64, "there is no memory for a ring"},
+        Refusal{"ForTheWakeUp", SYS_eventfd2, EMFILE, 0, "the system gives no ring"}),
+    [](const auto& refusal) { return std::string(refusal.param.name); });
 
 TEST_P(LinuxRingRefusedTest, ThreadsTakeTheRingsPlaceAndTheDescriptionSaysWhy) {
-  if (!canRefuseRings()) GTEST_SKIP() << "a process may not filter its system calls here";
+  if (!SystemCallFilter::isAllowed())
+    GTEST_SKIP() << "a process may not filter its system calls here";
   EXPECT_EXIT(
       {
         std::string answer;

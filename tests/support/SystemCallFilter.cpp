@@ -1,0 +1,47 @@
+#include "tests/support/SystemCallFilter.h"
+
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+
+namespace {
+
+// The lower half of the first argument comes first on this system's processors.
+bool install(int call, uint32_t leastFirst, uint32_t action) {
+  std::array<sock_filter, 6> program = {
+      sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(call), 0, 3),
+      sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, leastFirst, 0, 1),
+      sock_filter BPF_STMT(BPF_RET | BPF_K, action),
+      sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+}  // namespace
+
+bool SystemCallFilter::refuse(int call, int error, uint32_t leastFirst) {
+  uint32_t action = SECCOMP_RET_ERRNO | static_cast<uint32_t>(error);
+  return install(call, leastFirst, action);
+}
+
+bool SystemCallFilter::kill(int call) { return install(call, 0, SECCOMP_RET_KILL_PROCESS); }
+
+bool SystemCallFilter::trap(int call) { return install(call, 0, SECCOMP_RET_TRAP); }
+
+bool SystemCallFilter::isAllowed() {
+  pid_t child = fork();
+  if (child == 0) _exit(refuse(SYS_io_uring_setup, EPERM) ? 0 : 1);
+  int status = -1;
+  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
