@@ -45,6 +45,7 @@ listed librapidcheck-dev test tests '#include <rapidcheck'
 listed libbenchmark-dev test bench '#include <benchmark/'
 listed libbenchmark-dev bench bench/table '#include <benchmark/'
 listed python3 test tests/tool python3
+listed gdb test tests/house 'gdb -'
 listed binutils test tests/house 'nm '
 listed e2fsprogs test tests/integration mkfs.ext4
 listed util-linux test tests/integration losetup
