@@ -9,21 +9,24 @@
 ThreadPort::ThreadPort(const char* name, const CompletionCommand& command, int threads)
     : name_(name ? name : "fsys"),
       command_(command),
-      threadLimit_(static_cast<unsigned>(std::clamp(threads, 1, int{kMostThreads}))) {}
+      threadLimit_(static_cast<unsigned>(std::clamp(threads, 1, int{kMostThreads}))),
+      slowLimit_(std::max(threadLimit_ - 1, 1u)) {}
 
 uint32_t ThreadPort::start(AsyncOperation* operation) {
   MutexLock lock(lock_);
   if (closed_) return eOsCancelled;
   if (!haveThreadLocked()) return eOsNoMemory;
-  waiting_.push(operation);
-  ++waitingCount_;
-  if (idle_ > 0) work_.wakeOne();
+  bool isSlow = operation->startingWaits();
+  (isSlow ? slow_ : ready_).push(operation);
+  ++(isSlow ? slowCount_ : readyCount_);
+  bool canStart = !isSlow || slowInHand_ < slowLimit_;
+  if (canStart && idle_ > 0) work_.wakeOne();
   return 1;
 }
 
-// Makes a thread when the waiting ones have enough to do. False when there is none at all.
+// Makes a thread when the idle ones have enough to do. False when there is none at all.
 bool ThreadPort::haveThreadLocked() {
-  if (idle_ > waitingCount_ || made_ == threadLimit_) return true;
+  if (idle_ > startableLocked() || made_ == threadLimit_) return true;
   auto entry = [](void* port) { static_cast<ThreadPort*>(port)->work(); };
   if (!threads_[made_].start(name_.c_str(), entry, this)) return made_ != 0;
   ++made_;
@@ -31,11 +34,27 @@ bool ThreadPort::haveThreadLocked() {
   return true;
 }
 
+unsigned ThreadPort::startableLocked() const {
+  return readyCount_ + std::min(slowCount_, slowLimit_ - slowInHand_);
+}
+
+// Null when nothing can be started. The slow ones come first: they leave a thread to the others,
+// which would not leave one to them.
+AsyncOperation* ThreadPort::takeLocked() {
+  if (slowCount_ != 0 && slowInHand_ < slowLimit_) {
+    --slowCount_;
+    ++slowInHand_;
+    return slow_.pop();
+  }
+  if (readyCount_ == 0) return nullptr;
+  --readyCount_;
+  return ready_.pop();
+}
+
 void ThreadPort::work() {
   MutexLock lock(lock_);
   while (!closed_) {
-    if (AsyncOperation* operation = waiting_.pop()) {
-      --waitingCount_;
+    if (AsyncOperation* operation = takeLocked()) {
       carryOutLocked(operation);
       continue;
     }
@@ -51,6 +70,11 @@ void ThreadPort::carryOutLocked(AsyncOperation* operation) {
   lock_.unlock();
   carryOut(operation->transfer());
   lock_.lock();
+  if (operation->startingWaits()) {
+    --slowInHand_;
+    // The command may take its time.
+    if (slowCount_ != 0 && idle_ > 0) work_.wakeOne();
+  }
   if (closed_) {
     lock_.unlock();
     delete operation;
@@ -82,7 +106,9 @@ void ThreadPort::close() {
   {
     MutexLock lock(lock_);
     closed_ = true;
-    waiting_.moveTo(dropped);
+    ready_.moveTo(dropped);
+    slow_.moveTo(dropped);
+    readyCount_ = slowCount_ = 0;
     work_.wakeAll();
     drained = drainLocked();
     made = made_;

@@ -9,8 +9,10 @@
 
 // ThreadPort: a transfer port whose threads carry the transfers out themselves, one a thread.
 // Story      Threads are made as they are needed, up to the port's limit, and then wait for work
-//            until the port is closed.
+//            until the port is closed. Transfers of a file system that may make whoever starts them
+//            wait never take the last thread: a share that does not answer leaves it to the rest.
 // Threads    any.
+// Kept       a port of one thread has none to leave to the rest.
 class ThreadPort final : public TransferPort {
 public:
   // As many as the engine asks for: more have not been measured to be better.
@@ -27,17 +29,23 @@ private:
   void work();
   void carryOutLocked(AsyncOperation* operation) REQUIRES(lock_);
   bool haveThreadLocked() REQUIRES(lock_);
+  unsigned startableLocked() const REQUIRES(lock_);
+  AsyncOperation* takeLocked() REQUIRES(lock_);
   bool drainLocked() REQUIRES(lock_);
 
   const std::string name_;
   const CompletionCommand command_;
   const unsigned threadLimit_;
+  const unsigned slowLimit_;
 
   Mutex lock_;
-  WaitCondition work_;   // there is an operation, or the port is closed
+  WaitCondition work_;   // there is an operation that can be started, or the port is closed
   WaitCondition quiet_;  // a closed port's command has ended, or its thread has left
-  OperationQueue waiting_ GUARDED_BY(lock_);
-  unsigned waitingCount_ GUARDED_BY(lock_) = 0;
+  OperationQueue ready_ GUARDED_BY(lock_);
+  OperationQueue slow_ GUARDED_BY(lock_);  // whose start may wait
+  unsigned readyCount_ GUARDED_BY(lock_) = 0;
+  unsigned slowCount_ GUARDED_BY(lock_) = 0;
+  unsigned slowInHand_ GUARDED_BY(lock_) = 0;
   unsigned idle_ GUARDED_BY(lock_) = 0;
   unsigned commands_ GUARDED_BY(lock_) = 0;
   unsigned alive_ GUARDED_BY(lock_) = 0;

@@ -54,9 +54,10 @@ void AsyncTester::Gate::waitUntilSomebodyIsThere() {
   changed_.wait(lock, [&] { return isThere_; });
 }
 
-AsyncTester::AsyncTester(const char* name) : receiver_(std::make_unique<Receiver>(*this)) {
+AsyncTester::AsyncTester(const char* name, int running)
+    : receiver_(std::make_unique<Receiver>(*this)) {
   CompletionCommand command = TesterCommand(receiver_.get()).bind();
-  handler_ = std::make_unique<CompletionPortHandler>(name, command, 3, 3, 3, 3);
+  handler_ = std::make_unique<CompletionPortHandler>(name, command, 3, running, 3, 3);
 }
 
 AsyncTester::~AsyncTester() { handler_.reset(); }

@@ -49,7 +49,7 @@ public:
     bool isOpen_ = false;
   };
 
-  explicit AsyncTester(const char* name = "async tester");
+  explicit AsyncTester(const char* name = "async tester", int running = 3);
   ~AsyncTester();
   AsyncTester(const AsyncTester&) = delete;
   AsyncTester& operator=(const AsyncTester&) = delete;
