@@ -265,6 +265,7 @@ uint32_t Fsys::closeLater(FsysFile* file) {
 }
 
 uint32_t Fsys::closeClaimed(FsysFile* file) {
+  file->waitForWriters();
   file->WaitForDrain();
   if (file->hasPendingSegment()) {
     uint32_t result = file->SendWriteSegBuffer();
@@ -340,6 +341,7 @@ void Fsys::drainAll(const Vector<FsysFile*>& reading, const Vector<FsysFile*>& w
   }
   writePoll_->Kick();
   for (FsysFile* file : writing) {
+    file->waitForWriters();
     file->WaitForDrain();
     if (file->hasPendingSegment() && file->SendWriteSegBuffer() == eResultOk) file->WaitForDrain();
     file->unpin();

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "fsys/DeliveryScope.h"
 #include "fsys/EngineSettings.h"
@@ -19,6 +20,7 @@ namespace {
 
 constexpr uint32_t kStagedLimit_bytes = 131072;  // held bytes above which the cache is sent
 constexpr uint32_t kRetrySleep_ms = 20;
+constexpr uint32_t kWritersSleep_ms = 1;
 constexpr uint64_t kLargestCache_bytes =
     std::numeric_limits<uint32_t>::max() - uint64_t{MemBlock::kExtraBytes};
 
@@ -110,16 +112,61 @@ uint32_t FsysFile::ClearMemoryRefs() {
 
 // Writing ----------------------------------------------------------------------------------------
 
+// One call of DirectWrite. While it is inside no closer touches the position and the cache; it is
+// out again before anybody is called or waited for.
+struct FsysFile::WriteCall {
+  FsysFile* file;
+  Qv::Ptr<iMemHolder>& data;
+  bool deferrable;
+  CompletionCallback callback;
+  Qv::Ptr<iObject>& context;
+  bool isInside = file->enterWriting();
+
+  void leave() {
+    if (std::exchange(isInside, false)) file->leaveWriting();
+  }
+  ~WriteCall() { leave(); }
+
+  FileRequest* makeRequest(uint32_t bytes, bool synchronous, const Qv::Ptr<iMemHolder>& holder) {
+    // Who is telling callers on this thread must not wait: others wait for it.
+    return new FileRequest(false, bytes, file->position_.get(), deferrable,
+                           synchronous && !DeliveryScope::active(), holder, file, callback,
+                           context);
+  }
+};
+
+bool FsysFile::enterWriting() {
+  CriticalSectionLock lock(*lock_);
+  if (closing_) return false;
+  ++writersInside_;
+  return true;
+}
+
+void FsysFile::leaveWriting() {
+  CriticalSectionLock lock(*lock_);
+  --writersInside_;
+}
+
+// For a closer, once the file is marked: a callback may be writing at this moment.
+void FsysFile::waitForWriters() {
+  auto isWriting = [this] {
+    CriticalSectionLock lock(*lock_);
+    return writersInside_ > 0;
+  };
+  while (isWriting()) OS()->getThreads()->sleep(kWritersSleep_ms);
+}
+
 uint32_t FsysFile::DirectWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
                                CompletionCallback callback, Qv::Ptr<iObject>& context,
                                bool synchronous) {
-  if (!data || !data->getBuffer() || closing_ || !lock_) return eResultFailed;
+  if (!data || !data->getBuffer() || !lock_) return eResultFailed;
   FilePin pin(this);
   if (!(flags_ & iFileManager::eFlagWrite)) return refuse();
+  WriteCall call{this, data, deferrable, callback, context};
+  if (!call.isInside) return eResultFailed;
   bool async = isASyncIOSupported();
-  if (async && goesStraight(data->getSize()))
-    return queueStraight(data, deferrable, callback, context, synchronous);
-  return stageWrite(data, deferrable, callback, context, async);
+  if (async && goesStraight(data->getSize())) return queueStraight(call, synchronous);
+  return stageWrite(call, async);
 }
 
 bool FsysFile::writeCachingInForce() const {
@@ -132,18 +179,12 @@ bool FsysFile::goesStraight(uint32_t bytes) const {
          cachedBytes() == 0;
 }
 
-uint32_t FsysFile::queueStraight(Qv::Ptr<iMemHolder>& data, bool deferrable,
-                                 CompletionCallback callback, Qv::Ptr<iObject>& context,
-                                 bool synchronous) {
-  uint32_t bytes = data->getSize();
+uint32_t FsysFile::queueStraight(WriteCall& call, bool synchronous) {
   const uint64_t begin = position_.get();
-  // Who is telling callers on this thread must not wait: others wait for it.
-  bool wait = synchronous && !DeliveryScope::active();
-  auto* request =
-      new FileRequest(false, bytes, begin, deferrable, wait, data, this, callback, context);
+  FileRequest* request = call.makeRequest(call.data->getSize(), synchronous, call.data);
   // Before the request is seen: its callback may write on, and come before this returns.
-  writeCachePosition_ = position_.add(bytes);
-  uint32_t result = queueWriteWithRetry(request);
+  writeCachePosition_ = position_.add(call.data->getSize());
+  uint32_t result = queueWriteWithRetry(call, request);
   if (result != eResultOk) {
     position_.set(begin);
     writeCachePosition_ = begin;
@@ -152,10 +193,16 @@ uint32_t FsysFile::queueStraight(Qv::Ptr<iMemHolder>& data, bool deferrable,
 }
 
 // Owns the request until it is queued.
-uint32_t FsysFile::queueWriteWithRetry(FileRequest* request) {
+uint32_t FsysFile::queueWriteWithRetry(WriteCall& call, FileRequest* request) {
+  const Qv::Ptr<iThreadEvent> waiter = request->waiter_;
+  const bool countsAsDeferred = isCountedAsDeferred(request);
   for (int retries = 0;;) {
-    uint32_t result = QueueWriteRequest(request);
-    if (result == eResultOk) return result;
+    uint32_t result = enterWrite(request);
+    if (result == eResultOk) {
+      call.leave();
+      followEnteredWrite(waiter.get(), countsAsDeferred);
+      return result;
+    }
     // Where this thread is telling callers nobody can empty the list while it sleeps.
     if (!closing_ && !DeliveryScope::active() && FsysGetLastError() == eResultListFull) {
       ++retries;
@@ -167,21 +214,21 @@ uint32_t FsysFile::queueWriteWithRetry(FileRequest* request) {
   }
 }
 
-uint32_t FsysFile::stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
-                              CompletionCallback callback, Qv::Ptr<iObject>& context, bool async) {
-  uint32_t result = appendToCache(data->getBuffer(), data->getSize());
+uint32_t FsysFile::stageWrite(WriteCall& call, bool async) {
+  uint32_t result = appendToCache(call.data->getBuffer(), call.data->getSize());
   if (result != eResultOk) return result;
   uint32_t held = cachedBytes();
   uint32_t remainder = held % sectorSize_;
   uint32_t bytes = held - remainder;
   if (held <= kStagedLimit_bytes || bytes == 0) {
+    call.leave();
     DeliveryScope scope(this);
-    if (callback) callback(context, data, eRequestSucceeded);
+    if (call.callback) call.callback(call.context, call.data, eRequestSucceeded);
     return eResultOk;
   }
   Qv::Ptr<iMemHolder> next = makeCache(remainder);
   if (!next) return eResultNoBufferSpace;
-  if (async) return sendStaged(bytes, next, deferrable, callback, context);
+  if (async) return sendStaged(call, bytes, next);
   result = LowLevelWrite(writeCache_->getBuffer(), bytes);
   if (result == eResultOk) continueIn(next, bytes);
   return result;
@@ -189,18 +236,15 @@ uint32_t FsysFile::stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
 
 // Writes the first bytes of the cache and waits for it. The cache becomes the request's; what is
 // behind those bytes goes on in the next one.
-uint32_t FsysFile::sendStaged(uint32_t bytes, const Qv::Ptr<iMemHolder>& next, bool deferrable,
-                              CompletionCallback callback, Qv::Ptr<iObject>& context) {
+uint32_t FsysFile::sendStaged(WriteCall& call, uint32_t bytes, const Qv::Ptr<iMemHolder>& next) {
   const Qv::Ptr<iMemHolder> sent = writeCache_;
   const uint32_t held = cachedBytes();
   const uint32_t capacity = writeCacheCapacity_;
   const uint64_t begin = position_.get();
-  bool wait = !DeliveryScope::active();
-  auto* request =
-      new FileRequest(false, bytes, begin, deferrable, wait, sent, this, callback, context);
+  FileRequest* request = call.makeRequest(bytes, true, sent);
   // Before the request is seen: its callback may write on while this thread still waits.
   continueIn(next, bytes);
-  uint32_t result = queueWriteWithRetry(request);
+  uint32_t result = queueWriteWithRetry(call, request);
   if (result == eResultOk) return result;
   // Nobody has seen it: the bytes are held as they were.
   position_.set(begin);

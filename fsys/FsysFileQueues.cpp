@@ -87,25 +87,36 @@ uint32_t FsysFile::QueueReadRequest(FileRequest* request) {
 }
 
 uint32_t FsysFile::QueueWriteRequest(FileRequest* request) {
-  if (!request || closing_ || !lock_) return eResultFailed;
+  if (!request) return eResultFailed;
   FilePin pin(this);
-  if (CheckRequestListSize(writeRequests_) != eResultOk) return eResultFailed;
+  // Shared: the request may be merged away or finished before the wait begins.
   Qv::Ptr<iThreadEvent> waiter = request->waiter_;
-  bool countsAsDeferred = request->deferrable_ && !waiter;
-  {
-    CriticalSectionLock lock(*lock_);
-    if (closing_) return eResultFailed;
-    bool merged = countsAsDeferred && mayDefer(request) && mergeLocked(writeRequests_, request);
-    if (!merged) appendLocked(writeRequests_, request);
-  }
-  if (countsAsDeferred) {
-    countDeferred();
-    return eResultOk;
-  }
+  bool countsAsDeferred = isCountedAsDeferred(request);
+  uint32_t result = enterWrite(request);
+  if (result == eResultOk) followEnteredWrite(waiter.get(), countsAsDeferred);
+  return result;
+}
+
+bool FsysFile::isCountedAsDeferred(const FileRequest* write) const {
+  return write->deferrable_ && !write->waiter_;
+}
+
+// Puts a write into the list, or into another one there. It waits for nothing.
+uint32_t FsysFile::enterWrite(FileRequest* request) {
+  if (closing_ || !lock_) return eResultFailed;
+  if (CheckRequestListSize(writeRequests_) != eResultOk) return eResultFailed;
+  CriticalSectionLock lock(*lock_);
+  if (closing_) return eResultFailed;
+  bool mayMerge = isCountedAsDeferred(request) && mayDefer(request);
+  if (!mayMerge || !mergeLocked(writeRequests_, request)) appendLocked(writeRequests_, request);
+  return eResultOk;
+}
+
+void FsysFile::followEnteredWrite(iThreadEvent* waiter, bool countsAsDeferred) {
+  if (countsAsDeferred) return countDeferred();
   // A synchronous write is started by the poller's own pass; the kick comes after it.
   if (waiter) waitFor(*waiter);
   kickPoll();
-  return eResultOk;
 }
 
 uint32_t FsysFile::CheckRequestListSize(RequestList* list) {

@@ -28,9 +28,9 @@ enum SEEK_TYPE : uint32_t {
 // Threads    DirectRead, QueueReadRequest: any, at once. DirectWrite, Read, Write, Seek,
 //            WaitForDrain: one thread at a time a file (the write cache and the position are not
 //            locked); a write's own callback may write on, also while the writer still waits in
-//            DirectWrite. StartRequests: the poller, completion threads. The file's lock guards both
-//            request lists; it is re-entrant, and the list's lock comes before it. Counters are
-//            atomic.
+//            DirectWrite, or while the file is being closed. StartRequests: the poller, completion
+//            threads. The file's lock guards both request lists; it is re-entrant, and the list's
+//            lock comes before it. Counters are atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.
 // Units      bytes; positions 64-bit, lengths 32-bit.
@@ -150,6 +150,9 @@ private:
 
   // Queues (FsysFileQueues.cpp). ...Locked: the file's lock is held.
   bool mayDefer(const FileRequest* request) const;
+  bool isCountedAsDeferred(const FileRequest* write) const;
+  uint32_t enterWrite(FileRequest* request);
+  void followEnteredWrite(iThreadEvent* waiter, bool countsAsDeferred);
   bool mergeLocked(RequestList* list, FileRequest* request);
   void appendLocked(RequestList* list, FileRequest* request);
   void countDeferred();
@@ -168,13 +171,14 @@ private:
   bool writeCachingInForce() const;
   bool goesStraight(uint32_t bytes) const;
   uint32_t cachedBytes() const;
-  uint32_t queueWriteWithRetry(FileRequest* request);
-  uint32_t queueStraight(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
-                         Qv::Ptr<iObject>& context, bool synchronous);
-  uint32_t stageWrite(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
-                      Qv::Ptr<iObject>& context, bool async);
-  uint32_t sendStaged(uint32_t bytes, const Qv::Ptr<iMemHolder>& next, bool deferrable,
-                      CompletionCallback callback, Qv::Ptr<iObject>& context);
+  struct WriteCall;
+  bool enterWriting();
+  void leaveWriting();
+  void waitForWriters();
+  uint32_t queueWriteWithRetry(WriteCall& call, FileRequest* request);
+  uint32_t queueStraight(WriteCall& call, bool synchronous);
+  uint32_t stageWrite(WriteCall& call, bool async);
+  uint32_t sendStaged(WriteCall& call, uint32_t bytes, const Qv::Ptr<iMemHolder>& next);
   uint32_t appendToCache(const unsigned char* bytes, uint32_t count);
   bool growCache(uint64_t bytes);
   void continueIn(const Qv::Ptr<iMemHolder>& next, uint32_t sent);
@@ -207,6 +211,7 @@ private:
 
   // Ours.
   uint32_t writeCacheCapacity_ = 0;
+  uint32_t writersInside_ = 0;  // calls of DirectWrite; guarded by *lock_
   bool attached_ = false;
   OsWord<bool> foundWork_{false};  // the last pass started something
   OsShares pins_{1};
