@@ -39,6 +39,7 @@ struct FsysPollPeer {
   static unsigned spare(const FsysPoll& poll) { return poll.spare_; }
   static bool reads(const FsysPoll& poll) { return poll.reads_; }
   static uint32_t threadId(const FsysPoll& poll) { return poll.threadId_; }
+  static Qv::Ptr<iThreadEvent>& wake(FsysPoll& poll) { return poll.wake_; }
 };
 
 // EngineFixture: an engine on the fake, whose settings are put back afterwards.
