@@ -185,13 +185,100 @@ TEST_F(FsysFileWriteTest, AStagedWriteThatCannotBeQueuedKeepsItsDataAndThePositi
                                             TestHolder::ofPattern(512), file, nullptr, nullptr));
   os_->run();
   recorder_->clear();
+  const iMemHolder* cache = FsysFilePeer::writeCache(*file);
   EXPECT_EQ(write(file, TestHolder::ofPattern(1, kStaged)), 0u);
   EXPECT_EQ(FsysGetLastError(), 8u);
   EXPECT_EQ(os_->threads().sleeps(), std::vector<uint32_t>(201, 20u));
   EXPECT_EQ(recorder_->count(), 0u);
   EXPECT_EQ(file->GetPosition(), 0u);
   EXPECT_EQ(FsysFilePeer::cachedBytes(*file), kStaged + 1);
+  EXPECT_EQ(FsysFilePeer::cachePosition(*file), 0u);
+  EXPECT_EQ(FsysFilePeer::writeCache(*file), cache);
   os_->asyncIo().hold(false);
+  os_->run();
+  os_->files().clearRecords();
+  EXPECT_EQ(write(file, TestHolder::ofPattern(999, kStaged + 1)), 1u);
+  ASSERT_FALSE(os_->files().transfers().empty());
+  EXPECT_EQ(os_->files().transfers()[0].offset, 0u);
+  EXPECT_EQ(os_->files().transfers()[0].bytes, kStaged + 512);
+  EXPECT_EQ(FsysClose(file, nullptr), 1u);
+  std::vector<unsigned char> written = os_->files().bytesOf(L"/m/a");
+  ASSERT_GE(written.size(), kStaged + 1000);
+  EXPECT_EQ(whyNotPattern(written.data(), kStaged + 1000, 0), "");
+}
+
+TEST_F(FsysFileWriteTest, AStagedWriteWithoutMemoryForTheNextCacheIsRefusedAndLosesNothing) {
+  FsysFile* file = openForWriting(L"/m/a");
+  write(file, TestHolder::ofPattern(1));
+  write(file, TestHolder::ofPattern(kStaged - 1, 1));
+  os_->faults().fail(FaultPlan::eAllocateRegion, eOsNoMemory);
+  EXPECT_EQ(write(file, TestHolder::ofPattern(700, kStaged)), 10u);
+  EXPECT_EQ(startedCount(), 0u);
+  EXPECT_EQ(file->GetPosition(), 0u);
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*file), kStaged + 700);
+  EXPECT_EQ(write(file, TestHolder::ofPattern(300, kStaged + 700)), 1u);
+  EXPECT_EQ(FsysClose(file, nullptr), 1u);
+  EXPECT_EQ(os_->files().bytesOf(L"/m/a"), patternBytes(kStaged + 1000));
+}
+
+// Sectors ----------------------------------------------------------------------------------------
+
+TEST_F(FsysFileWriteTest, WholeSectorsAreThoseOfTheFilesOwnDrive) {
+  os_->files().setDrive(L"/l/", {.sectorSize = 4096});
+  FsysFile* file = openForWriting(L"/l/a");
+  write(file, TestHolder::ofPattern(512));
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*file), 512u) << "no sector yet";
+  write(file, TestHolder::ofPattern(kStaged, 512));
+  ASSERT_EQ(os_->files().transfers().size(), 1u);
+  EXPECT_EQ(os_->files().transfers()[0].bytes, kStaged);
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*file), 512u);
+  EXPECT_EQ(FsysClose(file, nullptr), 1u);
+  EXPECT_EQ(os_->files().bytesOf(L"/l/a"), patternBytes(kStaged + 512));
+}
+
+TEST_F(FsysFileWriteTest, ASynchronousFileSendsWholeSectorsOfItsOwnDriveToo) {
+  os_->files().setDrive(L"/l/", {.sectorSize = 4096, .asyncTransfers = false});
+  FsysFile* file = openForWriting(L"/l/a");
+  write(file, TestHolder::ofPattern(kStaged + 4095));
+  ASSERT_EQ(os_->files().transfers().size(), 1u);
+  EXPECT_EQ(os_->files().transfers()[0].bytes, kStaged);
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*file), 4095u);
+}
+
+class HugeSectorTest : public FsysFileWriteTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(HugeSectorTest, WhatFillsNoSectorIsAbsorbedHoweverMuchItIs) {
+  os_->files().setDrive(L"/l/", {.sectorSize = 1 << 20, .asyncTransfers = GetParam()});
+  FsysFile* file = openForWriting(L"/l/a");
+  EXPECT_EQ(write(file, TestHolder::ofPattern(140001), 1), 1u);
+  EXPECT_EQ(write(file, TestHolder::ofPattern(600000, 140001), 2), 1u);
+  EXPECT_EQ(recorder_->tickets(), (std::vector<int>{1, 2}));
+  EXPECT_TRUE(os_->files().transfers().empty());
+  EXPECT_EQ(write(file, TestHolder::ofPattern(900000, 740001), 3), 1u);
+  ASSERT_EQ(os_->files().transfers().size(), 1u);
+  EXPECT_EQ(os_->files().transfers()[0].bytes, 1u << 20);
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*file), 1640001u - (1 << 20)) << "more than a cache holds";
+  EXPECT_EQ(write(file, TestHolder::ofPattern(100, 1640001), 4), 1u);
+  EXPECT_EQ(FsysClose(file, nullptr), 1u);
+  EXPECT_EQ(os_->files().bytesOf(L"/l/a"), patternBytes(1640101));
+}
+
+INSTANTIATE_TEST_SUITE_P(Transfers, HugeSectorTest, testing::Bool(), [](const auto& test) {
+  return test.param ? "Asynchronous" : "Synchronous";
+});
+
+// Who is told ------------------------------------------------------------------------------------
+
+TEST_F(FsysFileWriteTest, AnAbsorbedWriteIsToldAsASuccessWithItsCallersOwnHolder) {
+  recorder_->keepHolders();
+  for (FsysFile* file : {openForSynchronousWriting(), openForWriting(L"/m/a")}) {
+    recorder_->clear();
+    Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(100);
+    EXPECT_EQ(write(file, data), 1u);
+    ASSERT_EQ(recorder_->count(), 1u);
+    EXPECT_EQ(recorder_->at(0).status, eRequestSucceeded);
+    EXPECT_EQ(recorder_->at(0).holder, data);
+  }
 }
 
 TEST_F(FsysFileWriteTest, AFullWriteListIsTriedAgainEvery20MsUntilThereIsRoom) {
