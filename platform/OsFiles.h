@@ -116,7 +116,10 @@ public:
   virtual void registerProvider(const LightweightString<wchar_t>& prefix,
                                 const Qv::Ptr<iFileProvider>& provider) = 0;
 
-  // The drive that holds the path (the nearest folder that exists). Null when it is not known.
+  // The drive that holds the path (the nearest folder that exists), links followed. Null when it is
+  // not known. Does not wait for a network drive: what lies on one is told from the list of mounts,
+  // without a look at it, and links that lie on it are not followed. Only a drive that the system
+  // mounts when somebody goes there is waited for.
   virtual Qv::Ptr<iDiskDrive> getDisk(const LightweightString<wchar_t>& path) = 0;
   virtual bool exists(const LightweightString<wchar_t>& path) = 0;
   // False when there is no such file.

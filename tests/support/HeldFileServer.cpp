@@ -53,14 +53,29 @@ void HeldFileServer::serve() {
 
 bool HeldFileServer::takeMessage() {
   ssize_t bytes = read(device_, message_.data(), message_.size());
-  if (bytes > 0) answer(message_.data());
+  if (bytes > 0) answerOrHold(static_cast<size_t>(bytes));
   return bytes > 0 || errno == EINTR || errno == ENOENT || errno == EAGAIN;
 }
 
 void HeldFileServer::letGo() {
   holds_ = false;
-  for (const HeldRead& held : held_) answerRead(held);
+  for (const std::vector<char>& message : held_) answer(message.data());
   held_.clear();
+}
+
+// Not what mounting takes, nor what nobody waits for.
+bool HeldFileServer::isToBeHeld(uint32_t opcode) const {
+  if (!holds_ || opcode == FUSE_INIT || opcode == FUSE_INTERRUPT) return false;
+  if (opcode == FUSE_FORGET || opcode == FUSE_BATCH_FORGET) return false;
+  return holdsAll_ || opcode == FUSE_READ;
+}
+
+void HeldFileServer::answerOrHold(size_t bytes) {
+  fuse_in_header header;
+  std::memcpy(&header, message_.data(), sizeof(header));
+  if (!isToBeHeld(header.opcode)) return answer(message_.data());
+  held_.emplace_back(message_.begin(), message_.begin() + static_cast<ptrdiff_t>(bytes));
+  [[maybe_unused]] ssize_t told = write(line_, "h", 1);
 }
 
 void HeldFileServer::answer(const char* message) {
@@ -77,7 +92,7 @@ void HeldFileServer::answer(const char* message) {
       return answerOpen(header.unique);
     case FUSE_READ: {
       auto read = bodyOf<fuse_read_in>(message);
-      return holdOrAnswer({header.unique, read.offset, read.size});
+      return answerRead(header.unique, read.offset, read.size);
     }
     case FUSE_RELEASE:
       return reply(header.unique, 0, nullptr, 0);
@@ -121,17 +136,11 @@ void HeldFileServer::answerOpen(uint64_t id) {
   reply(id, 0, &out, sizeof(out));
 }
 
-void HeldFileServer::holdOrAnswer(const HeldRead& read) {
-  if (!holds_) return answerRead(read);
-  held_.push_back(read);
-  [[maybe_unused]] ssize_t told = write(line_, "h", 1);
-}
-
-void HeldFileServer::answerRead(const HeldRead& read) {
-  uint64_t end = std::min(read.offset + read.bytes, HeldFileSystem::kFileBytes);
-  std::vector<unsigned char> bytes;
-  if (read.offset < end) bytes = patternBytes(end - read.offset, read.offset);
-  reply(read.id, 0, bytes.data(), bytes.size());
+void HeldFileServer::answerRead(uint64_t id, uint64_t offset, uint32_t bytes) {
+  uint64_t end = std::min(offset + bytes, HeldFileSystem::kFileBytes);
+  std::vector<unsigned char> content;
+  if (offset < end) content = patternBytes(end - offset, offset);
+  reply(id, 0, content.data(), content.size());
 }
 
 void HeldFileServer::reply(uint64_t id, int error, const void* body, size_t bytes) {

@@ -8,32 +8,30 @@
 // Threads    one.
 class HeldFileServer {
 public:
-  HeldFileServer(int device, int line) : device_(device), line_(line) {}
+  // `holdsAll`: holds whatever is asked of it, not only reads.
+  HeldFileServer(int device, int line, bool holdsAll)
+      : device_(device), line_(line), holdsAll_(holdsAll) {}
 
   // Returns when the file system is unmounted or the test has gone.
   void serve();
 
 private:
-  struct HeldRead {
-    uint64_t id = 0;
-    uint64_t offset = 0;
-    uint32_t bytes = 0;
-  };
-
   bool takeMessage();
   void letGo();
   void answer(const char* message);
+  void answerOrHold(size_t bytes);
   void answerInit(uint64_t id);
   void answerEntry(uint64_t id, const char* name);
   void answerAttributes(uint64_t id, uint64_t node);
   void answerOpen(uint64_t id);
-  void answerRead(const HeldRead& read);
-  void holdOrAnswer(const HeldRead& read);
+  void answerRead(uint64_t id, uint64_t offset, uint32_t bytes);
+  bool isToBeHeld(uint32_t opcode) const;
   void reply(uint64_t id, int error, const void* body, size_t bytes);
 
   const int device_;
   const int line_;
+  const bool holdsAll_;
   std::vector<char> message_;
-  std::vector<HeldRead> held_;
+  std::vector<std::vector<char>> held_;
   bool holds_ = true;
 };

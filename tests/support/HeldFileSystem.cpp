@@ -13,19 +13,20 @@
 
 #include "tests/support/HeldFileServer.h"
 
-HeldFileSystem::HeldFileSystem(const std::string& folder) : folder_(folder) {
+HeldFileSystem::HeldFileSystem(const std::string& folder, eHolds holds, const char* kind)
+    : folder_(folder) {
   int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
   if (device < 0) return;
   std::string options = "fd=" + std::to_string(device) + ",rootmode=40755,user_id=0,group_id=0";
   std::array<int, 2> ends = {-1, -1};
   if (mkdir(folder.c_str(), 0700) == 0 &&
-      mount("held", folder.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) == 0 &&
+      mount("held", folder.c_str(), kind, MS_NOSUID | MS_NODEV, options.c_str()) == 0 &&
       socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == 0)
     server_ = fork();
   if (server_ == 0 && ends[0] >= 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     close(ends[0]);
-    HeldFileServer(device, ends[1]).serve();
+    HeldFileServer(device, ends[1], holds == eEverything).serve();
     _exit(0);
   }
   if (ends[1] >= 0) close(ends[1]);

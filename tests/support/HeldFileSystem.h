@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <string>
 
-// HeldFileSystem: a mounted file system of one file, "held", whose reads wait until the test lets
-// them go: a share that does not answer, at will. Its bytes are those of Pattern.h.
+// HeldFileSystem: a mounted file system of one file, "held", whose reads, or all that is asked of
+// it, wait until the test lets them go: a share that does not answer, at will. The file's bytes are
+// those of Pattern.h.
 // Story      Mounted by the constructor where that is allowed; a process of its own answers, so
 //            that a test which is killed leaves nobody waiting. The destructor lets everything go
 //            and unmounts.
@@ -16,7 +17,11 @@ class HeldFileSystem {
 public:
   static constexpr uint64_t kFileBytes = 1 << 20;
 
-  explicit HeldFileSystem(const std::string& folder);
+  enum eHolds { eReads, eEverything };
+
+  // `kind` is the name under which the system lists it.
+  explicit HeldFileSystem(const std::string& folder, eHolds holds = eReads,
+                          const char* kind = "fuse");
   ~HeldFileSystem();
   HeldFileSystem(const HeldFileSystem&) = delete;
   HeldFileSystem& operator=(const HeldFileSystem&) = delete;
@@ -24,7 +29,7 @@ public:
   bool isMounted() const { return server_ > 0; }
   // Returns when that many reads have been held since the beginning.
   void waitUntilHeld(size_t reads);
-  // Answers the held reads, and from now on every read at once.
+  // Answers what is held, and from now on everything at once.
   void letGo();
 
 private:
