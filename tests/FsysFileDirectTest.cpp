@@ -2,11 +2,29 @@
 
 #include <limits>
 
+#include "tests/FileRequestPeer.h"
 #include "tests/FsysFileDirectFixture.h"
 
 namespace {
 
-class FsysFileDirectTest : public FsysFileDirectFixture {};
+using Peer = FileRequestPeer;
+
+class FsysFileDirectTest : public FsysFileDirectFixture {
+protected:
+  // A finished read of pattern bytes at the list's end. Where they lie.
+  static unsigned char* placeFinished(FsysFile* file, uint64_t offset, uint32_t bytes) {
+    auto* kept =
+        new FileRequest(true, bytes, offset, false, false, nullptr, file, nullptr, nullptr);
+    Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(bytes, offset);
+    Peer::setBuffer(*kept, data);
+    kept->setStatus(FileRequest::COMPLETED);
+    FsysFilePeer::readRequests(*file).add(kept);
+    return data->getBuffer();
+  }
+  bool isDue(FsysPoll* poll) { return os_->threads().isDue(FsysPollPeer::threadId(*poll)); }
+  bool readPollIsDue() { return isDue(FsysPeer::readPoll(*theFsys)); }
+  bool writePollIsDue() { return isDue(FsysPeer::writePoll(*theFsys)); }
+};
 
 // The read cache ---------------------------------------------------------------------------------
 
@@ -45,16 +63,14 @@ TEST_F(FsysFileDirectTest, TheWholeRangeOfAFinishedReadIsAHitToo) {
 
 TEST_F(FsysFileDirectTest, OfTwoFinishedReadsThatCoverTheEarlierInTheListAnswers) {
   FsysFile* file = readPatternFile(L"/m/a", 65536);
-  FsysSetCoalesceLength(file, 0);
-  recorder_->keepHolders();
-  // Queued in one go, so that both are kept: a wide one, then a tighter one.
-  read(file, 10000, 1000, 1);
-  read(file, 0, 20000, 2);
-  passOverReads();
-  os_->asyncIo().finishAll();
-  ASSERT_EQ(FsysFilePeer::readRequests(*file).size(), 2u);
-  read(file, 10100, 100, 3);
-  EXPECT_EQ(recorder_->at(2).address, recorder_->at(0).address + 100);
+  placeFinished(file, 12000, 100);
+  unsigned char* wide = placeFinished(file, 0, 20000);
+  placeFinished(file, 10000, 1000);
+  placeFinished(file, 0, 30000);
+  read(file, 10100, 100);
+  ASSERT_EQ(recorder_->count(), 1u);
+  EXPECT_EQ(recorder_->at(0).address, wide + 10100) << "neither the tightest nor the widest";
+  EXPECT_EQ(whyNotPattern(recorder_->at(0).bytes, 10100), "");
 }
 
 TEST_F(FsysFileDirectTest, AHitStampsTheReadThatAnswered) {
@@ -62,8 +78,55 @@ TEST_F(FsysFileDirectTest, AHitStampsTheReadThatAnswered) {
   keep(file, 0, 4096);
   uint64_t clock = FileRequest::usageClock_.get();
   read(file, 0, 10);
+  EXPECT_EQ(Peer::lastUse(*FsysFilePeer::readRequests(*file)[0]), clock);
   EXPECT_EQ(FileRequest::usageClock_.get(), clock + 1);
 }
+
+// Deferring --------------------------------------------------------------------------------------
+
+TEST_F(FsysFileDirectTest, AReadMayWaitForThePollersNextPassOnlyIfItsCallerSaidSo) {
+  FsysSetImmediateRequestHandling(false);
+  FsysFile* file = readPatternFile(L"/m/a", 65536);
+  FsysSetCoalesceLength(file, 0);
+  os_->run();
+  Qv::Ptr<iObject> context = recorder_->context();
+  EXPECT_EQ(file->DirectRead(0, 512, true, &Recorder::told, context), 1u);
+  EXPECT_EQ(FsysFilePeer::deferred(*file), 1u);
+  EXPECT_FALSE(readPollIsDue());
+  EXPECT_EQ(file->DirectRead(20000, 512, false, &Recorder::told, context), 1u);
+  EXPECT_EQ(FsysFilePeer::deferred(*file), 1u);
+  EXPECT_TRUE(readPollIsDue());
+}
+
+TEST_F(FsysFileDirectTest, AnAlignedWriteMayWaitForThePollersNextPassOnlyIfItsCallerSaidSo) {
+  FsysSetImmediateRequestHandling(false);
+  FsysFile* file = openForWriting(L"/m/a");
+  os_->run();
+  Qv::Ptr<iObject> context = recorder_->context();
+  Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(512);
+  EXPECT_EQ(file->DirectWrite(data, true, &Recorder::told, context, false), 1u);
+  EXPECT_EQ(FsysFilePeer::deferred(*file), 1u);
+  EXPECT_FALSE(writePollIsDue());
+  EXPECT_EQ(file->DirectWrite(data, false, &Recorder::told, context, false), 1u);
+  EXPECT_EQ(FsysFilePeer::deferred(*file), 1u);
+  EXPECT_TRUE(writePollIsDue());
+}
+
+TEST_F(FsysFileDirectTest, TheRequestOfAStagedWriteIsDeferrableIfItsCallerSaidSo) {
+  for (bool deferrable : {true, false}) {
+    FsysFile* file = openForWriting(deferrable ? L"/m/a" : L"/m/b");
+    bool wasDeferrable = !deferrable;
+    recorder_->onCall([&](const Recorder::Call&) {
+      wasDeferrable = Peer::isDeferrable(*FsysFilePeer::writeRequests(*file)[0]);
+    });
+    Qv::Ptr<iObject> context = recorder_->context();
+    Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(kStaged + 1);
+    EXPECT_EQ(file->DirectWrite(data, deferrable, &Recorder::told, context, false), 1u);
+    EXPECT_EQ(wasDeferrable, deferrable);
+  }
+}
+
+// What is refused and what is ignored ------------------------------------------------------------
 
 TEST_F(FsysFileDirectTest, AFileThatIsClosingAnswersNothingFromTheCache) {
   FsysFile* file = readPatternFile(L"/m/a", 8192);
