@@ -330,8 +330,9 @@ TEST_F(FileRequestMergeTest, WritesThatAbutInTheFileAndInMemoryMergeInEitherOrde
 
 TEST_F(FileRequestMergeTest, WritesDoNotMergeAcrossAGapOfOneByteNorWhenTheyOverlap) {
   RequestHandle first = queuedWrite(0, 512);
-  RequestHandle behindAGap = queuedWrite(513, 512);
-  RequestHandle overlapping = queuedWrite(511, 512);
+  // In memory both begin where the first ends.
+  RequestHandle behindAGap = makeWrite(513, 512, piece(512, 512));
+  RequestHandle overlapping = makeWrite(511, 512, piece(512, 512));
   EXPECT_FALSE(first->Coalesce(behindAGap.get()));
   EXPECT_FALSE(first->Coalesce(overlapping.get()));
 }
