@@ -188,6 +188,51 @@ TEST_F(FileRequestDeliveryTest, ATransferOfNothingFailsEverybodyWithError0) {
   EXPECT_EQ(FsysGetLastError(), 0u);
 }
 
+// The bytes done are counted from the offset that was asked for, also where the transfer began at
+// the sector before it.
+TEST_F(FileRequestDeliveryTest, WhatWasReachedIsCountedFromTheOffsetNotFromTheTransfersStart) {
+  RequestHandle request = inStatus(makeRead(1000, 100, 1), FileRequest::QUEUED);
+  for (int i = 0; i < 2; ++i) {
+    RequestHandle other = makeRead(1500 + 200u * i, 100, 2 + i);
+    ASSERT_TRUE(request->Coalesce(other.get()));
+  }
+  request->ReadSectorAdjust(512);
+  ASSERT_EQ(Peer::startAdjust(*request), -488);
+  Peer::setBuffer(*request, TestHolder::ofPattern(2048, 512));
+  Peer::setBytesDone(*request, 600);
+  request->setStatus(FileRequest::SUCCEEDED);
+  EXPECT_EQ(request->doCallbacks(), 1u);
+  EXPECT_EQ(statuses(), (Statuses{eRequestSucceeded, eRequestSucceeded, eRequestFailed}))
+      << "1500 lies before 1600, though not before 1112";
+  EXPECT_EQ(whyNotPattern(recorder_->at(1).bytes, 1500), "");
+}
+
+TEST_F(FileRequestDeliveryTest, AMergedReadAcrossTheEndOfAFileFailsTheCallerBeyondItWithError0) {
+  FsysFile* file = openToRead(4096);
+  queueRead(file, 1000, 1000, 1);
+  queueRead(file, 4608, 100, 2);
+  startReads(file);
+  ASSERT_EQ(os_->asyncIo().pending().size(), 1u) << "they were merged";
+  OsAtomics::store(FsysError, 77u);
+  os_->asyncIo().finish();
+  EXPECT_EQ(recorder_->tickets(), (Tickets{1, 2}));
+  EXPECT_EQ(statuses(), (Statuses{eRequestSucceeded, eRequestFailed}));
+  EXPECT_EQ(whyNotPattern(recorder_->at(0).bytes, 1000), "");
+  EXPECT_FALSE(recorder_->at(1).hadData);
+  EXPECT_EQ(FsysGetLastError(), 0u);
+}
+
+TEST_F(FileRequestDeliveryTest, AMergedReadThatEndsShortFailsTheCallerItDidNotReach) {
+  FsysFile* file = openToRead(8192);
+  queueRead(file, 0, 1000, 1);
+  queueRead(file, 3000, 100, 2);
+  startReads(file);
+  ASSERT_TRUE(os_->asyncIo().finishShort(0, 3000));
+  EXPECT_EQ(statuses(), (Statuses{eRequestSucceeded, eRequestFailed}));
+  EXPECT_EQ(FsysGetLastError(), 0u);
+  EXPECT_EQ(file->GetReadBytesOutstanding(), 0u);
+}
+
 TEST_F(FileRequestDeliveryTest, ASuccessLeavesTheLastErrorAlone) {
   OsAtomics::store(FsysError, 77u);
   finishedRead(1000)->doCallbacks();
