@@ -174,6 +174,48 @@ TEST_F(FileRequestTest, ARefusedSectorFailsItsWriteAndTheRestIsNotTransferred) {
   EXPECT_EQ(file_.starts().size(), 1u);
 }
 
+TEST_F(FileRequestTest, AWriteLongerThanItsHolderIsRefusedBeforeAnythingIsCopiedToTheSegment) {
+  Qv::Ptr<iMemHolder> segment = makeSegment();
+  FsysFilePeer::giveSegment(file_, segment, 7);
+  RequestHandle request =
+      inStatus(makeWrite(100, 1024, TestHolder::ofPattern(1023)), FileRequest::STARTED);
+  EXPECT_EQ(request->StartRequest(&file_), eOsInvalid);
+  EXPECT_EQ(whyNotOld(segment->getBuffer(), 512), "");
+  EXPECT_EQ(FsysFilePeer::pendingSegmentBytes(file_), 7u);
+  EXPECT_TRUE(file_.starts().empty());
+}
+
+TEST_F(FileRequestTest, ASegmentShorterThanASectorIsRefusedBeforeAnythingIsCopiedToIt) {
+  Qv::Ptr<iMemHolder> segment = makeSegment(511);
+  FsysFilePeer::giveSegment(file_, segment, 7);
+  RequestHandle request =
+      inStatus(makeWrite(100, 100, TestHolder::ofPattern(100)), FileRequest::STARTED);
+  EXPECT_EQ(request->StartRequest(&file_), eOsInvalid);
+  EXPECT_EQ(whyNotOld(segment->getBuffer(), 511), "");
+  EXPECT_EQ(FsysFilePeer::pendingSegmentBytes(file_), 7u);
+  EXPECT_TRUE(file_.starts().empty());
+}
+
+// An opened file has no segment.
+TEST_F(FileRequestTest, AnUnalignedWriteThatIsQueuedOnAnOpenedFileGoesOutWhole) {
+  FsysFile* file = openToWrite();
+  EXPECT_FALSE(FsysFilePeer::hasSegment(*file));
+  ASSERT_EQ(file->QueueWriteRequest(new FileRequest(false, 100, 1000, false, false,
+                                                    TestHolder::ofPattern(100, 1000), file,
+                                                    &Recorder::told, recorder_->context())),
+            1u);
+  EXPECT_EQ(startWrites(file), 1u);
+  ASSERT_EQ(os_->asyncIo().pending().size(), 1u);
+  EXPECT_EQ(os_->asyncIo().pending()[0].offset, 1000u);
+  EXPECT_EQ(os_->asyncIo().pending()[0].bytes, 100u);
+  os_->asyncIo().finish();
+  EXPECT_EQ(recorder_->at(0).status, eRequestSucceeded);
+  std::vector<unsigned char> written = os_->files().bytesOf(L"/media/w");
+  ASSERT_EQ(written.size(), 1100u);
+  EXPECT_EQ(whyNotZeros(written.data(), 1000), "");
+  EXPECT_EQ(whyNotPattern(written.data() + 1000, 100, 1000), "");
+}
+
 // Through the file, bytes and all: the segment is filled again while its sector is in flight.
 TEST_F(FileRequestTest, ASectorInFlightKeepsItsBytesWhenItsSegmentIsFilledAgain) {
   FsysFile* file = openToWrite();

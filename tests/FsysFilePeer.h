@@ -19,6 +19,7 @@ struct FsysFilePeer {
     file.writeSegment_ = segment;
     file.pendingSegmentBytes_ = pending;
   }
+  static bool hasSegment(const FsysFile& file) { return static_cast<bool>(file.writeSegment_); }
   static uint32_t pendingSegmentBytes(const FsysFile& file) { return file.pendingSegmentBytes_; }
 
   static uint32_t cachedBytes(const FsysFile& file) { return file.cachedBytes(); }
