@@ -6,7 +6,10 @@
 
 #include "fsys/MemBlock.h"
 #include "fsys/ResultCodes.h"
+#include "fsys/WriteMemRef.h"
 #include "tests/FileRequestFixture.h"
+#include "tests/support/ForwardingOS.h"
+#include "tests/support/WideBuffer.h"
 
 namespace {
 
@@ -211,6 +214,7 @@ TEST_F(FileRequestTest, AStartedReadTakesItsByteCountOffThePoolsAndAddsToTheRead
   EXPECT_EQ(FileRequest::GetReadBytes(), bytes + 4096);
   within->StartRequest(&file_);
   EXPECT_EQ(FileRequest::GetReadCount(), reads + 2);
+  EXPECT_EQ(FileRequest::GetReadBytes(), bytes + 4096 + 1024) << "what is transferred";
   EXPECT_EQ(Fsys::BufferSpace_->GetPendingBytes(), 100000u - 4096u - 100u);
 }
 
@@ -293,6 +297,42 @@ TEST_F(FileRequestTest, TheLongestReadIsTheOneWhoseBlockFits32Bits) {
   EXPECT_EQ(os_->memory().allocations().size(), 1u);
 }
 
+// Memory of which a block of more than 2 GiB can be had.
+class SystemWithWideMemory final : public ForwardingOS {
+public:
+  iVirtualMemory* getVirtualMemory() override { return &memory_; }
+
+private:
+  class Memory final : public iVirtualMemory {
+  public:
+    void* allocate(void*, size_t, unsigned, unsigned) override { return addresses_.data(); }
+    bool free(void*, size_t, unsigned) override { return true; }
+    Figures figures() const override { return {}; }
+
+  private:
+    WideBuffer addresses_;
+  };
+  Memory memory_;
+};
+
+TEST_F(FileRequestTest, AReadOf2GibIsPendingAndOutstandingInFullAndTakenOffInFull) {
+  SystemWithWideMemory system;
+  ASSERT_NE(system.getVirtualMemory()->allocate(nullptr, 1, eVmReserveAndCommit, eVmReadWrite),
+            nullptr);
+  constexpr uint32_t k2Gib = 0x80000000;
+  double figure = FileRequest::GetReadBytes();
+  queueRead(&file_, 0, k2Gib);
+  EXPECT_EQ(Fsys::BufferSpace_->GetPendingBytes(), k2Gib);
+  EXPECT_EQ(file_.GetReadBytesOutstanding(), k2Gib);
+  file_.answerWith(eOsIoError);
+  EXPECT_EQ(startReads(&file_), 0u);
+  ASSERT_EQ(file_.starts().size(), 1u);
+  EXPECT_EQ(file_.starts()[0].bytes, k2Gib);
+  EXPECT_EQ(Fsys::BufferSpace_->GetPendingBytes(), 0u);
+  EXPECT_EQ(file_.GetReadBytesOutstanding(), 0u);
+  EXPECT_EQ(FileRequest::GetReadBytes(), figure + k2Gib);
+}
+
 TEST_F(FileRequestTest, AReadThatWraps32BitsFailsItsCallerOnceAndTheSystemSeesNothing) {
   FsysFile* file = openToRead(4096);
   queueRead(file, 1, 0xFFFFFFFF, 7);
@@ -331,6 +371,26 @@ TEST_F(FileRequestTest, AWriteLongerThanItsHolderIsRefusedAndTheSystemSeesNothin
   EXPECT_EQ(recorder_->count(), 2u);
   EXPECT_TRUE(os_->files().transfers().empty());
   EXPECT_EQ(file->GetWriteBytesOutstanding(), 0u);
+}
+
+TEST_F(FileRequestTest, FromAWriteCachesHolder524288BytesAreWrittenAndNotOneMore) {
+  FsysFile* file = openToWrite();
+  Qv::Ptr<iMemHolder> cache(new WriteMemRef);
+  auto queue = [&](uint32_t bytes) {
+    ASSERT_EQ(file->QueueWriteRequest(new FileRequest(false, bytes, 0, false, false, cache, file,
+                                                      &Recorder::told, recorder_->context())),
+              1u);
+  };
+  queue(524289);
+  EXPECT_EQ(startWrites(file), 0u);
+  EXPECT_EQ(FsysGetLastError(), eOsInvalid);
+  EXPECT_TRUE(os_->files().transfers().empty());
+  queue(524288);
+  EXPECT_EQ(startWrites(file), 1u);
+  ASSERT_EQ(os_->files().transfers().size(), 1u);
+  EXPECT_EQ(os_->files().transfers()[0].bytes, 524288u);
+  os_->asyncIo().finishAll();
+  EXPECT_EQ(recorder_->at(1).status, eRequestSucceeded);
 }
 
 }  // namespace
