@@ -49,9 +49,10 @@ protected:
     unsigned most_ = 0;
   };
 
-  void readMany(AsyncTester& tester, Meeting& meeting) {
-    folder_.put("clip", std::string(4096, 'c'));
-    Qv::Ptr<iFile> file = linuxFileManager()->openMedia(folder_ / "clip", 1, false, 4, 3);
+  static void readMany(AsyncTester& tester, Meeting& meeting) {
+    ScratchFolder folder;
+    folder.put("clip", std::string(4096, 'c'));
+    Qv::Ptr<iFile> file = linuxFileManager()->openMedia(folder / "clip", 1, false, 4, 3);
     ASSERT_TRUE(file);
     ASSERT_EQ(file->attach(tester.handler()), 1u);
     std::vector<std::unique_ptr<AsyncTester::Request>> requests;
@@ -78,8 +79,6 @@ protected:
     first.reset();
     return ring() ? "a ring is told after its end" : "right";
   }
-
-  ScratchFolder folder_;
 };
 
 TEST_F(LinuxPortDescriptionTest, ThreadsHaveAsManyTransfersInHandAtOnceAsIsSaidAndNotOneMore) {
