@@ -400,4 +400,49 @@ TEST_F(FsysFileWriteTest, AWriteForWhichThereIsNoMemoryIsRefusedAndLosesNothing)
   EXPECT_EQ(os_->files().bytesOf(L"/m/a"), patternBytes(600100));
 }
 
+// After the engine ------------------------------------------------------------------------------
+
+class LeftOpenWritingTest : public FsysFileWriteTest {
+protected:
+  // Of two files the engine closes the first. Ends it, with the second's held bytes or without.
+  FsysFile* leaveOpen() {
+    openForWriting(L"/m/closed");
+    FsysFile* left = openForWriting(L"/m/left");
+    EXPECT_EQ(write(left, TestHolder::ofPattern(100)), 1u);
+    FsysUninitialize(Shutdown::eNormal);
+    os_->files().clearRecords();
+    recorder_->clear();
+    return left;
+  }
+  void expectInert(FsysFile* file) {
+    double before_ms = Qv::now();
+    for (bool synchronous : {false, true}) {
+      EXPECT_EQ(write(file, TestHolder::ofPattern(512), 1, synchronous), 0u);
+      EXPECT_EQ(write(file, TestHolder::ofPattern(100), 1, synchronous), 0u);
+    }
+    unsigned char bytes[512] = {};
+    EXPECT_EQ(file->Write(bytes, 512), uint32_t{eOsInvalid});
+    EXPECT_EQ(file->Seek(0, eSeekFromStart), 1u);
+    EXPECT_EQ(file->GetPosition(), 0u);
+    file->WaitForDrain();
+    EXPECT_EQ(Qv::now(), before_ms);
+    EXPECT_EQ(recorder_->count(), 0u);
+    EXPECT_TRUE(os_->files().transfers().empty());
+    EXPECT_TRUE(texts_.splats().empty());
+  }
+};
+
+TEST_F(LeftOpenWritingTest, AFileThatItsEngineLeftOpenWritesNothingAndWaitsForNothing) {
+  expectInert(leaveOpen());
+  EXPECT_EQ(os_->files().bytesOf(L"/m/left"), patternBytes(100));
+}
+
+TEST_F(LeftOpenWritingTest, ItIsInertAlsoWhereItsHeldBytesCouldNotBeWritten) {
+  os_->faults().fail(FaultPlan::eWrite, eOsNoSpace, 1, FaultPlan::eFromThenOn);
+  FsysFile* left = leaveOpen();
+  os_->faults().clear();
+  expectInert(left);
+  EXPECT_EQ(os_->memory().regions(), 0u) << "the cache went with the engine";
+}
+
 }  // namespace
