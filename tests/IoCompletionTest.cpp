@@ -55,6 +55,16 @@ TEST_F(IoCompletionTest, AReceiverWhoseSecondHandlerFailsLeavesNothing) {
   EXPECT_EQ(os_->asyncIo().livePorts(), 0u);
 }
 
+TEST_F(IoCompletionTest, TheReadHandlerEndsBeforeTheWriteHandler) {
+  {
+    IOCompletionReceiver receiver;
+  }
+  const auto& ports = os_->asyncIo().ports();
+  ASSERT_EQ(ports.size(), 2u);
+  EXPECT_EQ(ports[0]->ended, 1u);
+  EXPECT_EQ(ports[1]->ended, 2u);
+}
+
 TEST_F(IoCompletionTest, ExecutingACommandReturns1AlsoForAFailureWithoutARequest) {
   IOCompletionReceiver receiver;
   OnIOCompletion command(nullptr);
@@ -140,6 +150,20 @@ TEST_F(IoCompletionTest, AFailedWriteIsFollowedByGoodOnesAndDoesNotHoldUpTheClos
   EXPECT_TRUE(os_->threads().sleeps().empty());
 }
 
+TEST_F(IoCompletionTest, TheEndOfAWriteEndsADrainAtOnceWhetherItWentWellOrNot) {
+  FsysFile* file = openForWriting(L"/m/a");
+  for (bool well : {true, false}) {
+    write(file, TestHolder::ofPattern(512));
+    passOverWrites();
+    if (!well) os_->faults().fail(FaultPlan::eFinishWrite, eOsNoSpace);
+    double before_ms = Qv::now();
+    file->WaitForDrain();
+    EXPECT_LT(Qv::now() - before_ms, 200) << "of 4000";
+    EXPECT_EQ(file->GetWriteBytesOutstanding(), 0u);
+  }
+  EXPECT_EQ(recorder_->at(1).status, eRequestFailed);
+}
+
 TEST_F(IoCompletionTest, AFailedSegmentThatNobodyIsToldOfSetsTheErrorAndIsTakenOff) {
   FsysFile* file = openForWriting(L"/m/a");
   FsysFilePeer::giveSegment(*file, TestHolder::ofPattern(512), 100);
@@ -153,16 +177,17 @@ TEST_F(IoCompletionTest, AFailedSegmentThatNobodyIsToldOfSetsTheErrorAndIsTakenO
 
 // The judgement ----------------------------------------------------------------------------------
 
-TEST_F(IoCompletionTest, AReadOfExactly10000BytesIsNeverJudgedOnItsRateAnd10001Is) {
+// Of a file's last sector only what lies before its end is transferred.
+TEST_F(IoCompletionTest, AReadThatTransfers10000BytesIsNeverJudgedOnItsRateAnd10001Is) {
   Qv::Ptr<MediaDrive> drive = addDrive();
-  FsysFile* file = openReading(20480);
-  // Whole sectors are transferred: 19 of them are 9728 bytes, 20 are 10240.
-  readTaking(file, 9728, 1000);
-  EXPECT_FALSE(drive->isTooSlow());
-  readTaking(file, 10240, 1000);
+  readTaking(openReading(10000), 10001, 1000);
+  EXPECT_FALSE(drive->isTooSlow()) << "the bytes that were transferred count, not those asked for";
+  readTaking(openReading(10001), 10001, 1000);
   EXPECT_TRUE(drive->isTooSlow());
-  readTaking(file, 10240, 10240 / 300.0 - 0.01);
+  readTaking(openReading(10001), 10000, 10001 / 300.0 - 0.01);
   EXPECT_FALSE(drive->isTooSlow()) << "at 300 bytes a ms and more it keeps up";
+  readTaking(openReading(10001), 10000, 10001 / 300.0 + 0.01);
+  EXPECT_TRUE(drive->isTooSlow());
 }
 
 TEST_F(IoCompletionTest, ALongReadQueueIsTooSlowFrom1001000BytesOn) {
@@ -199,6 +224,14 @@ TEST_F(IoCompletionTest, ASlowWriteIsToldWithoutDataWithStatus6AndError9) {
   EXPECT_EQ(FsysGetLastError(), 9u);
   EXPECT_EQ(texts_.outText(), "assertion failed false at fsys/FileRequest line 537\n");
   EXPECT_EQ(os_->files().bytesOf(kOnDrive), patternBytes(20480)) << "the data is on the disk";
+}
+
+TEST_F(IoCompletionTest, AQuickWriteClearsTheTooSlowMark) {
+  Qv::Ptr<MediaDrive> drive = addDrive();
+  drive->setTooSlow(true);
+  writeTaking(openForWriting(kOnDrive), 20480, 20480 / 300.0 - 0.01);
+  EXPECT_FALSE(drive->isTooSlow());
+  EXPECT_TRUE(recorder_->at(0).hadData);
 }
 
 TEST_F(IoCompletionTest, AWriteQueueIsTooLongFrom1501000BytesOn) {
@@ -294,6 +327,8 @@ TEST_F(IoCompletionTest, AWriteCallbackMayStageMoreOfItsOwnFileWithoutWaitingFor
   recorder_->onCall([&](const Recorder::Call& call) {
     if (call.ticket != 1) return;
     EXPECT_EQ(write(file, TestHolder::ofPattern(140001, 512), 2), 1u);
+    EXPECT_EQ(recorder_->count(), 1u) << "its own write is not over yet";
+    EXPECT_EQ(file->GetWriteBytesOutstanding(), 512u + 139776u);
   });
   write(file, TestHolder::ofPattern(512), 1);
   os_->run();

@@ -28,7 +28,7 @@ Qv::Ptr<iCompletionPort> FakeAsyncIo::createPort(const char* name, const Complet
   state->queued = queued;
   state->kept = kept;
   ports_.push_back(state);
-  return Qv::Ptr<iCompletionPort>(new FakePort(state));
+  return Qv::Ptr<iCompletionPort>(new FakePort(*this, state));
 }
 
 unsigned FakeAsyncIo::livePorts() const {

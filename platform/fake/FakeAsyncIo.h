@@ -25,6 +25,7 @@ struct FakePortState {
   CompletionCommand command;
   bool alive = true;
   unsigned executed = 0;  // commands
+  unsigned ended = 0;     // which of the ports that have ended it was, from 1
 };
 
 // FakeTransfer: a transfer that was started and has not finished.
@@ -94,6 +95,7 @@ public:
   // Forgets what is pending: nothing is reported.
   void dropAll();
   void setFileManager(FakeFileManager* files) { files_ = files; }
+  void endPort(FakePortState& port) { port.ended = ++endedPorts_; }
 
 private:
   bool finishWith(size_t index, uint32_t error, uint32_t mostBytes);
@@ -110,5 +112,6 @@ private:
   unsigned lateDropped_ = 0;
   unsigned unreported_ = 0;
   unsigned reported_ = 0;
+  unsigned endedPorts_ = 0;
   bool held_ = false;
 };

@@ -7,8 +7,10 @@
 // FakePort: a port of the fake. When it goes, nothing is reported to it any more.
 class FakePort final : public iCompletionPort {
 public:
-  explicit FakePort(std::shared_ptr<FakePortState> state) : state_(std::move(state)) {}
+  FakePort(FakeAsyncIo& asyncIo, std::shared_ptr<FakePortState> state)
+      : asyncIo_(asyncIo), state_(std::move(state)) {}
   ~FakePort() override {
+    asyncIo_.endPort(*state_);
     state_->alive = false;
     state_->command = CompletionCommand();
   }
@@ -16,5 +18,6 @@ public:
   const std::shared_ptr<FakePortState>& state() const { return state_; }
 
 private:
+  FakeAsyncIo& asyncIo_;
   std::shared_ptr<FakePortState> state_;
 };
