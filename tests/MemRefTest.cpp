@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/CountingHeap.h"
 #include "tests/support/TestHolder.h"
 
 namespace {
@@ -47,6 +48,20 @@ TEST(MemRefTest, WithoutAHolderOrItsMemoryTheBufferIsNull) {
   EXPECT_EQ(Qv::Ptr<MemRef>(new MemRef(nullptr, 5, 10))->getBuffer(), nullptr);
   Qv::Ptr<iMemHolder> withoutMemory(new TestHolder(0u));
   EXPECT_EQ(Qv::Ptr<MemRef>(new MemRef(withoutMemory, 5, 10))->getBuffer(), nullptr);
+}
+
+TEST(MemRefTest, SlicesTakeTheirMemoryFromAPoolAndGiveItBack) {
+  Qv::Ptr<iMemHolder> holder = TestHolder::ofPattern(1000);
+  Qv::Ptr<MemRef>(new MemRef(holder, 0, 10)).reset();
+  unsigned allocations;
+  {
+    CountingHeap heap;
+    if (!heap.seesAllocations())
+      GTEST_SKIP() << "the sanitizer's own operators stand where the library's would";
+    for (unsigned i = 0; i < 1000; ++i) Qv::Ptr<MemRef>(new MemRef(holder, i, 1)).reset();
+    allocations = heap.allocations();
+  }
+  EXPECT_EQ(allocations, 0u);
 }
 
 }  // namespace

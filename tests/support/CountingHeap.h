@@ -1,0 +1,42 @@
+#pragma once
+
+#include <atomic>
+#include <new>
+
+#include "tests/support/ForwardingOS.h"
+
+// CountingHeap: counts what is asked of the heap for a scope.
+// Story      Make it once everything is warm, do the one thing, and read the count before anything
+//            else is said. Under a sanitizer the sanitizer's own operators may stand where the
+//            library's would: then nothing is seen, and the test is skipped.
+class CountingHeap final : public ForwardingOS {
+public:
+  CountingHeap() {
+    ::operator delete(::operator new(1));
+    seesAllocations_ = memory_.count.exchange(0) != 0;
+  }
+  iMemoryManager* getMemoryManager() override { return &memory_; }
+
+  bool seesAllocations() const { return seesAllocations_; }
+  unsigned allocations() const { return memory_.count.load(); }
+
+private:
+  class Memory final : public iMemoryManager {
+  public:
+    void* allocate(size_t bytes) override {
+      ++count;
+      return nativeOS()->getMemoryManager()->allocate(bytes);
+    }
+    void* allocateAligned(size_t bytes, size_t alignment) override {
+      ++count;
+      return nativeOS()->getMemoryManager()->allocateAligned(bytes, alignment);
+    }
+    void free(void* memory) override { nativeOS()->getMemoryManager()->free(memory); }
+    void freeAligned(void* memory) override { nativeOS()->getMemoryManager()->freeAligned(memory); }
+
+    std::atomic<unsigned> count{0};
+  };
+
+  Memory memory_;
+  bool seesAllocations_;
+};
