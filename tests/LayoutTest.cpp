@@ -162,15 +162,32 @@ TEST_F(LayoutTest, TheReceiversCommandStandsBehindItsDestructors) {
   EXPECT_EQ(slotOf(&IOCompletionReceiver::executeCommand), 2u);
 }
 
-// Nothing but a destructor: a table pointer, and then the first field.
+// Its first virtual operation stands in the slot behind all of the base's.
+template <typename Base>
+struct OneMore : Base {
+  using Base::Base;
+  virtual void more() {}
+};
+
+TEST_F(LayoutTest, ClassesWithOnlyAVirtualDestructorHaveNoFurtherSlots) {
+  EXPECT_EQ(slotOf(&OneMore<FsysBuf>::more), 2u);
+  EXPECT_EQ(slotOf(&OneMore<Fsys>::more), 2u);
+  EXPECT_EQ(slotOf(&OneMore<FsysPoll>::more), 2u);
+}
+
+// A table pointer, and then the first field.
 TEST_F(LayoutTest, ClassesWithOnlyAVirtualDestructorBeginWithTheirTable) {
   FsysBuf pool;
   Fsys engine;
+  Vector<FsysFile*> files;
+  CriticalSection lock;
+  FsysPoll poll(&files, &lock, true, 50, 50);
   auto offsetIn = [](const void* object, const void* field) {
     return static_cast<const char*>(field) - static_cast<const char*>(object);
   };
   EXPECT_EQ(offsetIn(&pool, LayoutPeer::of(pool).front()), ptrdiff_t{sizeof(void*)});
   EXPECT_EQ(offsetIn(&engine, LayoutPeer::of(engine).front()), ptrdiff_t{sizeof(void*)});
+  EXPECT_EQ(offsetIn(&poll, LayoutPeer::of(poll).front()), ptrdiff_t{sizeof(void*)});
 }
 
 TEST_F(LayoutTest, ThePoolsSecondCountIsZeroAndABlocksOffsetToo) {
