@@ -1,5 +1,6 @@
 #include "fsys/FsysFile.h"
 
+#include <memory>
 #include <new>
 
 #include "fsys/DeliveryScope.h"
@@ -41,9 +42,12 @@ FsysFile::FsysFile(const Qv::Ptr<iFile>& file, FsysPoll* poll, uint32_t sectorSi
 void FsysFile::init() {
   drainEvent_ = OS()->getThreads()->createEvent(0, 0, 0);
   if (!drainEvent_) throw std::bad_alloc();
-  readRequests_ = new RequestList(kListRoom);
-  writeRequests_ = new RequestList(kListRoom);
+  // A constructor that throws runs no destructor: nothing is kept before all of it is there.
+  auto reads = std::make_unique<RequestList>(kListRoom);
+  auto writes = std::make_unique<RequestList>(kListRoom);
   lock_ = new CriticalSection;
+  readRequests_ = reads.release();
+  writeRequests_ = writes.release();
 }
 
 FsysFile::~FsysFile() {
