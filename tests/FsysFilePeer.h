@@ -8,6 +8,8 @@ struct FsysFilePeer {
   static FsysFile::RequestList& readRequests(FsysFile& file) { return *file.readRequests_; }
   static FsysFile::RequestList& writeRequests(FsysFile& file) { return *file.writeRequests_; }
   static CriticalSection& lock(FsysFile& file) { return *file.lock_; }
+  static iDiskDrive::eType driveType(const FsysFile& file) { return file.driveType_; }
+  static iThreadEvent& drainEvent(FsysFile& file) { return *file.drainEvent_; }
   static bool closing(const FsysFile& file) { return file.closing_; }
   static void setClosing(FsysFile& file) { file.closing_.set(true); }
   static void setPosition(FsysFile& file, uint64_t position) { file.position_.set(position); }
