@@ -1,4 +1,4 @@
-// A file's start pass, and its synchronous side: transfers at the position, seeking, draining.
+// A file's start pass, and its synchronous side: transfers at the position, seeking.
 
 #include "fsys/FsysFile.h"
 
@@ -162,7 +162,7 @@ TEST_F(FsysFilePassTest, AWriteLargerThanItsHolderNeverReachesTheSystem) {
   EXPECT_EQ(FsysGetLastError(), uint32_t{eOsInvalid});
 }
 
-// Synchronous transfers, seeking, draining -------------------------------------------------------
+// Synchronous transfers and seeking --------------------------------------------------------------
 
 TEST_F(FsysFilePassTest, AReadAtThePositionMovesItByTheCountAndAFailedOneDoesNot) {
   FsysFile* file = readPatternFile(L"/m/a", 1000);
@@ -239,53 +239,6 @@ TEST_F(FsysFilePassTest, BytesThatASeekCouldNotSendDoNotEndUpElsewhere) {
   ASSERT_EQ(bytes.size(), 1050u);
   EXPECT_EQ(whyNotPattern(bytes.data(), 100, 0), "");
   EXPECT_EQ(whyNotPattern(bytes.data() + 1000, 50, 1000), "");
-}
-
-TEST_F(FsysFilePassTest, DrainingAFileWithoutOutstandingWritesReturnsAtOnce) {
-  FsysFile* file = openForWriting(L"/m/a");
-  double before = Qv::now();
-  file->WaitForDrain();
-  EXPECT_EQ(Qv::now(), before);
-  EXPECT_TRUE(texts_.splats().empty());
-}
-
-TEST_F(FsysFilePassTest, DrainingWritesTheHeldBytesOnce) {
-  FsysFile* file = openForWriting(L"/m/a");
-  write(file, TestHolder::ofPattern(700));
-  os_->files().clearRecords();
-  file->WaitForDrain();
-  ASSERT_EQ(os_->files().transfers().size(), 1u);
-  EXPECT_EQ(os_->files().transfers()[0].bytes, 700u);
-  EXPECT_EQ(file->GetPosition(), 700u);
-  file->WaitForDrain();
-  EXPECT_EQ(os_->files().transfers().size(), 1u);
-}
-
-TEST_F(FsysFilePassTest, DrainingWaitsForWritesInFlight) {
-  FsysFile* file = openForWriting(L"/m/a");
-  write(file, TestHolder::ofPattern(512));
-  file->WaitForDrain();
-  EXPECT_EQ(recorder_->count(), 1u);
-  EXPECT_TRUE(texts_.splats().empty());
-}
-
-TEST_F(FsysFilePassTest, DrainingGivesUpAfter4000Ms) {
-  FsysFile* file = openForWriting(L"/m/a");
-  fillWriteList(file, 1);
-  double before = Qv::now();
-  file->WaitForDrain();
-  EXPECT_NEAR(Qv::now() - before, 4000, 2);
-  TestDiagnostics::Splat expected{0, "Timed out waiting for write completion\n"};
-  EXPECT_EQ(texts_.splats(), std::vector<TestDiagnostics::Splat>{expected});
-}
-
-TEST_F(FsysFilePassTest, ASignalThatIsLeftOverFromEarlierWritesEndsNoDrain) {
-  FsysFile* file = openForWriting(L"/m/a");
-  write(file, TestHolder::ofPattern(512), 1);
-  os_->run();
-  write(file, TestHolder::ofPattern(512, 512), 2);
-  file->WaitForDrain();
-  EXPECT_EQ(recorder_->tickets(), (std::vector<int>{1, 2}));
 }
 
 }  // namespace
