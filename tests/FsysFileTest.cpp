@@ -112,9 +112,37 @@ TEST_F(FsysFileTest, AMergedDeferredReadCountsAsDeferredToo) {
 
 TEST_F(FsysFileTest, AReadThatIsNotDeferrableWakesThePollerWhileOthersAreDeferred) {
   FsysSetImmediateRequestHandling(false);
-  FsysFile* file = readPatternFile(L"/m/a", 4096);
-  file->QueueReadRequest(readRequest(file, 0, 512));
+  FsysFile* file = readPatternFile(L"/m/a", 1 << 20);
+  FsysSetCoalesceLength(file, 0);
+  file->QueueReadRequest(readRequest(file, 0, 512, 1, true));
+  file->QueueReadRequest(readRequest(file, 9000, 512, 2, true));
+  EXPECT_FALSE(readPollIsDue());
+  file->QueueReadRequest(readRequest(file, 18000, 512, 3));
   EXPECT_TRUE(readPollIsDue());
+  EXPECT_EQ(FsysFilePeer::deferred(*file), 2u) << "itself it is not deferred";
+  os_->run();
+  EXPECT_EQ(recorder_->tickets(), (std::vector<int>{1, 2, 3}));
+}
+
+TEST_F(FsysFileTest, AMergedReadThatIsNotDeferrableWakesThePollerToo) {
+  FsysSetImmediateRequestHandling(false);
+  FsysFile* file = readPatternFile(L"/m/a", 4096);
+  file->QueueReadRequest(readRequest(file, 0, 512, 1, true));
+  EXPECT_FALSE(readPollIsDue());
+  file->QueueReadRequest(readRequest(file, 512, 512, 2));
+  EXPECT_EQ(FsysFilePeer::readRequests(*file).size(), 1u);
+  EXPECT_TRUE(readPollIsDue());
+  EXPECT_EQ(FsysFilePeer::deferred(*file), 1u);
+}
+
+TEST_F(FsysFileTest, ADeferrableSynchronousReadIsStartedAtOnceAndNotCountedAsDeferred) {
+  FsysSetImmediateRequestHandling(false);
+  FsysFile* file = readPatternFile(L"/m/a", 4096);
+  double before_ms = Qv::now();
+  EXPECT_EQ(file->QueueReadRequest(readRequest(file, 100, 200, 1, true, true)), 1u);
+  ASSERT_EQ(recorder_->count(), 1u);
+  EXPECT_EQ(Qv::now(), before_ms) << "the poller was woken, and did not come by itself";
+  EXPECT_EQ(FsysFilePeer::deferred(*file), 0u);
 }
 
 TEST_F(FsysFileTest, ASynchronousReadReturnsWhenItIsDone) {
@@ -231,11 +259,14 @@ TEST_F(FsysFileTest, AListOf40HasRoomAndOneOf41HasNoneWithError8) {
   EXPECT_EQ(file->CheckRequestListSize(&list), 1u);
   EXPECT_EQ(file->QueueWriteRequest(writeRequest(file, 40 * 512, 512)), 1u);
   ASSERT_EQ(list.size(), 41u);
+  os_->run();
+  EXPECT_FALSE(writePollIsDue());
   OsAtomics::store(FsysError, 1u);
   FileRequest* refused = writeRequest(file, 41 * 512, 512);
   EXPECT_EQ(file->QueueWriteRequest(refused), 0u);
   EXPECT_EQ(FsysGetLastError(), 8u);
-  EXPECT_TRUE(writePollIsDue());
+  EXPECT_TRUE(writePollIsDue()) << "a full list wakes the poller";
+  EXPECT_EQ(list.size(), 41u);
   refused->release();
 }
 
@@ -257,14 +288,25 @@ TEST_F(FsysFileTest, AKeptRequestAtTheFrontIsNotDropped) {
 }
 
 TEST_F(FsysFileTest, MoreThan60DeferredRequestsGive8AndTouchNothing) {
-  FsysFile* file = readPatternFile(L"/m/a", 4096);
+  FsysFile* file = readPatternFile(L"/m/a", 1 << 20);
   auto& list = FsysFilePeer::readRequests(*file);
-  FsysFilePeer::setDeferred(*file, 60);
-  EXPECT_EQ(file->CheckRequestListSize(&list), 1u);
+  // More than the limit, and one behind the first that could be dropped.
+  for (unsigned i = 0; i < 41; ++i) {
+    list.add(readRequest(file, i * 9000u, 512));
+    list[i]->setStatus(i == 1 ? FileRequest::COMPLETED : FileRequest::CONSTRUCTED);
+  }
+  const std::vector<FileRequest*> before(list.begin(), list.end());
   FsysFilePeer::setDeferred(*file, 61);
   EXPECT_EQ(file->CheckRequestListSize(&list), 8u);
+  EXPECT_EQ(std::vector<FileRequest*>(list.begin(), list.end()), before);
   EXPECT_EQ(FsysGetLastError(), 1u);
   EXPECT_FALSE(readPollIsDue());
+  FsysFilePeer::setDeferred(*file, 60);
+  EXPECT_EQ(file->CheckRequestListSize(&list), 1u);
+  EXPECT_EQ(list.size(), 40u);
+  EXPECT_EQ(FsysGetLastError(), 8u);
+  EXPECT_TRUE(readPollIsDue());
+  file->ClearMemoryRefs();
 }
 
 TEST_F(FsysFileTest, TheLastKeptReadIsDroppedAndNeverTheFirst) {
@@ -289,6 +331,25 @@ TEST_F(FsysFileTest, TheLastKeptReadIsDroppedAndNeverTheFirst) {
   ASSERT_EQ(list.size(), 2u);
   EXPECT_EQ(list[0], requests[0]) << "a kept read at the front stays";
   requests[3]->setStatus(FileRequest::FAILED);
+}
+
+TEST_F(FsysFileTest, AKeptReadLastUsedAt4294967294IsDroppedAndOneLaterNever) {
+  const uint64_t clock = FileRequest::usageClock_.get();
+  FsysFile* file = readPatternFile(L"/m/a", 1 << 20);
+  auto& list = FsysFilePeer::readRequests(*file);
+  for (unsigned i = 0; i < 3; ++i) {
+    list.add(readRequest(file, i * 9000u, 512));
+    list[i]->setStatus(FileRequest::COMPLETED);
+    FileRequest::usageClock_.set(i == 2 ? 4294967295u : 4294967294u);
+    list[i]->Use();
+  }
+  FileRequest* const stays = list[2];
+  FileRequest::usageClock_.set(clock);
+  file->removeOldestRequest(&list);
+  ASSERT_EQ(list.size(), 2u) << "the one before the last went";
+  EXPECT_EQ(list[1], stays);
+  file->removeOldestRequest(&list);
+  EXPECT_EQ(list.size(), 2u);
 }
 
 }  // namespace
