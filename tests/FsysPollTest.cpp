@@ -1,6 +1,12 @@
 #include "fsys/FsysPoll.h"
 
+#include <memory>
+#include <utility>
+
 #include "tests/EngineFixture.h"
+#include "tests/FsysFilePeer.h"
+#include "tests/support/FailingHeap.h"
+#include "tests/support/LockProbe.h"
 
 namespace {
 
@@ -111,32 +117,122 @@ TEST_F(FsysPollTest, APollerThatIsDestroyedWhileItWaitsMakesNoFurtherPass) {
   EXPECT_TRUE(os_->asyncIo().pending().empty());
 }
 
-TEST_F(FsysPollTest, AStoppedPollersThreadReturns0AtOnce) {
-  struct Stopped : FsysPoll {
-    Stopped(Vector<FsysFile*>* files, CriticalSection* lock) : FsysPoll(files, lock, true, 50, 1) {}
-  };
-  Vector<FsysFile*> files;
-  CriticalSection lock;
-  uint32_t id;
-  {
-    Stopped poll(&files, &lock);
-    id = FsysPollPeer::threadId(poll);
-    EXPECT_NE(id, 0u);
-    EXPECT_EQ(FsysPollPeer::spare(poll), 1u);
+// Being stopped -----------------------------------------------------------------------------------
+
+// A poller over two files of the engine's, beside the engine's own.
+class StoppedPollTest : public FsysPollTest {
+protected:
+  void SetUp() override {
+    FsysPollTest::SetUp();
+    os_->run();
+    for (const wchar_t* name : {L"/m/a", L"/m/b"}) {
+      files_.add(readPatternFile(name, 4096));
+      read(files_[files_.size() - 1], 0, 512, static_cast<int>(files_.size()));
+    }
+    poll_ = std::make_unique<FsysPoll>(&files_, &lock_, true, 50u, 7u);
   }
-  EXPECT_EQ(os_->threads().thread(id), nullptr) << "the thread has left its function";
+  void TearDown() override {
+    poll_.reset();
+    FsysPollTest::TearDown();
+  }
+
+  Vector<FsysFile*> files_;
+  CriticalSection lock_;
+  std::unique_ptr<FsysPoll> poll_;
+};
+
+TEST_F(StoppedPollTest, AStoppedPollersThreadHasEnded) {
+  uint32_t id = FsysPollPeer::threadId(*poll_);
+  ASSERT_NE(id, 0u);
+  EXPECT_EQ(FsysPollPeer::spare(*poll_), 7u);
+  poll_->Stop();
+  EXPECT_EQ(os_->threads().thread(id), nullptr);
+  EXPECT_FALSE(poll_->hasThread());
+  EXPECT_TRUE(os_->asyncIo().pending().empty()) << "it made no further pass";
 }
 
-TEST_F(FsysPollTest, APassHoldsItsListsLockSoACallbackMayEnterItAgain) {
-  FsysFile* file = readPatternFile(L"/m/a", 4096);
-  recorder_->onCall([this](const Recorder::Call&) {
-    os_->files().addFile(L"/m/b", patternBytes(10));
-    openForReading(L"/m/b");
+TEST_F(StoppedPollTest, AStoppedPollersThreadReturns0AtOnceAndStartsNothing) {
+  poll_->Stop();
+  double before_ms = Qv::now();
+  EXPECT_EQ(FsysPoll::StartPolling(poll_.get()), 0u);
+  EXPECT_EQ(Qv::now(), before_ms);
+  EXPECT_TRUE(os_->asyncIo().pending().empty());
+}
+
+TEST_F(StoppedPollTest, APassOfAStoppedPollerStartsNothing) {
+  poll_->Stop();
+  EXPECT_EQ(poll_->Polltasks(), 1u);
+  EXPECT_TRUE(os_->asyncIo().pending().empty());
+}
+
+TEST_F(StoppedPollTest, APassStopsAfterTheFileInWhichThePollerWasStopped) {
+  recorder_->onCall([this](const Recorder::Call&) { poll_->Stop(); });
+  os_->faults().fail(FaultPlan::eStartRead, eOsIoError);
+  EXPECT_EQ(poll_->Polltasks(), 1u);
+  EXPECT_EQ(recorder_->tickets(), std::vector<int>{1});
+  EXPECT_TRUE(os_->asyncIo().pending().empty()) << "the second file was not started";
+}
+
+// What a pass costs and holds ---------------------------------------------------------------------
+
+TEST_F(FsysPollTest, APassHoldsItsListsLockFromItsFirstFileToItsLast) {
+  std::vector<std::pair<int, bool>> held;
+  recorder_->onCall([&](const Recorder::Call& call) {
+    held.emplace_back(call.ticket, LockProbe::isHeld(FsysPeer::readLock(*theFsys)));
   });
-  read(file, 0, 512);
+  int ticket = 0;
+  for (const wchar_t* name : {L"/m/a", L"/m/b", L"/m/c"})
+    read(readPatternFile(name, 4096), 0, 512, ++ticket);
+  os_->faults().fail(FaultPlan::eStartRead, eOsIoError, 1, FaultPlan::eFromThenOn);
+  passOverReads();
+  EXPECT_EQ(held, (std::vector<std::pair<int, bool>>{{1, true}, {2, true}, {3, true}}));
+  EXPECT_FALSE(LockProbe::isHeld(FsysPeer::readLock(*theFsys)));
+}
+
+TEST_F(FsysPollTest, ACompletionsCallbackRunsWithoutTheListsLock) {
+  bool held = true;
+  recorder_->onCall(
+      [&](const Recorder::Call&) { held = LockProbe::isHeld(FsysPeer::readLock(*theFsys)); });
+  read(readPatternFile(L"/m/a", 4096), 0, 512);
+  passOverReads();
+  os_->asyncIo().finishAll();
+  EXPECT_EQ(recorder_->count(), 1u);
+  EXPECT_FALSE(held);
+}
+
+TEST_F(FsysPollTest, ACallbackInAPassMayEnterItsFilesLockAgain) {
+  FsysFile* file = readPatternFile(L"/m/a", 4096);
+  bool held = false;
+  recorder_->onCall([&held, file, this](const Recorder::Call& call) {
+    if (call.ticket != 1) return;
+    held = LockProbe::isHeld(FsysFilePeer::lock(*file));
+    EXPECT_EQ(read(file, 1024, 512, 2), 1u);
+  });
+  read(file, 0, 512, 1);
   os_->faults().fail(FaultPlan::eStartRead, eOsIoError);
   passOverReads();
-  EXPECT_EQ(FsysPeer::readFiles(*theFsys).size(), 2u);
+  EXPECT_TRUE(held);
+  EXPECT_EQ(recorder_->tickets(), std::vector<int>{1});
+  EXPECT_EQ(FsysFilePeer::readRequests(*file).size(), 1u);
+}
+
+TEST_F(FsysPollTest, APassOverIdleFilesAsksForNoMemory) {
+  for (const wchar_t* root : {L"/m/", L"/n/", L"/m/file 7"})
+    DiskManager::addVolume(Qv::Ptr<MediaDrive>(new MediaDrive(Text(root))));
+  for (int i = 0; i < 100; ++i) {
+    std::wstring name = L"/m/file " + std::to_wstring(i);
+    os_->files().addFile(name.c_str());
+    openForReading(name.c_str());
+    openForWriting((name + L" written").c_str());
+  }
+  passOverReads();
+  passOverWrites();
+  FailingHeap heap;
+  if (!heap.isAsked()) GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+  heap.letBe();
+  passOverReads();
+  passOverWrites();
+  EXPECT_EQ(heap.allocations(), 0);
 }
 
 }  // namespace
