@@ -12,6 +12,8 @@
 
 #include "fsys/FileRequest.h"
 #include "fsys/Fsys.h"
+#include "platform/fake/FakeOSScope.h"
+#include "tests/support/TestDiagnostics.h"
 
 namespace {
 
@@ -118,12 +120,6 @@ TEST_F(EngineSettingsTest, ABadNumberGivesTheDefaultAndTheOthersStand) {
   EXPECT_EXIT(say(), testing::ExitedWithCode(0), "ReadPollDelay=50 WritePollDelay=75 ");
 }
 
-TEST_F(EngineSettingsTest, AKeyThatIsSetLaterHasNoEffect) {
-  std::string before = settings();
-  for (const Key& key : keys()) setKey(key, "12345");
-  EXPECT_EQ(settings(), before);
-}
-
 // Which of the globals are not what they must be at load.
 std::string wrongGlobals() {
   std::string wrong;
@@ -150,6 +146,24 @@ TEST_F(EngineSettingsTest, EveryGlobalHasItsInitialValue) {
     std::exit(0);
   };
   EXPECT_EXIT(sayWrong(), testing::ExitedWithCode(0), "wrong: \\(\\)");
+}
+
+// The last error after everything has gone well, in a process where nothing has failed yet.
+TEST_F(EngineSettingsTest, TheLastErrorIs1UntilAnOpenHasFailed) {
+  auto sayLastErrors = [] {
+    FakeOSScope os;
+    TestDiagnostics texts;
+    os->files().addFile(L"/m/a");
+    FsysInitialize();
+    FsysFile* file = nullptr;
+    FsysOpen(&file, LightweightString<wchar_t>(L"/m/a"), 0, 1, nullptr);
+    FsysOpen(&file, LightweightString<wchar_t>(), 0, 1, nullptr);
+    unsigned before = FsysGetLastError();
+    FsysOpen(&file, LightweightString<wchar_t>(L"/m/missing"), 0, 1, nullptr);
+    std::fprintf(stderr, "errors: (%u) (%x)", before, FsysGetLastError());
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(sayLastErrors(), testing::ExitedWithCode(0), "errors: \\(1\\) \\(1002\\)");
 }
 
 // Setters ----------------------------------------------------------------------------------------

@@ -25,20 +25,6 @@ TEST_F(NoEngineTest, EveryFunctionThatNeedsTheEngineReturns0AndTouchesNothing) {
   EXPECT_EQ(bytes, 7u);
 }
 
-TEST_F(NoEngineTest, TheLastErrorIs1BeforeAnyOpenHasFailed) {
-  OsAtomics::store(FsysError, 1u);
-  EXPECT_EQ(FsysGetLastError(), 1u);
-}
-
-TEST_F(NoEngineTest, TheGlobalsHaveTheirInitialValues) {
-  EXPECT_EQ(MaxReadCoalesceSize, 33177600u);
-  EXPECT_EQ(MaxWriteCoalesceSize, 4194304u);
-  EXPECT_EQ(FileRequest::CoalesceGap_, 4096u);
-  EXPECT_TRUE(GlobalWriteSpeedWarningFlag);
-  EXPECT_FALSE(EngineSettings::networkWriteCaching);
-  EXPECT_FALSE(EngineSettings::deferRequests);
-}
-
 TEST_F(NoEngineTest, TheSettersStoreWhatTheyAreGiven) {
   FsysSetReadMaxCoalesceSize(11);
   FsysSetWriteMaxCoalesceSize(12);
@@ -67,6 +53,19 @@ TEST_F(NoEngineTest, AnEngineWithoutAThreadForPollingIsNotMade) {
     EXPECT_EQ(texts.log().size(), 1u);
     EXPECT_EQ(os_->threads().count(), 0u) << "what was made before is gone";
     os_->faults().clear();
+  }
+  Fsys::BufferSpace_ = nullptr;
+}
+
+TEST_F(NoEngineTest, AnEngineWhosePollerHasNoEventToWaitOnIsNotMade) {
+  for (unsigned nth : {1u, 2u}) {
+    os_->faults().fail(FaultPlan::eCreateEvent, eOsNoMemory, nth);
+    TestDiagnostics texts;
+    EXPECT_EQ(FsysInitialize(), 0u);
+    EXPECT_EQ(theFsys, nullptr);
+    EXPECT_EQ(texts.log().size(), 1u);
+    EXPECT_EQ(os_->faults().fired(FaultPlan::eCreateEvent), nth);
+    EXPECT_EQ(os_->threads().count(), 0u) << "what was made before is gone";
   }
   Fsys::BufferSpace_ = nullptr;
 }
