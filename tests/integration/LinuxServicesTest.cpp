@@ -14,6 +14,7 @@
 #include "platform/ConfigInt.h"
 #include "platform/CriticalSection.h"
 #include "platform/OS.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace {
 
@@ -202,6 +203,7 @@ protected:
     ASSERT_NE(mkdtemp(pattern), nullptr);
     folder_ = pattern;
     std::filesystem::create_directory(folder_ / "fsys");
+    std::filesystem::create_directories(folder_ / ".config/fsys");
     setenv(kFolderVariable, pattern, 1);
   }
   void TearDown() override {
@@ -233,6 +235,31 @@ TEST_F(ConfigFileTest, ElseTheFileUnderTheConfigurationFolderIs) {
   writeFile("fsys/fsys.conf", "FromTheFile = 78\n");
   setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
   EXPECT_EXIT(exitWith(config_int("FromTheFile", 0) == 78), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(ConfigFileTest, WhereNoConfigurationFolderIsNamedItIsTheOneInTheHomeFolder) {
+  writeFile(".config/fsys/fsys.conf", "FromTheFile = 79\n");
+  writeFile("fsys/fsys.conf", "FromTheFile = 80\n");
+  ScopedEnvironment home("HOME", folder_.c_str());
+  ScopedEnvironment none("XDG_CONFIG_HOME", nullptr);
+  EXPECT_EXIT(exitWith(config_int("FromTheFile", 0) == 79), testing::ExitedWithCode(0), "");
+  // One without a name is none.
+  ScopedEnvironment empty("XDG_CONFIG_HOME", "");
+  EXPECT_EXIT(exitWith(config_int("FromTheFile", 0) == 79), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(ConfigFileTest, TheFolderThatIsNamedComesBeforeTheOneInTheHomeFolder) {
+  writeFile(".config/fsys/fsys.conf", "FromTheFile = 79\n");
+  writeFile("fsys/fsys.conf", "FromTheFile = 80\n");
+  ScopedEnvironment home("HOME", folder_.c_str());
+  ScopedEnvironment named("XDG_CONFIG_HOME", folder_.c_str());
+  EXPECT_EXIT(exitWith(config_int("FromTheFile", 0) == 80), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(ConfigFileTest, WithoutAFolderOfEitherKindThereIsNoFile) {
+  ScopedEnvironment home("HOME", nullptr);
+  ScopedEnvironment none("XDG_CONFIG_HOME", nullptr);
+  EXPECT_EXIT(exitWith(config_int("FromTheFile", 9) == 9), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ConfigFileTest, TheEnvironmentsNumberComesBeforeTheFiles) {
