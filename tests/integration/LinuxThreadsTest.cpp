@@ -4,6 +4,8 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <functional>
@@ -16,6 +18,7 @@
 
 #include "platform/OS.h"
 #include "platform/linux/LinuxThreadTable.h"
+#include "tests/support/SystemCallFilter.h"
 
 namespace {
 
@@ -71,7 +74,44 @@ private:
   std::atomic<int>& destroyed_;
 };
 
+// Set by a waiter that has been caught on its way to sleep.
+std::atomic<bool> caught{false};
+
+void stayCaught(int) {
+  caught = true;
+  for (;;) pause();
+}
+
+// Waits, and is caught by the system as it asks for sleep: a waiter that takes no signal away.
+void waitAndBeCaught(const Event& event) {
+  if (SystemCallFilter::trap(SYS_futex)) event->wait(iThreadEvent::kForever);
+}
+
+// For a process of its own: signals an event that somebody waits for, first when it is not yet
+// signalled, then again where asking the system to wake somebody is deadly.
+void signalTwice(bool allowFirst) {
+  struct sigaction action = {};
+  action.sa_handler = stayCaught;
+  sigaction(SIGSYS, &action, nullptr);
+  Event event = makeEvent();
+  std::thread(waitAndBeCaught, event).detach();
+  while (!caught) std::this_thread::yield();
+  if (allowFirst) event->signal();
+  if (!SystemCallFilter::kill(SYS_futex)) _exit(1);
+  for (int i = 0; i < 1000; ++i) event->signal();
+  _exit(0);
+}
+
 }  // namespace
+
+TEST(LinuxEventTest, ASignalOfASignalledEventMakesNoSystemCallThoughSomebodyWaits) {
+  if (!SystemCallFilter::isAllowed())
+    GTEST_SKIP() << "a process may not filter its system calls here";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(signalTwice(true), testing::ExitedWithCode(0), "");
+  // The filter does catch the call: an event that is not signalled needs it.
+  EXPECT_EXIT(signalTwice(false), testing::KilledBySignal(SIGSYS), "");
+}
 
 TEST(LinuxEventTest, OneSignalEndsOneWait) {
   Event event = makeEvent();
