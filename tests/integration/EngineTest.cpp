@@ -156,26 +156,4 @@ INSTANTIATE_TEST_SUITE_P(Folders, EngineTest,
                                          MountedFolder::eLargeSectors),
                          kindName);
 
-TEST(FullDiskTest, AFullDiskIsToldToTheCallerAndWhatWasWrittenBeforeStays) {
-  MountedFolder folder(MountedFolder::eMemory, 4);
-  if (folder.path().empty()) GTEST_SKIP() << folder.why();
-  ASSERT_EQ(FsysInitialize(), 1u);
-  FsysFile* file = nullptr;
-  ASSERT_EQ(FsysOpen(&file, folder / "a", 0, 2, nullptr), 1u);
-  Qv::Ptr<Recorder> recorder(new Recorder);
-  for (uint64_t at = 0; at < 8u << 20; at += 1 << 20) {
-    Qv::Ptr<iObject> context = recorder->ticket(static_cast<int>(at >> 20));
-    Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(1 << 20, at);
-    ASSERT_EQ(file->DirectWrite(data, false, &Recorder::told, context, false), 1u);
-  }
-  ASSERT_TRUE(recorder->waitFor(8));
-  unsigned good = 0;
-  for (const Recorder::Call& call : recorder->calls()) good += call.status == eRequestSucceeded;
-  EXPECT_GE(good, 3u);
-  EXPECT_LE(good, 4u);
-  EXPECT_EQ(FsysGetLastError(), uint32_t{eOsNoSpace});
-  EXPECT_EQ(FsysClose(file, nullptr), 1u);
-  FsysUninitialize(Shutdown::eNormal);
-}
-
 }  // namespace
