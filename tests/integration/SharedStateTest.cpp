@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "fsys/DiskManager.h"
 #include "platform/LightweightString.h"
 #include "platform/Log.h"
 #include "platform/OS.h"
@@ -119,4 +120,35 @@ TEST(SharedStateTest, ShutdownCallbacksAreAddedByManyThreadsAndRunOnceEach) {
   });
   Shutdown::run(Shutdown::eNormal);
   EXPECT_EQ(shutdownCalls, static_cast<int>(kThreads) * 100);
+}
+
+TEST(SharedStateTest, DrivesAreLookedUpWhileTheRegistryChanges) {
+  using Text = LightweightString<wchar_t>;
+  const Text kept(L"/kept/");
+  const Text other(L"/other/");
+  std::atomic<int> wrong{0};
+  std::atomic<unsigned> found{0};
+  std::atomic<unsigned> looking{kThreads - 1};
+  onAllThreads([&](unsigned who) {
+    if (who == 0) {
+      // Changes come one at a time, for as long as others look.
+      for (unsigned round = 0; looking.load() > 0; ++round) {
+        if (round % 8 == 0) DiskManager::deInit();
+        DiskManager::addVolume(Qv::Ptr<MediaDrive>(new MediaDrive(round % 2 ? kept : other)));
+      }
+      return;
+    }
+    while (found.load() < 20000) {
+      Qv::Ptr<MediaDrive> drive = DiskManager::getVolume(kept);
+      if (!drive) continue;
+      if (drive->getRootLocation() != kept) ++wrong;
+      drive->setBusy(!drive->isBusy());
+      drive->setTooSlow(!drive->isTooSlow());
+      ++found;
+    }
+    --looking;
+  });
+  DiskManager::deInit();
+  EXPECT_FALSE(DiskManager::getVolume(kept));
+  EXPECT_EQ(wrong, 0);
 }
