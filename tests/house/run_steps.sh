@@ -119,6 +119,24 @@ asks_for bench base bench speed
 asks_for check base test check speed
 asks_for fuzz base fuzz speed
 
+# Each fuzz target runs for the time that was asked for; no target at all is a failure.
+make_tree
+listed base fuzz speed | xargs -n1 >"$state/installed"
+go fuzz 5 && complain "./run fuzz takes it that there is no target"
+says "there is no fuzz target"
+mkdir -p "$tree/build/fuzz/fuzz"
+for name in fuzz_good fuzz_better; do
+  stand_in "$tree/build/fuzz/fuzz/$name" 'echo "$(basename "$0") ran with $*"'
+done
+go fuzz 5 || complain "./run fuzz fails"
+says "fuzz_good ran with -max_total_time=5 "
+says "fuzz_better ran with -max_total_time=5 "
+says "2 fuzz targets ran for 5 s each"
+stand_in "$tree/build/fuzz/fuzz/fuzz_bad" 'exit 77'
+go fuzz 5 && complain "./run fuzz hides a failure"
+says "FAILED: fuzz_bad;"
+says "fuzz_good ran"
+
 # Only what is missing is asked for.
 make_tree
 listed base bench speed | xargs -n1 | grep -vx cmake >"$state/installed"
