@@ -1,6 +1,9 @@
 #include "tools/fsys/DemoCommand.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <future>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -24,13 +27,28 @@ constexpr double kMegabyte = 1e6;
 class DemoCommand::Leftovers {
 public:
   explicit Leftovers(bool keep) : keep_(keep) {}
+  // What is left of a demo that failed. What cannot be removed is said; the failure is the one that
+  // counts.
   ~Leftovers() {
-    for (const std::string& name : names_)
-      if (!keep_ && factsOf(name).exists) removeFile(name);
+    while (!names_.empty()) {
+      try {
+        remove();
+      } catch (const ToolError& error) {
+        std::fprintf(stderr, "fsys demo: %s; it is left there\n", error.what());
+      }
+    }
   }
   Leftovers(const Leftovers&) = delete;
   Leftovers& operator=(const Leftovers&) = delete;
   void add(const std::string& name) { names_.push_back(name); }
+  // Throws for the first that cannot be removed; those behind it are still to be removed then.
+  void remove() {
+    while (!names_.empty()) {
+      std::string name = std::move(names_.back());
+      names_.pop_back();
+      if (!keep_ && factsOf(name).exists) removeFile(name);
+    }
+  }
 
 private:
   bool keep_;
@@ -65,6 +83,7 @@ ExitCode DemoCommand::execute() {
   }
   copyIn();
   stream(leftovers);
+  leftovers.remove();
   return ExitCode::eSuccess;
 }
 
@@ -104,15 +123,33 @@ void DemoCommand::stream(Leftovers& leftovers) {
   tell(tracks, recorder);
 }
 
+// The threads wait until all of them are there: the tracks begin together, or not at all.
 void DemoCommand::playAll(Tracks& tracks, DemoRecorder& recorder) {
   for (const auto& track : tracks) track->prepare();
+  std::promise<const DemoClock*> allThere;
+  std::shared_future<const DemoClock*> start = allThere.get_future().share();
+  std::vector<std::thread> threads;
+  auto startThread = [&](auto* playing) {
+    threads.emplace_back([start, playing] {
+      if (const DemoClock* clock = start.get()) playing->run(*clock);
+    });
+  };
+  auto joinAll = [&threads] {
+    for (std::thread& thread : threads) thread.join();
+  };
+  try {
+    threads.reserve(tracks.size() + 1);
+    for (const auto& track : tracks) startThread(track.get());
+    startThread(&recorder);
+  } catch (const std::system_error& error) {
+    allThere.set_value(nullptr);
+    joinAll();
+    throw ToolError(ExitCode::eResources, "starting a track's thread", "", error.code().message());
+  }
   Meter meter;
   DemoClock clock{Qv::now() + kLeadIn_ms};
-  std::vector<std::thread> threads;
-  for (const auto& track : tracks)
-    threads.emplace_back([&clock, playing = track.get()] { playing->run(clock); });
-  threads.emplace_back([&clock, &recorder] { recorder.run(clock); });
-  for (std::thread& thread : threads) thread.join();
+  allThere.set_value(&clock);
+  joinAll();
   streaming_ms_ = meter.elapsed_ms() - kLeadIn_ms;
   streamingCpu_ms_ = meter.cpu_ms();
   for (const auto& track : tracks) track->rethrow();

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <system_error>
 #include <vector>
 
 #include "tools/fsys/CopyCommand.h"
@@ -68,18 +69,23 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
   return code;
 }
 
+int reported(Command& command, const ToolError& error) {
+  command.report(error, exitCodeOf(error));
+  return exitCodeOf(error);
+}
+
 int runCommand(Command& command) {
   try {
     Interrupt::install();
     EngineSession engine(command.isVerbose());
     return static_cast<int>(command.run());
   } catch (const ToolError& error) {
-    command.report(error, exitCodeOf(error));
-    return exitCodeOf(error);
+    return reported(command, error);
   } catch (const std::bad_alloc&) {
-    ToolError error(ExitCode::eResources, "", "", "no memory");
-    command.report(error, exitCodeOf(error));
-    return exitCodeOf(error);
+    return reported(command, ToolError(ExitCode::eResources, "", "", "no memory"));
+  } catch (const std::system_error& error) {
+    // Of all that the standard library asks of the system only threads can be refused here.
+    return reported(command, ToolError(ExitCode::eResources, "", "", error.what()));
   }
 }
 
