@@ -81,7 +81,7 @@ MountTree::eStep MountTree::step(Walk& walk, const std::string& name, int& error
 bool MountTree::followLink(Walk& walk, const std::string& target) const {
   if (++walk.links > kMostLinks) return false;
   walk.rest = target + "/" + walk.rest;
-  if (target.front() != '/') return true;
+  if (target.empty() || target.front() != '/') return true;
   walk.done.clear();
   walk.place = placeOf("/");
   return true;
