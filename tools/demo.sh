@@ -7,6 +7,8 @@
 #   DEMO_WORK      the folder for the copies and the recording; it is removed afterwards
 #   DEMO_SECONDS   how long the tracks play (8)
 #   DEMO_FFMPEG    the program that makes the media (ffmpeg); "none": stamped files instead
+#   DEMO_STAMPED   bytes of a stamped file (84000000)
+#   DEMO_LEAST     bytes that all media must have together (400000000)
 set -euo pipefail
 
 [ $# = 1 ] || { echo "usage: demo.sh PATH_OF_FSYS" >&2; exit 2; }
@@ -16,7 +18,8 @@ root=$(dirname "$(dirname "$(readlink -f "$0")")")
 media=${DEMO_MEDIA:-$root/build/demo-media}
 work=${DEMO_WORK:-$root/build/demo-work}
 ffmpeg=${DEMO_FFMPEG:-ffmpeg}
-least_bytes=400000000
+stamped_bytes=${DEMO_STAMPED:-84000000}
+least_bytes=${DEMO_LEAST:-400000000}
 seconds=8
 
 say() { printf '==> %s\n' "$*"; }
@@ -57,7 +60,7 @@ make_stamped() {
   for number in 1 2 3 4 5; do
     names+=("stamped$number.dat")
     [ ! -s "$media/stamped$number.dat" ] || continue
-    "$fsys" verify "$media/part.stamped$number.dat" --quiet --force --size $((84000000 + number)) \
+    "$fsys" verify "$media/part.stamped$number.dat" --quiet --force --size $((stamped_bytes + number)) \
       --seed "$number"
     mv "$media/part.stamped$number.dat" "$media/stamped$number.dat"
   done

@@ -9,12 +9,37 @@ case_the_demo_checks_every_byte_and_leaves_nothing() {
   done
   expect 0 demo --work work --seconds 2.4 media/1 media/2 media/3 media/4 media/5 --json
   is ok True
+  is rows.0.what "play 1"
+  is rows.3.what "scrub 4"
+  is rows.4.what "record 5"
+  is rows.5.what together
+  is rows.0.file 1
+  is rows.0.bytes 2000001
+  is rows.0.pictures 60
+  is rows.4.bytes 2000005
+  local row figure
+  for row in 0 1 2 3 4 5; do
+    for figure in mb_per_s p50_ms p99_ms worst_ms; do
+      above_zero "rows.$row.$figure"
+    done
+    [ "$(json "rows.$row.late")" -le "$(json "rows.$row.pictures")" ] || fail "more late than there are"
+  done
+  # The scrubbed track goes to and fro over what it has in memory.
+  [ "$(json rows.3.cache_hits)" -ge 20 ] || fail "scrubbing hit the cache $(json rows.3.cache_hits) times"
+  is rows.5.cache_hits $(($(json rows.0.cache_hits) + $(json rows.1.cache_hits) +
+    $(json rows.2.cache_hits) + $(json rows.3.cache_hits)))
+  is copied_bytes 10000015
+  above_zero copy_mb_per_s
+  above_zero cpu_us_per_mb
+  [[ $(json transport) =~ ^(ring$|threads) ]] || fail "transfers by $(json transport)"
   [ "$(json checked_bytes)" -ge 20000000 ] || fail "only $(json checked_bytes) bytes were checked"
   [ -z "$(ls -A work)" ] || fail "left behind: $(ls -A work)"
   expect 2 demo --work work media/1 media/2
   expect 3 demo --work work media/1 media/2 media/3 media/4 media/6
   [ -z "$(ls -A work)" ] || fail "left behind: $(ls -A work)"
 }
+
+above_zero() { python3 -c "import sys; sys.exit(not $(json "$1") > 0)" || fail "$1 is $(json "$1")"; }
 
 # Five small files for the demo, in media/, and an empty work/.
 make_media() {
@@ -74,4 +99,49 @@ case_the_demo_finds_a_wrong_byte() {
   says '"work/1"'
   says "offset 2000000"
   [ -z "$(ls -A work)" ] || fail "left behind: $(ls -A work)"
+}
+
+case_the_demo_script_without_ffmpeg_says_so_and_ends_with_the_table() {
+  export DEMO_MEDIA=$PWD/media DEMO_WORK=$PWD/work DEMO_FFMPEG=none DEMO_SECONDS=2.4
+  export DEMO_STAMPED=3000000 DEMO_LEAST=15000000
+  "$demo" "$fsys" >out 2>err </dev/null || { cat out err; fail "exit code $?"; }
+  tells "there is no ffmpeg: files of stamped sectors take the place of media"
+  tells "media: 5 files, 15 MB"
+  local row
+  for row in 'play 1 ' 'play 2 ' 'play 3 ' 'scrub 4 ' 'record 5 ' 'together '; do
+    grep -qE "^$row +.*( +[0-9.]+){7}\$" out || { cat out; fail "the table has no row $row"; }
+  done
+  for row in throughput 'picture time' 'cache hits' processor 'transfers by'; do
+    grep -qE "^$row  +[^ ]" out || { cat out; fail "the end does not tell: $row"; }
+  done
+  [[ $(tail -n 1 out) == "checked "*" bytes against their sources: every one is right" ]] ||
+    fail "the last line is: $(tail -n 1 out)"
+  [ ! -e work ] || fail "left behind: work"
+  # The next run finds its media.
+  touch -d '2001-01-01' media/stamped1.dat
+  "$demo" "$fsys" >out 2>err </dev/null || { cat out err; fail "exit code $?"; }
+  [ "$(stat -c %Y media/stamped1.dat)" -lt 1000000000 ] || fail "the media was made anew"
+  # Too little of it is no demo.
+  DEMO_LEAST=16000000 "$demo" "$fsys" >out 2>err </dev/null && fail "too little media was taken"
+  says "that is less than 16 MB"
+}
+
+case_the_demo_script_makes_media_with_ffmpeg() {
+  # A stand-in that makes a file and writes down what it was asked for: the real one takes a minute.
+  cat >ffmpeg-here <<'SCRIPT'
+#!/usr/bin/env bash
+echo "$*" >>asked
+for last; do :; done
+head -c 3000000 /dev/urandom >"$last"
+SCRIPT
+  chmod +x ffmpeg-here
+  export DEMO_MEDIA=$PWD/media DEMO_WORK=$PWD/work DEMO_FFMPEG=$PWD/ffmpeg-here DEMO_SECONDS=1
+  export DEMO_LEAST=15000000
+  "$demo" "$fsys" >out 2>err </dev/null || { cat out err; fail "exit code $?"; }
+  tells "making media with ffmpeg"
+  tells "media: 7 files, 21 MB"
+  [[ $(tail -n 1 out) == *"every one is right" ]] || fail "the last line is: $(tail -n 1 out)"
+  [ "$(grep -o 'media/part\.[a-z0-9]*\.[a-z]*$' asked | grep -o '[a-z]*$' | sort -u | xargs)" = \
+    "avi mkv mov mxf wav" ] || { cat asked; fail "other containers"; }
+  [ "$(grep -oE 'c:v [a-z0-9]+' asked | sort -u | wc -l)" -ge 6 ] || { cat asked; fail "too few codecs"; }
 }

@@ -55,3 +55,51 @@ case_interrupting_a_read_to_a_file_leaves_nothing() {
   [ ! -e target ] || fail "a half copy is there"
   no_leftovers
 }
+
+case_interrupting_a_verify_removes_the_file_that_it_was_making() {
+  start verify target --size 100G --json >out 2>err </dev/null &
+  local tool=$!
+  until_true '[ -s target ]'
+  kill -INT "$tool"
+  wait "$tool"
+  [ $? = 130 ] || { cat out err; fail "another exit code"; }
+  is error.kind interrupted
+  grep -q "the unfinished file was removed" out || { cat out; fail "not a word of it"; }
+  [ ! -e target ] || fail "the file is there"
+}
+
+case_a_terminal_that_goes_away_ends_a_copy_in_order() {
+  truncate -s 100G source
+  start copy source target >out 2>err </dev/null &
+  local tool=$!
+  until_true 'compgen -G ".fsys-*.part" >/dev/null'
+  kill -HUP "$tool"
+  wait "$tool"
+  [ $? = 129 ] || { cat err; fail "another exit code"; }
+  says "interrupted"
+  [ ! -e target ] || fail "a half copy is there"
+  no_leftovers
+}
+
+case_a_second_signal_ends_the_process_at_once() {
+  # Nobody takes what it says on standard error: it cannot come to its orderly end.
+  mkfifo words
+  exec 4<>words
+  python3 -c 'import os
+pipe = os.open("words", os.O_WRONLY | os.O_NONBLOCK)
+try:
+  while True: os.write(pipe, b"x")
+except BlockingIOError: pass'
+  truncate -s 100G source
+  start copy source target >out 2>words </dev/null &
+  local tool=$!
+  until_true 'compgen -G ".fsys-*.part" >/dev/null'
+  kill -INT "$tool"
+  until_true '! compgen -G ".fsys-*.part" >/dev/null'
+  kill -0 "$tool" || fail "it ended although nobody took its words"
+  # Another one than the first.
+  kill -TERM "$tool"
+  wait "$tool"
+  [ $? = 143 ] || fail "another exit code"
+  exec 4<&-
+}

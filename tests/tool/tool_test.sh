@@ -25,7 +25,7 @@ same() { cmp -- "$1" "$2" || fail "$1 and $2 differ"; }
 # The value of a key in the JSON that the tool printed.
 json() { python3 -c 'import json, sys
 value = json.load(open("out"))
-for key in sys.argv[1].split("."): value = value[key]
+for key in sys.argv[1].split("."): value = value[int(key) if key.isdigit() else key]
 print(value)' "$1"; }
 is() { [ "$(json "$1")" = "$2" ] || { cat out; fail "$1 is $(json "$1") instead of $2"; }; }
 random_file() { head -c "$2" /dev/urandom >"$1"; }

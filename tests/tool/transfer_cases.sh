@@ -117,6 +117,24 @@ case_copying_into_a_folder_and_to_a_name() {
   no_leftovers
 }
 
+case_copying_says_its_figures_in_json() {
+  random_file one 1000001
+  random_file two 70000
+  mkdir folder
+  expect 0 copy one two folder --json
+  is ok True
+  is command copy
+  is files.0.file folder/one
+  is files.1.file folder/two
+  is bytes 1070001
+  [[ $(json transport) =~ ^(ring$|threads) ]] || fail "transfers by $(json transport)"
+  local figure
+  for figure in elapsed_ms mb_per_s cpu_us_per_mb reads.p50_ms reads.p99_ms reads.worst_ms \
+    writes.p50_ms writes.p99_ms writes.worst_ms; do
+    [[ $(json "$figure") =~ ^[0-9]+(\.[0-9]+)?(e-?[0-9]+)?$ ]] || fail "$figure is $(json "$figure")"
+  done
+}
+
 case_copying_refuses_what_exists_and_force_replaces_it() {
   random_file source 5000
   echo precious >target

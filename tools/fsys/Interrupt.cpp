@@ -21,8 +21,16 @@ constexpr double kMsPerSecond = 1e3;
 std::atomic<int> signalNumber{0};
 int wakePipe[2] = {-1, -1};  // readable for ever once the end was asked for
 
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// From the first signal on, any of them has its usual effect.
 void onSignal(int number) {
   int error = errno;
+  for (int other : kSignals) {
+    struct sigaction now = {};
+    sigaction(other, nullptr, &now);
+    if (now.sa_handler == &onSignal) signal(other, SIG_DFL);
+  }
   signalNumber.store(number);
   char byte = 1;
   [[maybe_unused]] ssize_t written = write(wakePipe[1], &byte, 1);
@@ -44,9 +52,8 @@ void Interrupt::install() {
     throw systemError("preparing for signals", "", errno);
   struct sigaction action = {};
   action.sa_handler = &onSignal;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
   sigemptyset(&action.sa_mask);
-  for (int number : {SIGINT, SIGTERM, SIGHUP}) {
+  for (int number : kSignals) {
     struct sigaction before = {};
     sigaction(number, nullptr, &before);
     if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);

@@ -6,6 +6,10 @@
 class WriteStream;
 
 // WriteCommand: fsys write FILE: writes standard input, or stamped sectors, through the engine.
+// Kept       a file that ends up longer than what was written is told of, as padded, although the
+//            engine pads only files that were given a write segment, which the tool's never are:
+//            nobody's last sector may grow in silence should that change. So no test reaches the
+//            sentence; that a file has exactly its bytes is tested.
 class WriteCommand : public Command {
 protected:
   CLI::App* define(CLI::App& app) override;
