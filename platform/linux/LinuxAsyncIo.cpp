@@ -52,8 +52,11 @@ Qv::Ptr<TransferPort> makeTransfers(const char* name, const CompletionCommand& c
 
 class LinuxAsyncIo final : public iAsyncIo {
 public:
-  Qv::Ptr<iAsyncContext> createContext() override {
+  Qv::Ptr<iAsyncContext> createContext() override try {
     return Qv::Ptr<iAsyncContext>(new LinuxAsyncContext);
+  } catch (const std::bad_alloc&) {
+    failWith(eOsNoMemory);
+    return nullptr;
   }
 
   Qv::Ptr<iCompletionPort> createPort(const char* name, const CompletionCommand& command, int,

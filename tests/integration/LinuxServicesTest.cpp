@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -66,6 +67,27 @@ TEST(LinuxMemoryTest, AnAbsurdSizeGivesNull) {
 #else
   EXPECT_EQ(OS()->getMemoryManager()->allocate(SIZE_MAX / 2), nullptr);
   EXPECT_EQ(OS()->getMemoryManager()->allocateAligned(SIZE_MAX / 2, 64), nullptr);
+#endif
+}
+
+TEST(LinuxAsyncContextTest, WithoutMemoryThereIsNoneAndTheErrorSaysSo) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer needs address space of its own";
+#else
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  // In a process of its own: its address space is made too small for more than there is room for.
+  auto starve = [] {
+    constexpr size_t kMost = 1 << 24;
+    std::vector<Qv::Ptr<iAsyncContext> > held;
+    held.reserve(kMost);
+    rlimit none{0, 0};
+    setrlimit(RLIMIT_AS, &none);
+    Qv::Ptr<iAsyncContext> context = OS()->getAsyncIo()->createContext();
+    for (; context && held.size() < kMost; context = OS()->getAsyncIo()->createContext())
+      held.push_back(context);
+    _exit(!context && OS()->getErrors()->getLastError() == eOsNoMemory ? 0 : 1);
+  };
+  EXPECT_EXIT(starve(), testing::ExitedWithCode(0), "");
 #endif
 }
 
