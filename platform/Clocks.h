@@ -5,6 +5,8 @@
 #include "platform/PlatformExport.h"
 
 // iClock: the clock behind the functions below.
+// Threads    any: what one thread has read is not after what another reads later.
+// Errors     none.
 class iClock {
 public:
   virtual double now_ms() const = 0;

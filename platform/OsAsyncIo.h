@@ -65,6 +65,10 @@ private:
 class iCompletionPort : public iObject {};
 
 // iAsyncIo: the asynchronous I/O service.
+// Threads    any. createPort and describe may make a ring and a thread to find out what can be had.
+//            They wait for no transfer.
+// Errors     null when there is no memory, or no port can be made; the thread's last error says
+//            why. describe cannot fail.
 class iAsyncIo {
 public:
   struct Description {
@@ -76,7 +80,7 @@ public:
   virtual Qv::Ptr<iAsyncContext> createContext() = 0;
   // The four limits are threads that wait, run, queue and are kept, at most; one that meets them is
   // enough. Where threads carry the transfers out, each has one in flight: no more than `running`,
-  // nor than what describe() says. Null when it cannot be made.
+  // nor than what describe() says.
   virtual Qv::Ptr<iCompletionPort> createPort(const char* name, const CompletionCommand& command,
                                               int waiting, int running, int queued, int kept) = 0;
   // What the ports are that exist now: while one of them has threads, that one, else the latest.

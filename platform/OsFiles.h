@@ -52,7 +52,10 @@ public:
                               const AsyncTransfer& transfer) = 0;
 };
 
-// iDiskDrive: the drive that holds a path. A snapshot: it does not change.
+// iDiskDrive: the drive that holds a path, as it was when it was asked for: it does not change, nor
+// ask the system again.
+// Threads    any.
+// Errors     none: what is not known is eUnknown, or 512 bytes.
 class iDiskDrive : public iObject {
 public:
   enum eType : uint32_t {
@@ -69,11 +72,17 @@ public:
 };
 
 // iFileProvider: files that the file manager serves itself, for names that begin with a prefix.
+// Threads    called by any, several at once, with no lock of the file manager's held: it may call
+//            the file manager, and what it keeps it guards itself. A call may still run, and its
+//            files may still be in use, after it has been replaced.
+// Ownership  the file manager holds a reference until it is replaced, and while a call runs.
+// Errors     as the file manager's; it sets the thread's last error itself.
 class iFileProvider : public iObject {
 public:
   // Null when it cannot be opened; the thread's last error says why.
   virtual Qv::Ptr<iFile> open(const LightweightString<wchar_t>& path, unsigned flags,
                               bool write) = 0;
+  // False when there is no such file, or it cannot be removed.
   virtual bool remove(const LightweightString<wchar_t>& path) = 0;
 };
 
@@ -95,6 +104,12 @@ public:
     eCreateOrReplace = 2,
     eOpenOrCreate = 3,
   };
+  // eAttributeHoldLock: the file is locked while it is open, so that others can tell a live holder
+  // from a leftover. Whoever opens it so for reading, with or without writing, shares the lock with
+  // all who do the same, in this process and in others; whoever opens it so for writing alone
+  // shares it with nobody. An open that finds the lock taken fails with eOsAccessDenied and does
+  // not empty the file. Opening without the attribute asks for no lock, and a file system that
+  // knows none gives the file without it.
   enum Attribute : unsigned { eAttributeHoldLock = 32 };
 
   // The engine's door. Without `write`: an existing file, for reading. With `write`: opens or

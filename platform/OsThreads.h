@@ -7,7 +7,9 @@
 
 // iThreadEvent: something to wait for. It is auto-reset: a wait that it ends takes the signal away,
 // so one signal ends one wait. A signal of an event that is signalled already costs nothing.
-// Threads    any. Held by Qv::Ptr: who waits or signals holds a reference.
+// Threads    any; only wait() waits. Held by Qv::Ptr: who waits or signals holds a reference.
+// Units      milliseconds.
+// Errors     none: it takes what it needs as it is made.
 class iThreadEvent : public iObject {
 public:
   static constexpr uint32_t kForever = 0xFFFFFFFF;
@@ -26,6 +28,7 @@ public:
 };
 
 // iTaskQueue: long-lived threads that run tasks. Tasks may run at the same time and in any order.
+// Threads    any, its own tasks too. Tasks run and are destroyed with no lock held.
 // Ownership  the destructor returns when no task runs and none can start; waiting tasks are
 //            dropped. It must not be destroyed by one of its own tasks.
 class iTaskQueue : public iObject {
@@ -35,12 +38,18 @@ public:
 };
 
 // iThreads: the thread service.
+// Threads    any. `kill` waits for the thread that it ends, so its caller holds no lock that the
+//            thread takes; several may end one thread, and all of them wait.
+// Ownership  an event and a queue go with their last reference; a thread that was created keeps its
+//            identifier until it is killed.
+// Errors     null, or identifier 0, when there is no memory or no thread can be made. Killing what
+//            is no thread does nothing.
 class iThreads {
 public:
-  // The three arguments are 0. Null when there is no memory.
+  // The three arguments are 0.
   virtual Qv::Ptr<iThreadEvent> createEvent(int, int, int) = 0;
   virtual void sleep(uint32_t ms) = 0;
-  // At most `threads` threads of that name (15 characters), made when they are first needed.
+  // At most `threads` threads (at least 1) of that name (15 characters), made when first needed.
   virtual Qv::Ptr<iTaskQueue> createTaskQueue(const char* name, unsigned threads) = 0;
   // For co_create and co_kill.
   virtual uint32_t create(unsigned (*entry)(void*), const char* name, void* argument) = 0;
