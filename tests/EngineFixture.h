@@ -25,6 +25,7 @@ using Bytes = std::vector<unsigned char>;
 struct FsysPeer {
   static const Vector<FsysFile*>& readFiles(const Fsys& engine) { return engine.readFiles_; }
   static const Vector<FsysFile*>& writeFiles(const Fsys& engine) { return engine.writeFiles_; }
+  static const Vector<FsysFile*>& openFiles(const Fsys& engine) { return engine.openFiles_; }
   static bool hasReceiver(const Fsys& engine) { return static_cast<bool>(engine.receiver_); }
   static IOCompletionReceiver* receiver(const Fsys& engine) { return engine.receiver_.get(); }
   static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_; }
