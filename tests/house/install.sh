@@ -6,6 +6,7 @@ cmake=$1
 build=$2
 compiler=$3
 here=$(readlink -f "$(dirname "$0")")
+root=$(dirname "$(dirname "$here")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -26,9 +27,10 @@ consume() {
     grep -q "libstdc++.* to .*libfsys.*symbol .$operator'" "$work/bindings" ||
       { echo "the C++ library does not bind $operator to libfsys"; return 1; }
   done
-  [ "$(pkg-config --modversion fsys)" = "$(sed -n 's/.*fsys VERSION \([0-9.]*\).*/\1/p' "$here/../../CMakeLists.txt")" ]
+  [ "$(pkg-config --modversion fsys)" = "$(sed -n 's/.*fsys VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")" ]
   # Nothing in the tree points back to where it was built, or to where it lay before.
-  if grep -rlF -e "$here" -e "$work/first" "$prefix" --include='*.cmake' --include='*.pc' --include='*.h'; then
+  if grep -rlF -e "$root" -e "$build" -e "$work/first" "$prefix" \
+    --include='*.cmake' --include='*.pc' --include='*.h'; then
     echo "the installed files above name a folder of this machine"
     return 1
   fi
