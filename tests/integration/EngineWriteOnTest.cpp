@@ -1,4 +1,4 @@
-// Writes that a write's own callback makes on a real folder's file, on the threads that finish them.
+// Writes that a write's own callback makes, on a real folder and the threads that finish transfers.
 
 #include <gtest/gtest.h>
 
