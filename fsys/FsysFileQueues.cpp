@@ -261,8 +261,8 @@ void FsysFile::failUnfinished(RequestList* list) {
   }
 }
 
-// A request that leaves its list untold: whoever waits for it goes on, and what is still counted for
-// it is taken off, unless its completion has begun and will do that.
+// A request that leaves its list untold: whoever waits for it goes on, and what is still counted
+// for it is taken off, unless its completion has begun and will do that.
 void FsysFile::dropLocked(FileRequest* request) {
   request->wakeWaiters();
   uint32_t status = request->status();
