@@ -36,6 +36,18 @@ finds() {
   fi
 }
 
+# passes WHAT FILE TEXT: with TEXT in FILE, tidy has nothing to say.
+passes() {
+  local what=$1 file=$2 text=$3 said
+  fresh_tree
+  mkdir -p "$(dirname "$file")"
+  printf '%b\n' "$text" >>"$file"
+  if ! said=$(verdict); then
+    printf 'not to be found: %s\n%s\n' "$what" "$said"
+    status=1
+  fi
+}
+
 fresh_tree
 verdict >/dev/null || { echo "a tidy tree does not pass:"; verdict || true; status=1; }
 
@@ -55,11 +67,29 @@ finds "the registry in an engine header" include/fsys/FsysPoll.h '#include "fsys
 finds "the catalogue in a storage header" include/fsys/MediaDrive.h '#include "fsys/SystemCache.h"'
 finds "the engine in the catalogue" fsys/SystemCache.cpp '#include "fsys/FsysFile.h"'
 finds "loki somewhere else" fsys/DiskManager.cpp '#include <loki/Singleton.h>'
-finds "another call of the registry" fsys/IoCompletion.cpp 'void f() { DiskManager::init(); }'
+for file in Fsys FsysFileIo FsysFunctions FsysBuf FsysPoll FileRequest SyncFileRequest IoCompletion \
+  ServedTransfer CloseTask DeliveryScope WriteMemRef; do
+  finds "another call of the registry in $file" "fsys/$file.cpp" 'void f() { DiskManager::init(); }'
+  finds "another call of links in $file" "fsys/$file.cpp" 'void f() { MaterialLink::remove(x); }'
+done
+finds "another call of the catalogue" fsys/DiskManager.cpp 'void f() { SystemCache::init(); }'
+finds "another call of the catalogue" fsys/MediaDrive.cpp 'void f() { SystemCache::init(); }'
+passes "the calls that are allowed" fsys/FsysFileIo.cpp \
+  'void f() { DiskManager::getVolume(x); MaterialLink::getLinkedFilename(x); }'
+passes "the calls that are allowed" fsys/DiskManager.cpp \
+  'void f() { SystemCache::addMediaLocation(x); SystemCache::removeMediaLocation(x); }'
 finds "a test that nobody builds" tests/OtherTest.cpp ''
 finds "a long file" fsys/A.cpp "$(printf '//\\n%.0s' {1..501})"
 finds "a long line" fsys/A.cpp "// $(printf 'x%.0s' {1..98})"
-finds "a long function" fsys/A.cpp "void f() {\n$(printf '  g();\\n%.0s' {1..70})}"
+body=$(printf '  g();\\n%.0s' {1..70})
+finds "a long function" fsys/A.cpp "void f() {\n$body}"
+finds "a long function with a wrapped signature" tools/A.cpp "void f(int a,\n       int b) {\n$body}"
+finds "a long constructor" platform/linux/A.cpp "A::A(int a)\n    : a_(a),\n      b_(a) {\n$body}"
+finds "a long test" tests/ATest.cpp "TEST_F(ATest,\n       Works) {\n$body}"
+finds "a long benchmark" bench/A.cpp "static void run() {\n$body}"
+finds "a long function of a class" tools/A.h "class A {\npublic:\n  void f() const {\n$body  }\n};"
+passes "a long class" tools/A.h "class A {\npublic:\n  A() { g(); }\n$body};"
+passes "a function of 70 lines" fsys/A.cpp "void f() {\n${body#  g();\\n  g();\\n}}"
 finds "a left-over" fsys/A.cpp '// TO''DO later'
 finds "a sleeping test" tests/ATest.cpp 'std::this_thread::sleep''_for(1s);'
 finds "a test that cannot fail" tests/ATest.cpp 'EXPECT_TRUE(tr''ue);'
