@@ -53,6 +53,18 @@ listed mount test tests 'mount '
 listed strace test bench '"strace"'
 listed strace bench bench '"strace"'
 
+# The labels of the tests, those that are explained, and those that ./run names are the same.
+labels=$( (sed -nE 's/^fsys_tests\([a-z_]+ ([a-z]+) .*/\1/p' tests/CMakeLists.txt
+  grep -ohE 'LABELS [a-z]+' tests/*/CMakeLists.txt bench/CMakeLists.txt | cut -d' ' -f2) | sort -u)
+[ "$labels" = "$(sed -nE 's/^\| `([a-z]+)` \|.*/\1/p' CONTRIBUTING.md | sort -u)" ] ||
+  complain "CONTRIBUTING.md explains other labels than: $(xargs <<<"$labels")"
+for label in $(grep -oE -- "-LE? '[a-z|]+'" run | grep -oE '[a-z]+' | sort -u); do
+  grep -qxF "$label" <<<"$labels" || complain "run names the label '$label', which no test has"
+done
+for sources in $(sed -nE 's/^fsys_tests\(.* ([^ ]+)\)/\1/p' tests/CMakeLists.txt); do
+  compgen -G "tests/$sources" >/dev/null || complain "no test is in tests/$sources"
+done
+
 # A program that was killed leaves its folder in the clone: that is nobody's change.
 prefixes=$(grep -rhoE --include='*.cpp' '(/tmp)?/fsys-[a-z]+-XXXXXX' tests bench | grep -v ^/tmp |
   sort -u)
