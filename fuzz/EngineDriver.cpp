@@ -59,7 +59,7 @@ Qv::Ptr<Question> ask(EngineDriver* driver, bool reading) {
 
 }  // namespace
 
-EngineDriver::EngineDriver(InputBytes input) : input_(input) {
+EngineDriver::EngineDriver(InputBytes input) : input_(input), held_(input_.flag()) {
   os_->files().setDrive(L"/large/", {.sectorSize = 4096});
   os_->files().setDrive(L"/net/", {.type = iDiskDrive::eNetwork});
   const wchar_t* names[kPlaces] = {L"/media/a", L"/large/b", L"/net/c", L"/media/d"};

@@ -68,6 +68,6 @@ private:
   TestDiagnostics texts_;
   std::array<Place, kPlaces> places_;
   std::vector<Qv::Ptr<Question>> questions_;
-  bool held_ = true;      // transfers end by an operation, and not while somebody waits
+  bool held_;             // transfers end by an operation, and not while somebody waits
   bool planned_ = false;  // a fault is armed
 };
