@@ -8,10 +8,10 @@
 #include "bench/table/Arrival.h"
 #include "bench/table/Descriptor.h"
 #include "bench/table/EngineFile.h"
+#include "bench/table/Holder.h"
 #include "bench/table/ReadStream.h"
 #include "bench/table/Stamp.h"
-#include "fsys/MemBlock.h"
-#include "fsys/MemRef.h"
+#include "bench/table/WriteStream.h"
 
 namespace {
 
@@ -19,11 +19,6 @@ using Clock = std::chrono::steady_clock;
 
 double microsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
-
-Qv::Ptr<iMemHolder> makeHolder(uint32_t bytes) {
-  Qv::Ptr<iMemHolder> block(new MemBlock(bytes));
-  return Qv::Ptr<iMemHolder>(new MemRef(block, 0, bytes));
 }
 
 void makeDurable(const std::string& path, Round& round) {
@@ -62,6 +57,20 @@ Round EngineSide::read(const Workload& work) {
 }
 
 Round EngineSide::write(const Workload& work) {
+  const Workload::File& target = work.files[0];
+  EngineFile file(target.path, work.block, 2);
+  WriteStream stream(file, work);
+  Round round;
+  Meter meter;
+  stream.run(round);
+  if (!file.close()) ++round.wrong;
+  makeDurable(target.path, round);
+  meter.stop(round);
+  round.bytes = work.bytesPerFile;
+  return round;
+}
+
+Round EngineSide::writeFromOneThread(const Workload& work) {
   const Workload::File& target = work.files[0];
   EngineFile file(target.path, work.block, 2);
   std::vector<Slot> slots;

@@ -19,7 +19,10 @@ struct Hits {
 };
 
 Round read(const Workload& work);
+// Each callback writes the next block.
 Round write(const Workload& work);
+// The asking thread writes the next block when the one that used its buffer has come.
+Round writeFromOneThread(const Workload& work);
 Round writeStaged(const Workload& work);
 Round roundTrips(const Workload& work, const std::vector<uint64_t>& offsets);
 // `count` reads of `piece` bytes from the first block, which was read before. `around` is called

@@ -98,7 +98,8 @@ void Suite::run() {
   reading("read, 8 files, 4 MiB x 2", {eight_, bytes / kEight, 4 * kMib, 2}, eThroughputAndCpu);
   reading("read, 1 file, 256 KiB x 8", {{one_}, bytes, 256 * kKib, 8}, eThroughputAndCpu);
   reading("read, 1 file, 64 KiB x 8", {{one_}, bytes / 2, 64 * kKib, 8}, eCpu);
-  writing();
+  writing("write, 1 MiB x 4, close and fsync", &EngineSide::write, eThroughputAndCpu);
+  writing("write, the same from one thread", &EngineSide::writeFromOneThread, eNone);
   staging();
   roundTrips();
   cacheHit();
@@ -160,8 +161,7 @@ void Suite::reading(const std::string& what, const Workload& work, eBars bars) {
 }
 
 // Each round writes a new file, looks at it and takes it away.
-void Suite::writing() {
-  const char* what = "write, 1 MiB x 4, close and fsync";
+void Suite::writing(const char* what, Round (*engine)(const Workload&), eBars bars) {
   if (!wanted(what)) return;
   Workload work{{{scratch_.path(kWritten), 9}}, options_.writeMib * kMib, kMib, 4};
   auto checked = [&](Round round) {
@@ -170,9 +170,9 @@ void Suite::writing() {
     return round;
   };
   compare(what,
-          measure([&] { return checked(EngineSide::write(work)); },
+          measure([&] { return checked(engine(work)); },
                   [&] { return checked(RingSide::write(work)); }),
-          eThroughputAndCpu);
+          bars);
 }
 
 void Suite::staging() {

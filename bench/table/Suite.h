@@ -36,7 +36,7 @@ private:
   Pairs measure(const Side& engine, const Side& ring);
   void compare(const std::string& what, const Pairs& pairs, eBars bars);
   void reading(const std::string& what, const Workload& work, eBars bars);
-  void writing();
+  void writing(const char* what, Round (*engine)(const Workload&), eBars bars);
   void staging();
   void roundTrips();
   void cacheHit();
