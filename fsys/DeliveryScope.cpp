@@ -5,8 +5,7 @@
 thread_local DeliveryScope* DeliveryScope::innermost_ = nullptr;
 
 DeliveryScope::DeliveryScope(const FileRequest* request, uint32_t countedBytes, bool takesKicks)
-    : request_(request),
-      file_(request->file_),
+    : file_(request->file_),
       writeBytes_(request->is_read_ ? 0 : countedBytes),
       takesKicks_(takesKicks),
       outer_(innermost_) {
@@ -20,12 +19,6 @@ DeliveryScope::DeliveryScope(const FsysFile* file) : file_(file), outer_(innermo
 DeliveryScope::~DeliveryScope() { innermost_ = outer_; }
 
 bool DeliveryScope::active() { return innermost_ != nullptr; }
-
-bool DeliveryScope::isTelling(const FileRequest* request) {
-  for (const DeliveryScope* scope = innermost_; scope; scope = scope->outer_)
-    if (scope->request_ == request) return true;
-  return false;
-}
 
 bool DeliveryScope::takeKick(const FsysFile* file) {
   DeliveryScope* scope = innermost_;

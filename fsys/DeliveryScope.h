@@ -28,14 +28,12 @@ public:
 
   // Whether this thread is telling anybody.
   static bool active();
-  static bool isTelling(const FileRequest* request);
   // Write bytes of the file that stay outstanding until this thread returns from its callbacks.
   static uint32_t writeBytesHeld(const FsysFile* file);
   // True when the innermost scope takes a kick of this file's poller.
   static bool takeKick(const FsysFile* file);
 
 private:
-  const FileRequest* request_ = nullptr;
   const FsysFile* file_;
   uint32_t writeBytes_ = 0;  // that stay outstanding meanwhile
   bool takesKicks_ = false;

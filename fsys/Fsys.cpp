@@ -27,11 +27,10 @@ uint32_t delay_ms(int configured) { return static_cast<uint32_t>(std::max(config
 
 bool isForWriting(uint32_t flags) { return (flags & iFileManager::eFlagWrite) != 0; }
 
-// Whether a closer waits for the request. What its own thread is telling now is not waited for.
+// Whether a closer waits for the request.
 bool isUnfinished(const FileRequest* request) {
   uint32_t status = request->status();
-  bool unfinished = status <= FileRequest::STARTED || status == FileRequest::SUCCEEDED;
-  return unfinished && !DeliveryScope::isTelling(request);
+  return status <= FileRequest::STARTED || status == FileRequest::SUCCEEDED;
 }
 
 // Files that an engine left open. Their callers may still hold them; they are never deleted.

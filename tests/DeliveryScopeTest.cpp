@@ -25,17 +25,6 @@ TEST_F(DeliveryScopeTest, AThreadIsTellingForAsLongAsAnyOfItsScopesLives) {
   EXPECT_FALSE(DeliveryScope::active());
 }
 
-TEST_F(DeliveryScopeTest, EveryRequestOfTheNestedScopesIsBeingTold) {
-  DeliveryScope outer(read_.get());
-  {
-    DeliveryScope inner(write_.get());
-    EXPECT_TRUE(DeliveryScope::isTelling(read_.get()));
-    EXPECT_TRUE(DeliveryScope::isTelling(write_.get()));
-  }
-  EXPECT_TRUE(DeliveryScope::isTelling(read_.get()));
-  EXPECT_FALSE(DeliveryScope::isTelling(write_.get()));
-}
-
 TEST_F(DeliveryScopeTest, OnlyTheInnermostScopeTakesAKickAndOnlyItsOwnFiles) {
   DeliveryScope outer(read_.get(), 0, true);
   EXPECT_FALSE(DeliveryScope::takeKick(&other_));
