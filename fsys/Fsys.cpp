@@ -253,7 +253,11 @@ uint32_t Fsys::closeLater(FsysFile* file) {
     return eResultOk;
   }
   if (!closes_) closes_ = OS()->getThreads()->createTaskQueue("fsys close", kClosingThreads);
-  Qv::Ptr<iTask> task(new CloseTask(*this, file));
+  Qv::Ptr<iTask> task(new (std::nothrow) CloseTask(*this, file));
+  if (!task) {
+    OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
+    return eResultFailed;
+  }
   file->closing_.set(true);
   openFiles_.remove(file);
   if (closes_ && closes_->post(task)) return eResultOk;

@@ -1,5 +1,7 @@
 // FsysFile's request queues: entering, merging, starting, failing and giving up.
 
+#include <new>
+
 #include "fsys/DeliveryScope.h"
 #include "fsys/DiskManager.h"
 #include "fsys/EngineSettings.h"
@@ -58,12 +60,19 @@ bool FsysFile::mergeLocked(RequestList* list, FileRequest* request) {
   return false;
 }
 
-void FsysFile::appendLocked(RequestList* list, FileRequest* request) {
+// False, and nothing is counted, when the list cannot grow.
+bool FsysFile::appendLocked(RequestList* list, FileRequest* request) {
+  try {
+    list->add(request);
+  } catch (const std::bad_alloc&) {
+    OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
+    return false;
+  }
   if (Fsys::BufferSpace_)
     Fsys::BufferSpace_->AddPendingBytes(static_cast<int>(request->ByteCount_));
   request->setStatus(FileRequest::QUEUED);
   countOutstanding(request->is_read_, request->ByteCount_);
-  list->add(request);
+  return true;
 }
 
 uint32_t FsysFile::QueueReadRequest(FileRequest* request) {
@@ -78,7 +87,7 @@ uint32_t FsysFile::QueueReadRequest(FileRequest* request) {
     // A closer fails what it finds in the list, once: nothing may come after it.
     if (closing_) return eResultFailed;
     merged = mergeLocked(readRequests_, request);
-    if (!merged) appendLocked(readRequests_, request);
+    if (!merged && !appendLocked(readRequests_, request)) return eResultFailed;
   }
   if (!defer || (waiter && !merged)) kickPoll();
   if (waiter) waitFor(*waiter);
@@ -108,8 +117,8 @@ uint32_t FsysFile::enterWrite(FileRequest* request) {
   CriticalSectionLock lock(*lock_);
   if (closing_) return eResultFailed;
   bool mayMerge = isCountedAsDeferred(request) && mayDefer(request);
-  if (!mayMerge || !mergeLocked(writeRequests_, request)) appendLocked(writeRequests_, request);
-  return eResultOk;
+  if (mayMerge && mergeLocked(writeRequests_, request)) return eResultOk;
+  return appendLocked(writeRequests_, request) ? eResultOk : eResultFailed;
 }
 
 void FsysFile::followEnteredWrite(iThreadEvent* waiter, bool countsAsDeferred) {

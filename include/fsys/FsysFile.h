@@ -154,7 +154,7 @@ private:
   uint32_t enterWrite(FileRequest* request);
   void followEnteredWrite(iThreadEvent* waiter, bool countsAsDeferred);
   bool mergeLocked(RequestList* list, FileRequest* request);
-  void appendLocked(RequestList* list, FileRequest* request);
+  bool appendLocked(RequestList* list, FileRequest* request);
   void countDeferred();
   void kickPoll();
   void countOutstanding(bool read, int64_t delta);

@@ -1,0 +1,136 @@
+// Requests that find no memory: nothing moves, nothing is counted, and what is written is whole.
+
+#include "fsys/DeliveryScope.h"
+#include "tests/FsysFileDirectFixture.h"
+#include "tests/support/FailingHeap.h"
+
+namespace {
+
+constexpr unsigned kQueued = 40;  // as many as a list has room for from the start
+constexpr uint32_t kBytes = 512;
+constexpr int kMost = 200;  // allocations
+
+class FsysFileMemoryTest : public FsysFileDirectFixture {
+protected:
+  void SetUp() override {
+    if (!heap_.isAsked())
+      GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+    FsysFileDirectFixture::SetUp();
+  }
+  void TearDown() override {
+    if (heap_.isAsked()) FsysFileDirectFixture::TearDown();
+  }
+
+  FsysFile* withFullList() {
+    FsysFile* file = openForWriting(L"/m/a");
+    for (unsigned i = 0; i < kQueued; ++i) write(file, TestHolder::ofPattern(kBytes, i * kBytes));
+    return file;
+  }
+  // Whether the write that comes next was taken while the `nth` allocation is refused.
+  bool isTaken(FsysFile* file, const Qv::Ptr<iMemHolder>& data, int nth, bool& refused) {
+    uint32_t result = 0;
+    // As within a callback, where no write waits: what the fake needs meanwhile is not the question.
+    DeliveryScope scope(file);
+    heap_.refuse(nth, true);
+    try {
+      result = write(file, data);
+    } catch (const std::bad_alloc&) {
+    }
+    refused = heap_.letBe();
+    return result == 1;
+  }
+
+  FailingHeap heap_;
+};
+
+TEST_F(FsysFileMemoryTest, AWriteThatFindsNoRoomInTheListMovesAndCountsNothing) {
+  int lists = 0;
+  bool refused = true;
+  for (int nth = 0; refused && nth < kMost; ++nth) {
+    FsysFile* file = withFullList();
+    bool taken = isTaken(file, TestHolder::ofPattern(kBytes, kQueued * kBytes), nth, refused);
+    unsigned count = kQueued + (taken ? 1 : 0);
+    EXPECT_EQ(file->GetPosition(), count * kBytes) << "allocation " << nth;
+    EXPECT_EQ(file->GetWriteBytesOutstanding(), count * kBytes) << "allocation " << nth;
+    EXPECT_EQ(FsysFilePeer::writeRequests(*file).size(), count) << "allocation " << nth;
+    lists += !taken && FsysGetLastError() == uint32_t{eOsNoMemory};
+    OsAtomics::store(FsysError, 1u);
+    EXPECT_EQ(FsysClose(file, nullptr), 1u);
+    EXPECT_EQ(os_->files().bytesOf(L"/m/a"), patternBytes(count * kBytes));
+    OS()->getFileManager()->deleteFile(Text(L"/m/a"));
+  }
+  EXPECT_FALSE(refused);
+  EXPECT_EQ(lists, 1) << "the list grows once";
+}
+
+TEST_F(FsysFileMemoryTest, AStagedWriteThatFindsNoRoomInTheListStaysHeldWhereItBelongs) {
+  constexpr uint64_t before = kQueued * kBytes, staged = 140001;
+  int held = 0;
+  bool refused = true;
+  for (int nth = 0; refused && nth < kMost; ++nth) {
+    FsysFile* file = withFullList();
+    bool taken = isTaken(file, TestHolder::ofPattern(staged, before), nth, refused);
+    bool isHeld = !taken && FsysFilePeer::cachedBytes(*file) == staged;
+    EXPECT_TRUE(taken || file->GetPosition() == before) << "allocation " << nth;
+    held += isHeld;
+    EXPECT_EQ(FsysClose(file, nullptr), 1u);
+    EXPECT_EQ(os_->files().bytesOf(L"/m/a"),
+              patternBytes(taken || isHeld ? before + staged : before))
+        << "allocation " << nth;
+    OS()->getFileManager()->deleteFile(Text(L"/m/a"));
+  }
+  EXPECT_FALSE(refused);
+  EXPECT_GT(held, 0);
+}
+
+TEST_F(FsysFileMemoryTest, AReadThatFindsNoRoomInTheListIsRefused) {
+  int lists = 0;
+  bool refused = true;
+  for (int nth = 0; refused && nth < kMost; ++nth) {
+    FsysFile* file = readPatternFile(L"/m/r", 1 << 20);
+    FsysSetCoalesceLength(file, 0);
+    for (unsigned i = 0; i < kQueued; ++i) read(file, i * 8192, kBytes);
+    uint32_t result = 0;
+    heap_.refuse(nth, true);
+    try {
+      result = read(file, kQueued * 8192, kBytes);
+    } catch (const std::bad_alloc&) {
+    }
+    refused = heap_.letBe();
+    unsigned count = kQueued + (result == 1 ? 1 : 0);
+    EXPECT_EQ(file->GetReadBytesOutstanding(), count * kBytes) << "allocation " << nth;
+    EXPECT_EQ(FsysFilePeer::readRequests(*file).size(), count) << "allocation " << nth;
+    lists += result != 1 && FsysGetLastError() == uint32_t{eOsNoMemory};
+    OsAtomics::store(FsysError, 1u);
+    os_->run();
+    EXPECT_EQ(FsysClose(file, nullptr), 1u);
+  }
+  EXPECT_FALSE(refused);
+  EXPECT_EQ(lists, 1);
+}
+
+TEST_F(FsysFileMemoryTest, ACallbacksCloseThatFindsNoMemoryIsRefusedAndTheFileStaysOpen) {
+  FsysFile* file = readPatternFile(L"/m/r", 4096);
+  uint32_t result = 77;
+  recorder_->onCall([&](const Recorder::Call& call) {
+    if (call.ticket == 0) {
+      // The engine's thread for closes is there when it is asked the second time.
+      os_->faults().fail(FaultPlan::ePostTask, eOsNoMemory);
+      EXPECT_EQ(FsysClose(file, nullptr), 0u);
+      return;
+    }
+    heap_.refuse(0, true);
+    result = FsysClose(file, nullptr);
+    EXPECT_TRUE(heap_.letBe());
+  });
+  read(file, 0, kBytes, 0);
+  os_->run();
+  OsAtomics::store(FsysError, 1u);
+  read(file, 2048, kBytes, 1);
+  os_->run();
+  EXPECT_EQ(result, 0u);
+  EXPECT_EQ(FsysGetLastError(), uint32_t{eOsNoMemory});
+  EXPECT_EQ(FsysClose(file, nullptr), 1u) << "it is open";
+}
+
+}  // namespace
