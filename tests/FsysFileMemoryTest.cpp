@@ -29,7 +29,7 @@ protected:
   // Whether the write that comes next was taken while the `nth` allocation is refused.
   bool isTaken(FsysFile* file, const Qv::Ptr<iMemHolder>& data, int nth, bool& refused) {
     uint32_t result = 0;
-    // As within a callback, where no write waits: what the fake needs meanwhile is not the question.
+    // As within a callback, where no write waits: what the fake needs meanwhile is left alone.
     DeliveryScope scope(file);
     heap_.refuse(nth, true);
     try {
