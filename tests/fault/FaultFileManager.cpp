@@ -1,0 +1,49 @@
+#include "tests/fault/FaultFileManager.h"
+
+#include "tests/fault/FaultFile.h"
+
+bool FaultFileManager::isRefused(FaultCall call) {
+  uint32_t error = state_->points().next(call).error;
+  if (error != 0) failFault(error);
+  return error != 0;
+}
+
+Qv::Ptr<iFile> FaultFileManager::wrapped(const Qv::Ptr<iFile>& file) {
+  FaultPause own;
+  return file ? Qv::Ptr<iFile>(new FaultFile(state_, file)) : file;
+}
+
+Qv::Ptr<iFile> FaultFileManager::openMedia(const Path& path, unsigned flags, bool write,
+                                           unsigned disposition, unsigned mode) {
+  if (isRefused(FaultCall::eOpenMedia)) return {};
+  return wrapped(below()->openMedia(path, flags, write, disposition, mode));
+}
+
+Qv::Ptr<iFile> FaultFileManager::openFile(const Path& path, unsigned access, unsigned creation,
+                                          unsigned flags, unsigned attributes) {
+  if (isRefused(FaultCall::eOpenFile)) return {};
+  return wrapped(below()->openFile(path, access, creation, flags, attributes));
+}
+
+Qv::Ptr<iFile> FaultFileManager::openServed(const Path& path, unsigned flags, bool write) {
+  if (isRefused(FaultCall::eOpenServed)) return {};
+  return wrapped(below()->openServed(path, flags, write));
+}
+
+Qv::Ptr<iDiskDrive> FaultFileManager::getDisk(const Path& path) {
+  if (isRefused(FaultCall::eGetDisk)) return {};
+  return below()->getDisk(path);
+}
+
+bool FaultFileManager::getFileSize(const Path& path, uint64_t& bytes) {
+  bytes = 0;
+  return !isRefused(FaultCall::eGetFileSize) && below()->getFileSize(path, bytes);
+}
+
+bool FaultFileManager::deleteFile(const Path& path) {
+  return !isRefused(FaultCall::eDeleteFile) && below()->deleteFile(path);
+}
+
+bool FaultFileManager::createFolder(const Path& path) {
+  return !isRefused(FaultCall::eCreateFolder) && below()->createFolder(path);
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "tests/fault/FaultState.h"
+
+// FaultFileManager: the files of the system below, any call of which may fail.
+class FaultFileManager final : public iFileManager {
+public:
+  using Path = LightweightString<wchar_t>;
+
+  FaultFileManager(const Qv::Ptr<FaultState>& state, iOS& inner) : state_(state), inner_(inner) {}
+
+  Qv::Ptr<iFile> openMedia(const Path& path, unsigned flags, bool write, unsigned disposition,
+                           unsigned mode) override;
+  Qv::Ptr<iFile> openFile(const Path& path, unsigned access, unsigned creation, unsigned flags,
+                          unsigned attributes) override;
+  Qv::Ptr<iFile> openServed(const Path& path, unsigned flags, bool write) override;
+  bool isServed(const Path& path) const override { return below()->isServed(path); }
+  void registerProvider(const Path& prefix, const Qv::Ptr<iFileProvider>& provider) override {
+    below()->registerProvider(prefix, provider);
+  }
+  Qv::Ptr<iDiskDrive> getDisk(const Path& path) override;
+  bool exists(const Path& path) override {
+    return !isRefused(FaultCall::eExists) && below()->exists(path);
+  }
+  bool getFileSize(const Path& path, uint64_t& bytes) override;
+  bool deleteFile(const Path& path) override;
+  bool createFolder(const Path& path) override;
+  wchar_t getSeparator() const override { return below()->getSeparator(); }
+
+private:
+  iFileManager* below() const { return inner_.getFileManager(); }
+  bool isRefused(FaultCall call);
+  Qv::Ptr<iFile> wrapped(const Qv::Ptr<iFile>& file);
+
+  Qv::Ptr<FaultState> state_;
+  iOS& inner_;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <unordered_map>
+
+#include "platform/OS.h"
+#include "tests/fault/FaultPoints.h"
+
+// FaultState: what the parts of a fault layer share; it lives as long as the last of them.
+// Story      How an asynchronous transfer is to end is settled as it starts, and noted under its
+//            request until it is reported. What was noted for one that is never reported goes when
+//            the same request's address starts again.
+// Threads    any.
+class FaultState : public virtual Qv::InternalRefCount {
+public:
+  struct Ending {
+    FaultPoints::Verdict verdict;
+    bool write = false;
+    void* buffer = nullptr;  // good while the request is: until it is reported
+    uint32_t bytes = 0;
+  };
+
+  FaultPoints& points() { return points_; }
+
+  void note(void* request, const Ending& ending);
+  // False when all is to go well.
+  bool take(void* request, Ending& ending);
+
+private:
+  FaultPoints points_;
+  std::mutex lock_;  // guards endings_
+  std::unordered_map<void*, Ending> endings_;
+};
+
+// Sets the calling thread's last error; the failure as a result.
+inline uint32_t failFault(uint32_t error) {
+  OS()->getErrors()->setLastError(error);
+  return error;
+}
