@@ -9,11 +9,14 @@
 #include "bench/table/Descriptor.h"
 #include "bench/table/EngineFile.h"
 #include "bench/table/Holder.h"
+#include "bench/table/IdleFiles.h"
 #include "bench/table/ReadStream.h"
 #include "bench/table/Stamp.h"
 #include "bench/table/WriteStream.h"
 
 namespace {
+
+constexpr uint64_t kHitStep = 3000;  // less than a piece, and no boundary of anything
 
 using Clock = std::chrono::steady_clock;
 
@@ -56,6 +59,20 @@ Round EngineSide::read(const Workload& work) {
   return round;
 }
 
+Round EngineSide::readAmongIdle(const Workload& work, unsigned idleFiles) {
+  IdleFiles others(work.files[0].path, idleFiles);
+  Round round = read(work);
+  round.wrong += others.wrong();
+  return round;
+}
+
+Round EngineSide::readMerged(const Workload& work) {
+  FsysSetImmediateRequestHandling(false);
+  Round round = read(work);
+  FsysSetImmediateRequestHandling(true);
+  return round;
+}
+
 Round EngineSide::write(const Workload& work) {
   const Workload::File& target = work.files[0];
   EngineFile file(target.path, work.block, 2);
@@ -92,7 +109,7 @@ Round EngineSide::writeFromOneThread(const Workload& work) {
   return round;
 }
 
-Round EngineSide::writeStaged(const Workload& work) {
+Round EngineSide::writeStaged(const Workload& work, void (*around)()) {
   const Workload::File& target = work.files[0];
   EngineFile file(target.path, work.block, 2);
   Qv::Ptr<iMemHolder> byte = makeHolder(1);
@@ -100,11 +117,13 @@ Round EngineSide::writeStaged(const Workload& work) {
   Qv::Ptr<iObject> counter(new Counter);
   Round round;
   Meter meter;
+  around();
   if (file->DirectWrite(byte, false, &Counter::written, counter, false) != 1) ++round.wrong;
   for (uint64_t done = 0; done < work.bytesPerFile; done += work.block) {
     Stamp::put(piece->getBuffer(), done, target.number);
     if (file->DirectWrite(piece, false, &Counter::written, counter, false) != 1) ++round.wrong;
   }
+  around();
   if (!file.close()) ++round.wrong;
   makeDurable(target.path, round);
   meter.stop(round);
@@ -159,7 +178,7 @@ EngineSide::Hits EngineSide::hits(const Workload& work, uint32_t piece, uint64_t
     return hits;
   }
   auto hit = [&](uint64_t turn) {
-    uint64_t at = turn * piece % work.block;
+    uint64_t at = turn * kHitStep % (work.block - piece);
     uint32_t result =
         file->DirectRead(static_cast<long>(at), piece, false, &Arrival::come, context);
     if (result != 1) return;

@@ -19,14 +19,19 @@ struct Hits {
 };
 
 Round read(const Workload& work);
+// The same while so many other files are open, each of which was read once and keeps that.
+Round readAmongIdle(const Workload& work, unsigned idleFiles);
+// Blocks that wait for one another and are merged, as the workload says.
+Round readMerged(const Workload& work);
 // Each callback writes the next block.
 Round write(const Workload& work);
 // The asking thread writes the next block when the one that used its buffer has come.
 Round writeFromOneThread(const Workload& work);
-Round writeStaged(const Workload& work);
+// One byte, then the pieces behind it. `around` is called before the first and after the last.
+Round writeStaged(const Workload& work, void (*around)());
 Round roundTrips(const Workload& work, const std::vector<uint64_t>& offsets);
-// `count` reads of `piece` bytes from the first block, which was read before. `around` is called
-// before the first and after the last.
+// `count` overlapping reads of `piece` bytes from the first block, which was read before. `around`
+// is called before the first and after the last.
 Hits hits(const Workload& work, uint32_t piece, uint64_t count, void (*around)());
 
 }  // namespace EngineSide

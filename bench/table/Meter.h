@@ -13,6 +13,7 @@ struct Round {
   uint64_t bytes = 0;
   uint64_t wrong = 0;                // transfers that failed or held something else
   std::vector<double> latencies_us;  // of single transfers, where they are looked at
+  std::vector<double> streams_mbps;  // of each file until its last block, where they are looked at
 
   double mbPerSecond() const {
     return seconds > 0 ? static_cast<double>(bytes) / 1e6 / seconds : 0;

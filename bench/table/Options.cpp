@@ -6,7 +6,7 @@
 namespace {
 
 constexpr uint64_t kMib = 1 << 20;
-constexpr uint64_t kLeastRead_mib = 64;
+constexpr uint64_t kLeastRead_mib = 32;
 constexpr uint64_t kReadStep_mib = 32;  // eight files of whole 4 MiB blocks
 
 }  // namespace

@@ -1,13 +1,9 @@
 // The probes' own processes.
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <memory>
 #include <semaphore>
 #include <stdexcept>
 #include <vector>
@@ -15,11 +11,15 @@
 #include "bench/table/CountingOs.h"
 #include "bench/table/EngineFile.h"
 #include "bench/table/EngineSide.h"
+#include "bench/table/Holder.h"
+#include "bench/table/IdleFiles.h"
+#include "bench/table/MemoryProbe.h"
+#include "bench/table/Options.h"
 #include "bench/table/Probes.h"
+#include "bench/table/RingEntries.h"
 #include "bench/table/Statistics.h"
+#include "bench/table/Trace.h"
 #include "fsys/FsysPoll.h"
-#include "fsys/MemBlock.h"
-#include "fsys/MemRef.h"
 
 struct FsysPeer {
   static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_; }
@@ -33,13 +33,25 @@ constexpr unsigned kPasses = 200;
 constexpr unsigned kWarmTransfers = 64;
 constexpr unsigned kTransfers = 256;
 constexpr uint32_t kTransferBytes = 65536;
+constexpr unsigned kAddressedWrites = 32;
 
-void mark() { (void)getsid(-77); }
+EngineSide::Hits hit(const Workload::File& file, void (*around)()) {
+  return EngineSide::hits({{file}, kBlock, kBlock, 1}, kPiece, Probes::kHits, around);
+}
 
-int runHits(const Workload::File& file) {
-  EngineSide::Hits hits =
-      EngineSide::hits({{file}, kBlock, kBlock, 1}, kPiece, Probes::kHits, &mark);
-  return hits.round.wrong == 0 ? 0 : 1;
+int runHits(const Workload::File& file) { return hit(file, &Trace::mark).round.wrong == 0 ? 0 : 1; }
+
+int runHitAllocations(const Workload::File& file) {
+  static std::vector<uint64_t> counts;
+  counts.reserve(2);
+  auto round = hit(file, [] { counts.push_back(CountingOs::onThisThread()); }).round;
+  if (round.wrong > 0 || counts.size() != 2) return 1;
+  std::printf("a_hit=%.4f\n", static_cast<double>(counts[1] - counts[0]) / Probes::kHits);
+  return 0;
+}
+
+int runStaged(const Workload::File& file, uint64_t bytes) {
+  return EngineSide::writeStaged({{file}, bytes, kPiece, 1}, &Trace::mark).wrong == 0 ? 0 : 1;
 }
 
 // Ends: counts what a thread asked the heap for between two callbacks.
@@ -83,8 +95,7 @@ int runAllocations(const Workload::File& file, const std::string& spare) {
   }
   {
     EngineFile target(spare, kTransferBytes, 2);
-    Qv::Ptr<iMemHolder> block(new MemBlock(kTransferBytes));
-    Qv::Ptr<iMemHolder> data(new MemRef(block, 0, kTransferBytes));
+    Qv::Ptr<iMemHolder> data = makeHolder(kTransferBytes);
     forWrite = askedPerTransfer([&](uint64_t, Qv::Ptr<iObject>& context) {
       return target->DirectWrite(data, false, &Ends::ended, context, false);
     });
@@ -93,25 +104,37 @@ int runAllocations(const Workload::File& file, const std::string& spare) {
   return 0;
 }
 
-void allowManyFiles() {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-// Every file has been read once and keeps that read, as files do that wait for their next use.
-int runIdle(const Workload::File& file) {
-  using Clock = std::chrono::steady_clock;
-  allowManyFiles();
-  std::vector<std::unique_ptr<EngineFile>> files;
+// The entries by which the kernel was asked to write, looked at afterwards: the caller's addresses
+// stand in them, or others.
+int runAddresses(const std::string& spare) {
+  std::vector<Qv::Ptr<iMemHolder>> data;
+  for (unsigned i = 0; i < kAddressedWrites; ++i) data.push_back(makeHolder(kBlock));
+  EngineFile target(spare, kBlock, 2);
   Qv::Ptr<iObject> context(new Ends);
   auto* ends = static_cast<Ends*>(context.get());
-  for (unsigned i = 0; i < Probes::kIdleFiles; ++i) {
-    files.push_back(std::make_unique<EngineFile>(file.path, kPiece, 1));
-    if ((*files.back())->DirectRead(0, kPiece, false, &Ends::ended, context) != 1) return 1;
+  for (Qv::Ptr<iMemHolder>& holder : data) {
+    if (target->DirectWrite(holder, false, &Ends::ended, context, false) != 1) return 1;
     ends->come.acquire();
   }
+  std::vector<uint64_t> addresses = RingEntries::writtenFrom();
+  auto isCallers = [&](uint64_t address) {
+    return std::any_of(data.begin(), data.end(), [&](const Qv::Ptr<iMemHolder>& holder) {
+      return address == reinterpret_cast<uintptr_t>(holder->getBuffer());
+    });
+  };
+  auto callers = std::count_if(addresses.begin(), addresses.end(), isCallers);
+  if (callers == 0 || ends->wrong > 0) {
+    std::printf("the engine's ring shows no write of the caller's\n");
+    return 0;
+  }
+  std::printf("elsewhere=%td\n",
+              std::max<ptrdiff_t>(kAddressedWrites - callers, std::ssize(addresses) - callers));
+  return 0;
+}
+
+int runIdle(const Workload::File& file) {
+  using Clock = std::chrono::steady_clock;
+  IdleFiles files(file.path, Probes::kIdleFiles);
   FsysPoll* poll = FsysPeer::readPoll(*theFsys);
   std::vector<double> passes_us;
   for (unsigned i = 0; i < kPasses; ++i) {
@@ -120,20 +143,31 @@ int runIdle(const Workload::File& file) {
     passes_us.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
   }
   std::printf("pass_us=%.2f\n", Statistics::median(passes_us));
-  return ends->wrong == 0 ? 0 : 1;
+  return files.wrong() == 0 ? 0 : 1;
+}
+
+int runNamed(const Options& options) {
+  const Workload::File file = {options.probeFile, options.probeNumber};
+  const std::string& name = options.probe;
+  if (name == "hits") return runHits(file);
+  if (name == "hit-allocations") return runHitAllocations(file);
+  if (name == "idle") return runIdle(file);
+  if (name == "allocations") return runAllocations(file, options.probeSpare);
+  if (name == "staged") return runStaged(file, options.probeBytes);
+  if (name == "addresses") return runAddresses(options.probeSpare);
+  if (name == "memory") return MemoryProbe::run(file, options.probeBytes);
+  return 2;
 }
 
 }  // namespace
 
-int Probes::run(const std::string& name, const Workload::File& file, const std::string& spare) {
+int Probes::run(const Options& options) {
   static CountingOs counting;
-  if (name == "allocations") swapOS(&counting);
+  const bool counts = options.probe.find("allocations") != std::string::npos;
+  if (counts) swapOS(&counting);
   if (FsysInitialize() != 1) return 2;
-  int status = 2;
-  if (name == "hits") status = runHits(file);
-  if (name == "idle") status = runIdle(file);
-  if (name == "allocations") status = runAllocations(file, spare);
+  int status = runNamed(options);
   FsysUninitialize(Shutdown::eNormal);
-  if (name == "allocations") swapOS(nullptr);
+  if (counts) swapOS(nullptr);
   return status;
 }

@@ -2,17 +2,14 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 
 #include "bench/table/Child.h"
+#include "bench/table/Trace.h"
 
 namespace {
 
-// The call that marks the hits: one that nobody else makes, with an argument that nobody else has.
-constexpr const char* kMark = "getsid(-77";
-
 std::vector<std::string> command(const std::string& probe, const Workload::File& file,
-                                 const std::string& spare) {
+                                 const std::string& spare, uint64_t bytes = 0) {
   return {Child::self(),
           "--probe",
           probe,
@@ -21,50 +18,42 @@ std::vector<std::string> command(const std::string& probe, const Workload::File&
           "--probe-number",
           std::to_string(file.number),
           "--probe-spare",
-          spare};
+          spare,
+          "--probe-bytes",
+          std::to_string(bytes)};
 }
 
 Probes::Outcome number(const Child::Result& result, const char* key) {
   if (result.status != 0)
     return {std::nullopt, "the probe ended with status " + std::to_string(result.status)};
   size_t place = result.output.find(std::string(key) + "=");
-  if (place == std::string::npos) return {std::nullopt, "the probe says nothing"};
+  if (place == std::string::npos) return {std::nullopt, "the probe says nothing: " + result.output};
   return {std::atof(result.output.c_str() + place + std::string(key).size() + 1), ""};
 }
 
-// Lines of the marking thread between the two marks. What another thread's call interrupted is told
-// in two lines: the second of them is no call.
-Probes::Outcome callsBetweenMarks(const std::string& trace) {
-  std::ifstream lines(trace);
-  std::string line, thread;
-  uint64_t calls = 0;
-  while (std::getline(lines, line)) {
-    size_t space = line.find(' ');
-    if (space == std::string::npos) continue;
-    std::string who = line.substr(0, space);
-    std::string what = line.substr(line.find_first_not_of(' ', space));
-    bool mark = what.rfind(kMark, 0) == 0;
-    if (mark && thread.empty()) {
-      thread = who;
-    } else if (mark) {
-      return {static_cast<double>(calls), ""};
-    } else if (who == thread && what.rfind("<...", 0) != 0 && what.rfind("---", 0) != 0) {
-      ++calls;
-    }
-  }
-  return {std::nullopt, "the trace holds no marks"};
+Probes::Outcome traced(const std::vector<std::string>& probe, const std::string& trace,
+                       Trace::eThreads threads) {
+  if (Child::run({"strace", "-V"}).status != 0) return {std::nullopt, "strace is not installed"};
+  std::vector<std::string> words{"strace", "-f", "-o", trace};
+  words.insert(words.end(), probe.begin(), probe.end());
+  Child::Result result = Child::run(words);
+  if (result.status != 0)
+    return {std::nullopt, "strace ended with status " + std::to_string(result.status)};
+  std::optional<uint64_t> calls = Trace::callsBetweenMarks(trace, threads);
+  if (!calls) return {std::nullopt, "the trace holds no marks"};
+  return {static_cast<double>(*calls), ""};
 }
 
 }  // namespace
 
 Probes::Outcome Probes::callsInHits(const Workload::File& file, const std::string& trace) {
-  if (Child::run({"strace", "-V"}).status != 0) return {std::nullopt, "strace is not installed"};
-  std::vector<std::string> traced{"strace", "-f", "-o", trace};
-  for (const std::string& word : command("hits", file, "")) traced.push_back(word);
-  Child::Result result = Child::run(traced);
-  if (result.status != 0)
-    return {std::nullopt, "strace ended with status " + std::to_string(result.status)};
-  return callsBetweenMarks(trace);
+  Outcome calls = traced(command("hits", file, ""), trace, Trace::eMarking);
+  if (calls.value) *calls.value /= kHits;
+  return calls;
+}
+
+Probes::Outcome Probes::allocationsInHits(const Workload::File& file) {
+  return number(Child::run(command("hit-allocations", file, "")), "a_hit");
 }
 
 // The engine's own thread stays away: its passes would wait for ours, and ours for them.
@@ -80,4 +69,19 @@ Probes::Outcome Probes::allocationsPerRead(const Workload::File& file, const std
 
 Probes::Outcome Probes::allocationsPerWrite(const Workload::File& file, const std::string& spare) {
   return number(Child::run(command("allocations", file, spare)), "a_write");
+}
+
+Probes::Outcome Probes::callsInStaged(const Workload& work, const std::string& trace) {
+  return traced(command("staged", work.files[0], "", work.bytesPerFile), trace, Trace::eAll);
+}
+
+Probes::Outcome Probes::copiedWrites(const Workload::File& file, const std::string& spare) {
+  return number(Child::run(command("addresses", file, spare)), "elsewhere");
+}
+
+Probes::Memory Probes::memory(const Workload::File& file, uint64_t bytes) {
+  Child::Result result = Child::run(command("memory", file, "", bytes));
+  auto value = [&](const char* key) { return number(result, key).value.value_or(0); };
+  return {number(result, "settled_s"), value("start_mib"), value("most_mib"), value("end_mib"),
+          value("limit_mib")};
 }

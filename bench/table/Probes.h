@@ -6,31 +6,49 @@
 
 #include "bench/table/Workload.h"
 
+struct Options;
+
 // Probes: what is counted rather than timed. Each runs in a process of its own, so that counting
 // disturbs nothing that is timed, and answers by one line on standard output.
 //
-//   hits          cache hits between two marks that a tracer sees
-//   idle          passes over many files that are open and do nothing
-//   allocations   what the completion threads ask the heap for
+//   hits             cache hits between two marks that a tracer sees
+//   hit-allocations  what cache hits ask the heap for
+//   idle             passes over many files that are open and do nothing
+//   allocations      what the completion threads ask the heap for
+//   staged           small unaligned writes between two marks that a tracer sees
+//   addresses        from where the kernel was told to write
+//   memory           what stays of a burst of reads
 namespace Probes {
 
 constexpr uint64_t kHits = 10000;
 constexpr unsigned kIdleFiles = 1000;
 
 // In the process of its own: the exit status.
-int run(const std::string& name, const Workload::File& file, const std::string& spare);
+int run(const Options& options);
 
 struct Outcome {
   std::optional<double> value;  // none: it could not be found out
   std::string why;              // why not
 };
 
-// System calls of the thread that made kHits cache hits.
+// What one of kHits cache hits makes of system calls; of allocations, holders from their pool.
 Outcome callsInHits(const Workload::File& file, const std::string& trace);
+Outcome allocationsInHits(const Workload::File& file);
 // Median time of a pass.
 Outcome idlePass_us(const Workload::File& file);
 // Allocations of the completion threads for one transfer's end, callbacks left out.
 Outcome allocationsPerRead(const Workload::File& file, const std::string& spare);
 Outcome allocationsPerWrite(const Workload::File& file, const std::string& spare);
+// System calls of all threads for the workload's staged writes, to a new file.
+Outcome callsInStaged(const Workload& work, const std::string& trace);
+// Aligned writes that the kernel was told to take from elsewhere than the caller's bytes.
+Outcome copiedWrites(const Workload::File& file, const std::string& spare);
+
+// Resident memory around so many bytes of reads that were held all at once and then let go.
+struct Memory {
+  Outcome settled_s;  // idle until it was back at the start and the limit
+  double start_mib = 0, most_mib = 0, end_mib = 0, limit_mib = 0;
+};
+Memory memory(const Workload::File& file, uint64_t bytes);
 
 }  // namespace Probes

@@ -11,9 +11,11 @@ constexpr uint32_t kRetry_ms = 1;
 
 ReadStream::ReadStream(const Workload& work) : work_(work) {
   wake_ = OS()->getThreads()->createEvent(0, 0, 0);
+  const uint32_t coalesce = work_.merged ? work_.merged : work_.block;
   for (const Workload::File& file : work_.files) {
     auto track = std::make_unique<Track>();
-    track->file = std::make_unique<EngineFile>(file.path, work_.block, 1);
+    track->file = std::make_unique<EngineFile>(file.path, coalesce, 1);
+    track->index = tracks_.size();
     track->number = file.number;
     for (unsigned i = 0; i < work_.inFlight; ++i) {
       auto* slot = new Slot;
@@ -28,6 +30,7 @@ ReadStream::ReadStream(const Workload& work) : work_(work) {
 void ReadStream::run(Round& round) {
   slotsAtWork_ = slots_.size();
   Meter meter;
+  streams_.emplace(work_);
   for (Qv::Ptr<iObject>& slot : slots_) next(static_cast<Slot*>(slot.get()));
   while (slotsAtWork_ > 0) {
     bool asking;
@@ -41,6 +44,7 @@ void ReadStream::run(Round& round) {
   meter.stop(round);
   round.bytes = bytes_;
   round.wrong = wrong_;
+  streams_->tell(round);
 }
 
 void ReadStream::arrived(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>& data,
@@ -57,6 +61,7 @@ void ReadStream::take(Slot* slot, const Qv::Ptr<iMemHolder>& data, RequestStatus
     bytes_ += work_.block;
   else
     ++wrong_;
+  streams_->came(slot->track->index);
   next(slot);
 }
 
@@ -68,11 +73,17 @@ void ReadStream::next(Slot* slot) {
     wake_->signal();
 }
 
+// Of the last ones none may: nothing would come behind them to send them off.
+bool ReadStream::mayWait(uint64_t offset) const {
+  return work_.merged && offset + uint64_t{work_.block} * work_.inFlight < work_.bytesPerFile;
+}
+
 void ReadStream::ask(Slot* slot) {
   Qv::Ptr<iObject> context(slot);
   FsysFile* file = slot->track->file->get();
-  if (file->DirectRead(static_cast<long>(slot->offset), work_.block, false, &arrived, context) == 1)
-    return;
+  uint32_t result = file->DirectRead(static_cast<long>(slot->offset), work_.block,
+                                     mayWait(slot->offset), &arrived, context);
+  if (result == 1) return;
   {
     std::lock_guard<std::mutex> held(lock_);
     refused_.push_back(slot);

@@ -5,10 +5,12 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "bench/table/EngineFile.h"
 #include "bench/table/Meter.h"
+#include "bench/table/Streams.h"
 #include "bench/table/Workload.h"
 
 // ReadStream: reads every block of a workload's files through the engine.
@@ -27,6 +29,7 @@ private:
   struct Track {
     std::unique_ptr<EngineFile> file;
     uint64_t number;
+    size_t index;
     std::atomic<uint64_t> next{0};
   };
   // One block under way; the context of its reads.
@@ -39,6 +42,7 @@ private:
   static void arrived(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>& data, RequestStatus status);
   void take(Slot* slot, const Qv::Ptr<iMemHolder>& data, RequestStatus status);
   void next(Slot* slot);
+  bool mayWait(uint64_t offset) const;
   void ask(Slot* slot);
   void askRefusedAgain();
 
@@ -46,6 +50,7 @@ private:
   std::vector<std::unique_ptr<Track>> tracks_;
   std::vector<Qv::Ptr<iObject>> slots_;
   Qv::Ptr<iThreadEvent> wake_;
+  std::optional<Streams> streams_;
   std::atomic<size_t> slotsAtWork_{0};
   std::atomic<uint64_t> bytes_{0};
   std::atomic<uint64_t> wrong_{0};

@@ -11,33 +11,12 @@
 
 #include "bench/table/Descriptor.h"
 #include "bench/table/HugeBuffers.h"
+#include "bench/table/OpenFile.h"
+#include "bench/table/Ring.h"
 #include "bench/table/Stamp.h"
+#include "bench/table/Streams.h"
 
 namespace {
-
-class Ring {
-public:
-  explicit Ring(unsigned depth) {
-    int result = io_uring_queue_init(std::max(depth, 4u), &ring_, 0);
-    if (result < 0) throw std::runtime_error(std::string("no ring: ") + std::strerror(-result));
-  }
-  ~Ring() { io_uring_queue_exit(&ring_); }
-  Ring(const Ring&) = delete;
-  Ring& operator=(const Ring&) = delete;
-  io_uring* get() { return &ring_; }
-
-private:
-  io_uring ring_;
-};
-
-Descriptor openDirect(const std::string& path, int flags) {
-  Descriptor file(open(path.c_str(), flags | O_DIRECT | O_CLOEXEC, 0600));
-  // A folder in memory may refuse: then both sides use the page cache.
-  if (!file.isOpen() && errno == EINVAL)
-    file = Descriptor(open(path.c_str(), flags | O_CLOEXEC, 0600));
-  if (!file.isOpen()) throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
-  return file;
-}
 
 // Slots: the blocks under way. Each has its buffer, and a file whose next block it takes.
 class Slots {
@@ -54,6 +33,7 @@ public:
         offsets_(work.inFlight * work.files.size(), 0) {}
 
   void run(Round& round) {
+    Streams streams(work_);
     for (size_t slot = 0; slot < offsets_.size(); ++slot) start(slot);
     while (underWay_ > 0) {
       io_uring_submit_and_wait(ring_.get(), 1);
@@ -64,9 +44,11 @@ public:
         io_uring_cqe_seen(ring_.get(), ended);
         --underWay_;
         take(slot, result, round);
+        streams.came(fileOf(slot));
         start(slot);
       }
     }
+    streams.tell(round);
   }
 
 private:
@@ -108,17 +90,6 @@ private:
   size_t underWay_ = 0;
 };
 
-// Waits for one transfer.
-int finishOne(io_uring* ring) {
-  io_uring_submit_and_wait(ring, 1);
-  io_uring_cqe* ended = nullptr;
-  int result = io_uring_wait_cqe(ring, &ended);
-  if (result < 0) return result;
-  result = ended->res;
-  io_uring_cqe_seen(ring, ended);
-  return result;
-}
-
 void makeDurable(const Descriptor& file, Round& round) {
   if (fsync(file.get()) != 0) ++round.wrong;
 }
@@ -127,7 +98,8 @@ void makeDurable(const Descriptor& file, Round& round) {
 
 Round RingSide::read(const Workload& work) {
   std::vector<Descriptor> files;
-  for (const Workload::File& file : work.files) files.push_back(openDirect(file.path, O_RDONLY));
+  for (const Workload::File& file : work.files)
+    files.push_back(OpenFile::direct(file.path, O_RDONLY));
   Slots slots(work, files, Slots::eRead);
   Round round;
   Meter meter;
@@ -136,13 +108,17 @@ Round RingSide::read(const Workload& work) {
   return round;
 }
 
-Round RingSide::write(const Workload& work) {
+Round RingSide::write(const Workload& work, eSpace space) {
   std::vector<Descriptor> files;
-  files.push_back(openDirect(work.files[0].path, O_WRONLY | O_CREAT));
+  files.push_back(OpenFile::direct(work.files[0].path, O_WRONLY | O_CREAT));
   Slots slots(work, files, Slots::eWrite);
+  const auto size = static_cast<off_t>(work.bytesPerFile);
   Round round;
   Meter meter;
+  if (space == eReserved && fallocate(files[0].get(), FALLOC_FL_KEEP_SIZE, 0, size) != 0)
+    ++round.wrong;
   slots.run(round);
+  if (space == eReserved && ftruncate(files[0].get(), size) != 0) ++round.wrong;
   makeDurable(files[0], round);
   files[0].close();
   meter.stop(round);
@@ -151,7 +127,7 @@ Round RingSide::write(const Workload& work) {
 
 Round RingSide::writeGathered(const Workload& work, uint32_t gathered) {
   const std::string& path = work.files[0].path;
-  Descriptor file = openDirect(path, O_WRONLY | O_CREAT);
+  Descriptor file = OpenFile::direct(path, O_WRONLY | O_CREAT);
   HugeBuffers buffer(gathered);
   std::vector<unsigned char> piece(work.block, 0x5A);
   Ring ring(1);
@@ -164,7 +140,7 @@ Round RingSide::writeGathered(const Workload& work, uint32_t gathered) {
     held += fits;
     if (held < gathered) return;
     io_uring_prep_write(io_uring_get_sqe(ring.get()), file.get(), buffer.at(0), held, written);
-    if (finishOne(ring.get()) != static_cast<int>(held)) ++round.wrong;
+    if (ring.finishOne() != static_cast<int>(held)) ++round.wrong;
     written += held;
     held = count - fits;
     std::memcpy(buffer.at(0), bytes + fits, held);
@@ -176,7 +152,7 @@ Round RingSide::writeGathered(const Workload& work, uint32_t gathered) {
     add(piece.data(), work.block);
   }
   // What is left is no whole sector: it goes through the page cache.
-  Descriptor rest(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  Descriptor rest = OpenFile::cached(path, O_WRONLY);
   if (held > 0 && pwrite(rest.get(), buffer.at(0), held, static_cast<off_t>(written)) != held)
     ++round.wrong;
   makeDurable(rest, round);
@@ -187,7 +163,7 @@ Round RingSide::writeGathered(const Workload& work, uint32_t gathered) {
 }
 
 Round RingSide::roundTrips(const Workload& work, const std::vector<uint64_t>& offsets) {
-  Descriptor file = openDirect(work.files[0].path, O_RDONLY);
+  Descriptor file = OpenFile::direct(work.files[0].path, O_RDONLY);
   HugeBuffers buffer(work.block);
   Ring ring(1);
   Round round;
@@ -196,7 +172,7 @@ Round RingSide::roundTrips(const Workload& work, const std::vector<uint64_t>& of
   for (uint64_t offset : offsets) {
     auto start = std::chrono::steady_clock::now();
     io_uring_prep_read(io_uring_get_sqe(ring.get()), file.get(), buffer.at(0), work.block, offset);
-    bool right = finishOne(ring.get()) == static_cast<int>(work.block);
+    bool right = ring.finishOne() == static_cast<int>(work.block);
     std::chrono::duration<double, std::micro> passed = std::chrono::steady_clock::now() - start;
     round.latencies_us.push_back(passed.count());
     if (!right || !Stamp::endsAreRight(buffer.at(0), offset, work.block, work.files[0].number))

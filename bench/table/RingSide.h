@@ -14,8 +14,10 @@
 namespace RingSide {
 
 Round read(const Workload& work);
-// One new file, written, closed and made durable.
-Round write(const Workload& work);
+enum eSpace { eAsItComes, eReserved };
+// One new file, written, closed and made durable. Reserved: its space was asked for ahead, the size
+// kept, and what was not written is trimmed.
+Round write(const Workload& work, eSpace space);
 // One byte, then pieces of `work.block` behind it, gathered in a buffer of `gathered` bytes that is
 // written when it is full; then closed and made durable.
 Round writeGathered(const Workload& work, uint32_t gathered);

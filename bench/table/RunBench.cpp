@@ -9,21 +9,31 @@
 #include <exception>
 #include <fstream>
 
+#include "bench/table/HostMemory.h"
 #include "bench/table/Interrupted.h"
 #include "bench/table/Options.h"
+#include "bench/table/PageCacheSide.h"
 #include "bench/table/Probes.h"
 #include "bench/table/Suite.h"
+#include "bench/table/Table.h"
 #include "fsys/Fsys.h"
 #include "platform/OS.h"
 
 namespace {
 
+constexpr uint64_t kMib = 1 << 20;
+constexpr uint64_t kBurst = 1024 * kMib;  // what is held of reads at once, besides the page cache
+constexpr uint64_t kQuickTouch = 64 * kMib;
+constexpr unsigned kLibuvThreads = 16;  // the most reads that a workload has under way
+
 enum Exit { eOk = 0, eMissedBars = 1, eBroken = 2, eWrongTransfer = 3 };
 
 void describe(CLI::App& app, Options& options) {
   app.add_option("--dir", options.folder, "folder for the files of the run");
+  app.add_option("--cached-dir", options.cachedFolder,
+                 "folder in memory, for the file that is read from the page cache");
   app.add_option("--read-mib", options.readMib, "size of what is read in a round")
-      ->check(CLI::Range(64, 1 << 20));
+      ->check(CLI::Range(32, 1 << 20));
   app.add_option("--write-mib", options.writeMib, "size of what is written in a round")
       ->check(CLI::Range(1, 1 << 20));
   app.add_option("--staged-mib", options.stagedMib, "the same for staged writes")
@@ -32,7 +42,7 @@ void describe(CLI::App& app, Options& options) {
       ->check(CLI::Range(1, 1000));
   app.add_option("--trips", options.trips, "round trips in a round")->check(CLI::Range(1, 1 << 20));
   app.add_option("--hits", options.hits, "cache hits in a round")->check(CLI::Range(1, 1 << 30));
-  app.add_option("--only", options.only, "measure the lines whose name holds this");
+  app.add_option("--only", options.only, "measure the rows whose name holds this");
   app.add_option("--json", options.json, "write the figures to this file too");
   app.add_flag("--quick", options.quick, "a tiny run: shows that it works, measures nothing");
   app.add_flag("--strict", options.strict, "a missed bar is a failure");
@@ -40,6 +50,7 @@ void describe(CLI::App& app, Options& options) {
   app.add_option("--probe-file", options.probeFile)->group("");
   app.add_option("--probe-spare", options.probeSpare)->group("");
   app.add_option("--probe-number", options.probeNumber)->group("");
+  app.add_option("--probe-bytes", options.probeBytes)->group("");
 }
 
 // What else the machine is doing: figures of a busy one say little.
@@ -59,7 +70,8 @@ std::string processor() {
   return "unknown";
 }
 
-Facts factsOf(const Options& options, bool direct, const std::string& loadBefore) {
+Facts factsOf(const Options& options, const Suite& suite, const std::string& loadBefore,
+              uint64_t touched) {
   utsname system{};
   uname(&system);
   iAsyncIo::Description io = OS()->getAsyncIo()->describe();
@@ -69,8 +81,12 @@ Facts factsOf(const Options& options, bool direct, const std::string& loadBefore
                       " processors, Linux " + system.release},
       {"load", loadBefore + " before, " + load() + " after"},
       {"engine", io.ring ? "ring" : std::string("threads: ") + io.why},
-      {"transfers", direct ? "direct" : "through the page cache: the folder takes no direct ones"},
-      {"rounds", std::to_string(options.rounds) + " of each side in turn, after one uncounted"},
+      {"transfers",
+       suite.isDirect() ? "direct" : "through the page cache: the folder takes no direct ones"},
+      {"page cache", suite.caches().whatWasDone()},
+      {"memory", std::to_string(touched / kMib) + " MiB touched once before"},
+      {"rounds",
+       std::to_string(options.rounds) + " of each side in turn, A B C A B C, after one uncounted"},
       {"sizes", std::to_string(options.readMib) + " MiB read, " + std::to_string(options.writeMib) +
                     " MiB written, " + std::to_string(options.stagedMib) + " MiB staged"},
       {"figures", "medians of rounds; compared: medians of neighbouring pairs; MB is 10^6 bytes"},
@@ -82,7 +98,8 @@ Facts factsOf(const Options& options, bool direct, const std::string& loadBefore
 
 int verdictOf(const Suite& suite, const Options& options) {
   unsigned missed = 0;
-  for (const Line& line : suite.lines()) missed += line.verdict == Line::eMissed;
+  for (const Row& row : suite.rows())
+    for (const Bar& bar : row.bars) missed += bar.verdict == Bar::eMissed;
   std::printf("\n%u bars missed, %llu transfers wrong\n", missed,
               static_cast<unsigned long long>(suite.wrong()));
   if (suite.wrong() > 0) return eWrongTransfer;
@@ -93,16 +110,19 @@ int measure(Options& options) {
   Interrupted::listen();
   std::string loadBefore = load();
   options.fit(Scratch::freeBytes(options.folder));
+  PageCacheSide::setLibuvThreads(kLibuvThreads);
+  uint64_t touched =
+      HostMemory::touch(options.quick ? kQuickTouch : options.readMib * kMib + kBurst);
   if (FsysInitialize() != 1) throw std::runtime_error("the engine cannot be started");
   int status;
   {
     Suite suite(options);
     suite.run();
-    Facts facts = factsOf(options, suite.isDirect(), loadBefore);
-    Table::print(facts, suite.lines());
+    Facts facts = factsOf(options, suite, loadBefore, touched);
+    Table::print(facts, suite.rows());
     status = verdictOf(suite, options);
     if (!options.json.empty() &&
-        !Table::writeJson(options.json, facts, suite.lines(), suite.wrong()))
+        !Table::writeJson(options.json, facts, suite.rows(), suite.wrong()))
       throw std::runtime_error("cannot write " + options.json);
   }
   FsysUninitialize(Shutdown::eNormal);
@@ -118,7 +138,7 @@ int main(int count, char** arguments) {
   CLI11_PARSE(app, count, arguments);
   try {
     if (options.probe.empty()) return measure(options);
-    return Probes::run(options.probe, {options.probeFile, options.probeNumber}, options.probeSpare);
+    return Probes::run(options);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "run_bench: %s\n", failure.what());
     return eBroken;

@@ -1,52 +1,67 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <vector>
 
-#include "bench/table/Meter.h"
+#include "bench/table/Caches.h"
+#include "bench/table/Contest.h"
 #include "bench/table/Options.h"
 #include "bench/table/Probes.h"
+#include "bench/table/Row.h"
 #include "bench/table/Scratch.h"
-#include "bench/table/Table.h"
 #include "bench/table/Workload.h"
 
-// Suite: measures everything and makes the lines of the table.
-// Story      Of each workload both sides do one round that is not counted, then counted rounds in
-//            turn. A figure is the median of its side's rounds; what is compared is the median over
-//            the pairs of neighbouring rounds, since what disturbs a shared machine disturbs
-//            neighbours alike.
+// Suite: measures everything and makes the rows of the table.
+// Story      Of each row's work all sides do rounds in turn (Contest); a side's figure is the
+//            median of its rounds; sides are compared by the median over neighbouring rounds.
 // Threads    one.
 class Suite {
 public:
   explicit Suite(const Options& options);
 
   void run();
-  const std::vector<Line>& lines() const { return lines_; }
+  const std::vector<Row>& rows() const { return rows_; }
   uint64_t wrong() const { return wrong_; }
   bool isDirect() const;
+  const Caches& caches() const { return caches_; }
 
 private:
-  using Side = std::function<Round()>;
-  struct Pairs {
-    std::vector<Round> engine, ring;
-  };
-  enum eBars { eNone, eCpu, eThroughputAndCpu };
-
   bool wanted(const std::string& what) const;
-  Pairs measure(const Side& engine, const Side& ring);
-  void compare(const std::string& what, const Pairs& pairs, eBars bars);
-  void reading(const std::string& what, const Workload& work, eBars bars);
-  void writing(const char* what, Round (*engine)(const Workload&), eBars bars);
-  void staging();
-  void roundTrips();
-  void cacheHit();
+  // Holds the contest and keeps the row.
+  Row& add(const std::string& name, Row::eKind kind, Contest& contest);
+  Row& addCounted(const std::string& name);
+
+  // Reads (SuiteReads.cpp).
+  void reads();
+  Row& reading(const std::string& name, const Workload& work);
+  void oneFile();
+  void eightFiles();
+  void middleBlocks();
+  void smallBlocks();
+  void smallBlocksMerged();
+  void manyFiles();
+
+  // Writes (SuiteWrites.cpp).
+  void writes();
+  void alignedWrites();
+  void writesFromOneThread();
+  void stagedWrites();
+  std::function<Round()> checkedWrite(const Workload& work, Round (*write)(const Workload&)) const;
+
+  // One request at a time, and what is counted (SuiteTrips.cpp).
+  void trips();
+  void tripsInCache();
+  void tripsToDisk();
+  void cacheHits();
   void counted();
-  void addCounted(Line line, double limit, const std::function<Probes::Outcome()>& ask);
+  void memory();
 
   Options options_;
   Scratch scratch_;
+  Caches caches_;
   Workload::File one_;
   std::vector<Workload::File> eight_;
-  std::vector<Line> lines_;
+  std::vector<Row> rows_;
   uint64_t wrong_ = 0;
 };

@@ -52,6 +52,8 @@ listed util-linux test tests/integration losetup
 listed mount test tests 'mount '
 listed strace test bench '"strace"'
 listed strace bench bench '"strace"'
+listed libuv1-dev test bench '#include <uv.h>'
+listed libuv1-dev bench bench '#include <uv.h>'
 
 # The labels of the tests, those that are explained, and those that ./run names are the same.
 labels=$( (sed -nE 's/^fsys_tests\([a-z_]+ ([a-z]+) .*/\1/p' tests/CMakeLists.txt

@@ -1,0 +1,119 @@
+// The suite's rows of writes.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "bench/table/EngineSide.h"
+#include "bench/table/Judge.h"
+#include "bench/table/OpenFile.h"
+#include "bench/table/PageCacheSide.h"
+#include "bench/table/RingSide.h"
+#include "bench/table/Stamp.h"
+#include "bench/table/Suite.h"
+
+namespace {
+
+constexpr uint32_t kKib = 1 << 10;
+constexpr uint32_t kMib = 1 << 20;
+constexpr uint32_t kStagedAtOnce = 128 * kKib;
+constexpr uint64_t kCountedStaged = 32 * kMib;
+constexpr double kLeastShare = 0.98;     // of the ring's throughput
+constexpr double kMostCpu = 1.25;        // of the ring's processor time
+constexpr double kLeastShareStaged = 2;  // of the page cache's throughput
+constexpr double kMostCallsStaged = 1;   // system calls for kStagedAtOnce bytes
+constexpr const char* kWritten = "written";
+
+const std::string kRing = "ring";
+const std::string kReserved = "ring, space reserved ahead";
+const std::string kPageCache = "page cache, write(2)";
+
+// Blocks of a file whose stamps are not where they belong. `shift`: where the first block begins.
+uint64_t wrongBlocks(const Workload& work, uint64_t shift, uint32_t lastStamp) {
+  Descriptor file = OpenFile::cached(work.files[0].path, O_RDONLY);
+  uint64_t wrong = 0;
+  auto check = [&](uint64_t offset) {
+    unsigned char bytes[sizeof(uint64_t)];
+    bool read = pread(file.get(), bytes, sizeof bytes, static_cast<off_t>(offset + shift)) ==
+                static_cast<ssize_t>(sizeof bytes);
+    wrong += !read || !Stamp::isAt(bytes, offset, work.files[0].number);
+  };
+  for (uint64_t offset = 0; offset < work.bytesPerFile; offset += work.block) {
+    check(offset);
+    if (lastStamp > 0) check(offset + lastStamp);
+  }
+  return wrong;
+}
+
+}  // namespace
+
+void Suite::writes() {
+  alignedWrites();
+  writesFromOneThread();
+  stagedWrites();
+}
+
+// Each round writes a new file, looks at it and takes it away.
+std::function<Round()> Suite::checkedWrite(const Workload& work,
+                                           Round (*write)(const Workload&)) const {
+  const bool isStaged = work.block < kMib;
+  return [this, work, write, isStaged] {
+    Round round = write(work);
+    round.wrong +=
+        isStaged ? wrongBlocks(work, 1, 0) : wrongBlocks(work, 0, work.block - Stamp::kSector);
+    scratch_.remove(kWritten);
+    return round;
+  };
+}
+
+void Suite::alignedWrites() {
+  const char* name = "write, 1 MiB x 4, then drain, close and fsync";
+  if (!wanted(name)) return;
+  Workload work{{{scratch_.path(kWritten), 9}}, options_.writeMib * kMib, kMib, 4};
+  auto ring = [](const Workload& todo) { return RingSide::write(todo, RingSide::eAsItComes); };
+  auto reserved = [](const Workload& todo) { return RingSide::write(todo, RingSide::eReserved); };
+  Contest contest(options_.rounds);
+  contest.enter("engine", checkedWrite(work, &EngineSide::write))
+      .enter(kRing, checkedWrite(work, ring))
+      .enter(kReserved, checkedWrite(work, reserved))
+      .enter(kPageCache, checkedWrite(work, &PageCacheSide::write));
+  Row& row = add(name, Row::eThroughput, contest);
+  row.bars = {Judge::share(row, kRing, kLeastShare), Judge::share(row, kReserved, kLeastShare),
+              Judge::cpuShare(row, kRing, kMostCpu), Judge::cpuShareTold(row, kReserved)};
+  row.bars.push_back(Judge::counted("writes that did not go out from the caller's bytes", "%.0f",
+                                    Probes::copiedWrites(one_, scratch_.path("spare")), 0));
+}
+
+void Suite::writesFromOneThread() {
+  const char* name = "write, 1 MiB x 4 asked for by one thread";
+  if (!wanted(name)) return;
+  Workload work{{{scratch_.path(kWritten), 9}}, options_.writeMib * kMib, kMib, 4};
+  auto ring = [](const Workload& todo) { return RingSide::write(todo, RingSide::eAsItComes); };
+  Contest contest(options_.rounds);
+  contest.enter("engine", checkedWrite(work, &EngineSide::writeFromOneThread))
+      .enter(kRing, checkedWrite(work, ring));
+  Row& row = add(name, Row::eThroughput, contest);
+  double share = Judge::share(row, kRing, 0).value;
+  row.bars = {Judge::told("throughput over ring", "x %.2f", share),
+              Judge::cpuShareTold(row, kRing)};
+}
+
+void Suite::stagedWrites() {
+  const char* name = "write, 4 KiB off by one byte";
+  if (!wanted(name)) return;
+  Workload work{{{scratch_.path(kWritten), 10}}, options_.stagedMib * kMib, 4 * kKib, 1};
+  auto engine = [](const Workload& todo) { return EngineSide::writeStaged(todo, [] {}); };
+  auto gathered = [](const Workload& todo) { return RingSide::writeGathered(todo, kStagedAtOnce); };
+  Contest contest(options_.rounds);
+  contest.enter("engine", checkedWrite(work, engine))
+      .enter("ring, gathered to 128 KiB", checkedWrite(work, gathered))
+      .enter(kPageCache, checkedWrite(work, &PageCacheSide::writeBehindAByte));
+  Row& row = add(name, Row::eThroughput, contest);
+  row.bars = {Judge::share(row, kPageCache, kLeastShareStaged)};
+
+  work.bytesPerFile = std::min<uint64_t>(work.bytesPerFile, kCountedStaged);
+  Probes::Outcome calls = Probes::callsInStaged(work, scratch_.path("trace"));
+  scratch_.remove(kWritten);
+  if (calls.value) *calls.value /= static_cast<double>(work.bytesPerFile) / kStagedAtOnce;
+  row.bars.push_back(
+      Judge::counted("system calls for 128 KiB, all threads", "%.2f", calls, kMostCallsStaged));
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+// Trace: what a traced process did between two marks that one of its threads made.
+namespace Trace {
+
+// Of whom calls are counted.
+enum eThreads { eMarking, eAll };
+
+// In the traced process: a call that nobody else makes, with an argument that nobody else has.
+void mark();
+
+// Calls in a file that strace -f -o wrote. None when it holds no two marks.
+std::optional<uint64_t> callsBetweenMarks(const std::string& trace, eThreads threads);
+
+}  // namespace Trace
