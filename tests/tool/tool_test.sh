@@ -39,6 +39,23 @@ no_leftovers() {
 # The whole list is read: a reader that leaves early makes nm, and with it the pipe, a failure.
 is_sanitized() { nm -D "$fsys" 2>/dev/null | grep -E '__asan_init|__tsan_init' >/dev/null; }
 is_root() { [ "$(id -u)" = 0 ]; }
+# For cases that make system calls of the tool fail.
+may_trace() {
+  is_sanitized && skip "a sanitizer's own calls would fail, and it finds no leaks while it is traced"
+  command -v strace >/dev/null || skip "there is no strace"
+  strace -o trace true 2>err || skip "tracing is not allowed here: $(head -n 1 err)"
+}
+# Runs the tool with system calls that fail: CALLS:error=...:when=..., then its arguments. Each of
+# its threads counts its own calls. Leaves what it said, `code` and the calls that failed; one that
+# takes longer than ten seconds has code 137.
+inject() {
+  local calls=$1
+  shift
+  code=0
+  timeout -s KILL 10 strace -f -qq -o trace -e "trace=${calls%%:*}" -e "inject=$calls" \
+    "$fsys" "$@" >out 2>err || code=$?
+}
+was_injected() { grep -F '(INJECTED)' trace >/dev/null; }
 # Until a condition holds, at most ten seconds.
 until_true() {
   local tries

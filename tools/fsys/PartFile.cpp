@@ -64,6 +64,7 @@ void PartFile::rename() {
 }
 
 void PartFile::commit() {
+  // Where a file system cannot be flushed the rename is all that can be done.
   PlainFile::openForReading(name_).sync();
   rename();
   there_ = false;

@@ -81,10 +81,10 @@ void PlainFile::write(const unsigned char* bytes, size_t count) {
   }
 }
 
-void PlainFile::sync() const {
-  // Some file systems have no such thing; that is no failure.
-  if (::fsync(descriptor_) != 0 && errno != EINVAL && errno != ENOTSUP)
-    throw systemError("writing to", name_, errno);
+bool PlainFile::sync() const {
+  if (::fsync(descriptor_) == 0) return true;
+  if (errno != EINVAL && errno != ENOTSUP) throw systemError("flushing", name_, errno);
+  return false;
 }
 
 FileFacts factsOf(const std::string& name) {

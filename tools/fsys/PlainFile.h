@@ -30,8 +30,9 @@ public:
   // The same at an offset.
   size_t readAt(uint64_t offset, unsigned char* bytes, size_t count) const;
   void write(const unsigned char* bytes, size_t count);
-  // Makes what was written safe against a loss of power.
-  void sync() const;
+  // Makes what was written safe against a loss of power. False where the file system has no such
+  // thing.
+  bool sync() const;
 
 private:
   int descriptor_;

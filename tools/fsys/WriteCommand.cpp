@@ -1,7 +1,9 @@
 #include "tools/fsys/WriteCommand.h"
 
 #include <algorithm>
+#include <optional>
 
+#include "tools/fsys/DurableFile.h"
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/Limits.h"
 #include "tools/fsys/PlainFile.h"
@@ -27,10 +29,16 @@ CLI::App* WriteCommand::define(CLI::App& app) {
   pattern->needs(size);
   command->add_option("--seed", seed_, "The pattern's seed (0)")->needs(pattern);
   command->add_flag("--truncate", truncate_, "Remove the file first, instead of continuing it");
+  CLI::Option* flush = addSize(command, "--flush-every", flushEvery_, 1, Limits::kMostFile,
+                               "Make the file durable after so many bytes, and at its end");
+  command->add_flag("--report", report_, "Say in lines what is accepted, written and durable")
+      ->needs(flush);
   return command;
 }
 
 ExitCode WriteCommand::execute() {
+  if (report_ && wantsJson())
+    throw ToolError(ExitCode::eUsage, "", "", "--report prints lines and --json one object");
   bool existed = factsOf(file_).exists;
   if (existed && truncate_) {
     if (!factsOf(file_).isRegular)
@@ -45,9 +53,12 @@ ExitCode WriteCommand::execute() {
   if (start > 0) say(inQuotes(file_) + " exists: writing continues at its end, " + sizeText(start));
   Meter meter;
   WriteStream stream(file, inFlight_);
+  std::optional<DurableFile> durable;
   try {
-    send(stream, start);
+    if (flushEvery_ > 0) durable.emplace(file_, !existed);
+    send(stream, start, durable ? &*durable : nullptr);
     stream.finish();
+    if (durable) flush(stream, *durable);
     file.close();
   } catch (ToolError& error) {
     settleFailure(error, file, stream, start, existed);
@@ -57,10 +68,11 @@ ExitCode WriteCommand::execute() {
   return ExitCode::eSuccess;
 }
 
-void WriteCommand::send(WriteStream& stream, uint64_t start) {
+void WriteCommand::send(WriteStream& stream, uint64_t start, DurableFile* durable) {
   PlainFile input = PlainFile::standardInput();
   Progress progress("writing", haveSize_ ? size_ : 0, wantsProgress());
   uint64_t done = 0;
+  uint64_t flushed = 0;
   while (!haveSize_ || done < size_) {
     stream.waitForRoom();
     size_t wanted = static_cast<size_t>(haveSize_ ? std::min(block_, size_ - done) : block_);
@@ -74,8 +86,25 @@ void WriteCommand::send(WriteStream& stream, uint64_t start) {
     stream.write(block, static_cast<uint32_t>(count));
     done += count;
     progress.add(count);
+    reportLine("accepted", stream.end());
     if (count < wanted) break;
+    if (!durable || done - flushed < flushEvery_) continue;
+    flush(stream, *durable);
+    flushed = done;
   }
+}
+
+// Nothing is said to be written before the system took it, nor durable before it was flushed.
+void WriteCommand::flush(WriteStream& stream, DurableFile& durable) {
+  stream.settle();
+  reportLine("written", stream.end());
+  durable.flush();
+  reportLine("durable", stream.end());
+  results()["durable"] = stream.end();
+}
+
+void WriteCommand::reportLine(const char* state, uint64_t end) const {
+  if (report_) std::printf("%s %llu\n", state, static_cast<unsigned long long>(end));
 }
 
 // What is good stays and ends the file; a file that was made for nothing goes.

@@ -3,6 +3,7 @@
 #include "tools/fsys/Command.h"
 #include "tools/fsys/EngineFile.h"
 
+class DurableFile;
 class WriteStream;
 
 // WriteCommand: fsys write FILE: writes standard input, or stamped sectors, through the engine.
@@ -16,7 +17,9 @@ protected:
   ExitCode execute() override;
 
 private:
-  void send(WriteStream& stream, uint64_t start);
+  void send(WriteStream& stream, uint64_t start, DurableFile* durable);
+  void flush(WriteStream& stream, DurableFile& durable);
+  void reportLine(const char* state, uint64_t end) const;
   void settleFailure(ToolError& error, EngineFile& file, WriteStream& stream, uint64_t start,
                      bool existed);
   void tell(const WriteStream& stream, const Meter& meter, uint64_t start, uint64_t size);
@@ -29,4 +32,6 @@ private:
   bool haveSize_ = false;
   uint64_t seed_ = 0;
   bool truncate_ = false;
+  uint64_t flushEvery_ = 0;  // 0: never
+  bool report_ = false;
 };

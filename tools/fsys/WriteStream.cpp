@@ -101,6 +101,15 @@ void WriteStream::finish() {
   Interrupt::check();
 }
 
+void WriteStream::settle() {
+  finish();
+  // A write of nothing sends what is held first, and says how that went.
+  uint32_t result = file_->Write(nullptr, 0);
+  if (result != 1)
+    throw engineError(text("writing before %llu of", static_cast<unsigned long long>(end_)),
+                      file_.name(), result);
+}
+
 void WriteStream::drain() noexcept {
   auto deadline = std::chrono::steady_clock::now() + kDrain;
   std::unique_lock<std::mutex> held(bell_->lock);

@@ -30,11 +30,15 @@ public:
   void write(const Qv::Ptr<iMemHolder>& data, uint32_t length);
   // Waits for everything; nothing that failed stays unsaid.
   void finish();
+  // The same, and what the engine gathers is sent: then every byte of the stream is written.
+  void settle();
   // The same for the end of a command that failed: no exception, a limited wait.
   void drain() noexcept;
 
   // Where the bytes end that are known to be good: without a hole before them.
   uint64_t goodEnd() const { return goodEnd_; }
+  // Where the bytes end that were accepted.
+  uint64_t end() const { return end_; }
   uint64_t bytes() const { return bytes_; }
   const LatencyStats& latency() const { return latency_; }
 
