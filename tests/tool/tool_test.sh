@@ -5,7 +5,8 @@ set -uo pipefail
 
 fsys=$(readlink -f "$1")
 self=$(readlink -f "$0")
-demo=$(dirname "$(dirname "$(dirname "$self")")")/tools/demo.sh
+here=$(dirname "$self")
+demo=$(dirname "$(dirname "$here")")/tools/demo.sh
 shift
 
 fail() { echo "FAILED: $*"; exit 1; }
@@ -39,6 +40,8 @@ no_leftovers() {
 # The whole list is read: a reader that leaves early makes nm, and with it the pipe, a failure.
 is_sanitized() { nm -D "$fsys" 2>/dev/null | grep -E '__asan_init|__tsan_init' >/dev/null; }
 is_root() { [ "$(id -u)" = 0 ]; }
+# How often something is tried: the first in the suite, the second with FSYS_SOAK=1.
+turns() { case ${FSYS_SOAK:-0} in 0*) echo "$1" ;; *) echo "$2" ;; esac; }
 # For cases that make system calls of the tool fail.
 may_trace() {
   is_sanitized && skip "a sanitizer's own calls would fail, and it finds no leaks while it is traced"
@@ -66,13 +69,13 @@ until_true() {
   fail "never came true: $1"
 }
 
-for file in "$(dirname "$self")"/*_cases.sh; do
+for file in "$here"/*_cases.sh; do
   # shellcheck source=/dev/null
   source "$file"
 done
 
 if [ $# = 0 ]; then
-  mapfile -t names < <(grep -ohE '^case_[a-z0-9_]+' "$(dirname "$self")"/*_cases.sh | sed 's/^case_//')
+  mapfile -t names < <(grep -ohE '^case_[a-z0-9_]+' "$here"/*_cases.sh | sed 's/^case_//')
   failed=0
   for name in "${names[@]}"; do
     code=0
