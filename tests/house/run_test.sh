@@ -57,6 +57,7 @@ listed libuv1-dev bench bench '#include <uv.h>'
 
 # The labels of the tests, those that are explained, and those that ./run names are the same.
 labels=$( (sed -nE 's/^fsys_tests\([a-z_]+ ([a-z]+) .*/\1/p' tests/CMakeLists.txt
+  sed -nE 's/^tool_cases\(([a-z]+) .*/\1/p' tests/tool/CMakeLists.txt
   grep -ohE 'LABELS [a-z]+' tests/*/CMakeLists.txt bench/CMakeLists.txt | cut -d' ' -f2) | sort -u)
 [ "$labels" = "$(sed -nE 's/^\| `([a-z]+)` \|.*/\1/p' CONTRIBUTING.md | sort -u)" ] ||
   complain "CONTRIBUTING.md explains other labels than: $(xargs <<<"$labels")"

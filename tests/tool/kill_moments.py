@@ -3,10 +3,11 @@
 
 Usage: kill_moments.py write|copy FSYS MOMENTS SEED, in an empty folder.
 
-The end of a process shows what it did with the bytes that were its own: those that are written are
-the system's, and must be there whatever becomes of the process; those that were only accepted may be
-gone. It cannot show a loss of power: the page cache outlives a process, so written and durable bytes
-fare alike here. That the flush comes before the word "durable" is tested by flushes that fail.
+The end of a process shows what it did with the bytes that were its own: those that are written
+are the system's, and must be there whatever becomes of the process; those that were only accepted
+may be gone. It cannot show a loss of power: the page cache outlives a process, so written and
+durable bytes fare alike here. That the flush comes before the word "durable" is tested by flushes
+that fail.
 """
 import os
 import random

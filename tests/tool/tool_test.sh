@@ -44,7 +44,7 @@ is_root() { [ "$(id -u)" = 0 ]; }
 turns() { case ${FSYS_SOAK:-0} in 0*) echo "$1" ;; *) echo "$2" ;; esac; }
 # For cases that make system calls of the tool fail.
 may_trace() {
-  is_sanitized && skip "a sanitizer's own calls would fail, and it finds no leaks while it is traced"
+  is_sanitized && skip "a sanitizer's own calls would fail, and it cannot look for leaks"
   command -v strace >/dev/null || skip "there is no strace"
   strace -o trace true 2>err || skip "tracing is not allowed here: $(head -n 1 err)"
 }
