@@ -116,6 +116,7 @@ asks_for() {
 asks_for demo base demo speed
 asks_for test base test speed
 asks_for bench base bench speed
+asks_for plot plot
 asks_for check base test check speed
 asks_for fuzz base fuzz speed
 
