@@ -83,6 +83,9 @@ Facts factsOf(const Options& options, const Suite& suite, const std::string& loa
       {"engine", io.ring ? "ring" : std::string("threads: ") + io.why},
       {"transfers",
        suite.isDirect() ? "direct" : "through the page cache: the folder takes no direct ones"},
+      {"folders", options.folder + " on " + Scratch::kindOf(options.folder) +
+                      "; the file in the page cache: " + options.cachedFolder + " on " +
+                      Scratch::kindOf(options.cachedFolder)},
       {"page cache", suite.caches().whatWasDone()},
       {"memory", std::to_string(touched / kMib) + " MiB touched once before"},
       {"rounds",

@@ -1,6 +1,8 @@
 #include "bench/table/Scratch.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@
 
 namespace {
 
+constexpr decltype(statfs::f_type) kXfsMagic = 0x58465342;  // no header of the system names it
 constexpr size_t kChunk = size_t{4} << 20;
 
 [[noreturn]] void failure(const std::string& what, const std::string& path) {
@@ -64,6 +67,29 @@ Workload::File Scratch::make(const std::string& name, uint64_t bytes, uint64_t n
 }
 
 void Scratch::remove(const std::string& name) const { ::unlink(path(name).c_str()); }
+
+uint64_t Scratch::freeOrNone(const std::string& folder) {
+  struct statvfs space{};
+  if (access(folder.c_str(), W_OK | X_OK) != 0 || statvfs(folder.c_str(), &space) != 0) return 0;
+  return uint64_t{space.f_bavail} * space.f_frsize;
+}
+
+std::string Scratch::kindOf(const std::string& folder) {
+  struct statfs kind{};
+  if (statfs(folder.c_str(), &kind) != 0) return "unknown";
+  switch (kind.f_type) {
+    case EXT4_SUPER_MAGIC:
+      return "ext4";
+    case TMPFS_MAGIC:
+      return "tmpfs";
+    case kXfsMagic:
+      return "xfs";
+    case BTRFS_SUPER_MAGIC:
+      return "btrfs";
+    default:
+      return std::to_string(kind.f_type);
+  }
+}
 
 uint64_t Scratch::freeBytes(const std::string& folder) {
   struct statvfs space{};

@@ -20,6 +20,10 @@ public:
   void remove(const std::string& name) const;
 
   static uint64_t freeBytes(const std::string& folder);
+  // 0 for a folder that cannot be asked, or in which nothing can be made.
+  static uint64_t freeOrNone(const std::string& folder);
+  // What kind of file system holds the folder, in a word.
+  static std::string kindOf(const std::string& folder);
 
 private:
   std::string folder_;
