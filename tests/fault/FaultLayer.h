@@ -1,18 +1,11 @@
 #pragma once
 
 #include "tests/fault/FaultAsyncIo.h"
+#include "tests/fault/FaultCore.h"
 #include "tests/fault/FaultFileManager.h"
-#include "tests/fault/FaultHeap.h"
 #include "tests/fault/FaultThreads.h"
 #include "tests/fault/FaultVirtualMemory.h"
 #include "tests/support/ForwardingOS.h"
-
-// FaultCore: what stands before the layer takes its place, since the heap is asked from then on.
-class FaultCore {
-protected:
-  Qv::Ptr<FaultState> state_{new FaultState};
-  FaultHeap heap_{state_->points()};
-};
 
 // FaultLayer: puts itself behind OS() for a scope, over what stood there. It passes everything on,
 // counts every call that can fail, and has the n-th of any kind, or of one kind, fail as Linux

@@ -5,21 +5,8 @@
 #include <mutex>
 #include <optional>
 
-#include "tests/fault/FaultCall.h"
-
-// Fault: what is to go wrong.
-struct Fault {
-  // None: the call is one of any kind but the heap's.
-  std::optional<FaultCall> call = std::nullopt;
-  unsigned nth = 1;         // which call, from the moment of arming
-  bool fromThenOn = false;  // that one alone, or with all that follow
-  // 0: the error is the `pick`-th of those that Linux gives there, beginning again behind the last.
-  uint32_t error = 0;
-  unsigned pick = 0;
-  // The transfer moves at most that many bytes first: a read then ends as at the end of the file
-  // (with `error` 0) or fails; a write fails.
-  std::optional<uint32_t> cutShort = std::nullopt;
-};
+#include "tests/fault/Fault.h"
+#include "tests/fault/FaultPause.h"
 
 // FaultPoints: counts the calls that can fail, and says which of them does.
 // Story      A test arms one fault, does the one thing, disarms, and asks whether it struck. What a
@@ -61,30 +48,4 @@ private:
   unsigned total_ = 0;
   unsigned fired_ = 0;
   FaultCall lastFired_ = FaultCall::eKinds;
-};
-
-// FaultPause: what this thread does in the scope is left alone.
-class FaultPause {
-public:
-  FaultPause() { ++depth_; }
-  ~FaultPause() { --depth_; }
-  FaultPause(const FaultPause&) = delete;
-  FaultPause& operator=(const FaultPause&) = delete;
-  static bool active() { return depth_ > 0; }
-
-private:
-  friend class FaultWatch;
-  static thread_local int depth_;
-};
-
-// FaultWatch: within a FaultPause, a scope that is looked at all the same.
-class FaultWatch {
-public:
-  FaultWatch() : depth_(FaultPause::depth_) { FaultPause::depth_ = 0; }
-  ~FaultWatch() { FaultPause::depth_ = depth_; }
-  FaultWatch(const FaultWatch&) = delete;
-  FaultWatch& operator=(const FaultWatch&) = delete;
-
-private:
-  int depth_;
 };

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/OS.h"
 #include "tests/fault/FaultPoints.h"
+#include "tests/fault/NativeAllocator.h"
 
 // FaultState: what the parts of a fault layer share; it lives as long as the last of them.
 // Story      How an asynchronous transfer is to end is settled as it starts, and noted under its
@@ -30,7 +33,9 @@ public:
 private:
   FaultPoints points_;
   std::mutex lock_;  // guards endings_
-  std::unordered_map<void*, Ending> endings_;
+  std::unordered_map<void*, Ending, std::hash<void*>, std::equal_to<void*>,
+                     NativeAllocator<std::pair<void* const, Ending>>>
+      endings_;
 };
 
 // Sets the calling thread's last error; the failure as a result.

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "tests/fault/FaultCall.h"
+
+// Fault: what is to go wrong.
+struct Fault {
+  // None: the call is one of any kind but the heap's.
+  std::optional<FaultCall> call = std::nullopt;
+  unsigned nth = 1;         // which call, from the moment of arming
+  bool fromThenOn = false;  // that one alone, or with all that follow
+  // 0: the error is the `pick`-th of those that Linux gives there, beginning again behind the last.
+  uint32_t error = 0;
+  unsigned pick = 0;
+  // The transfer moves at most that many bytes first: a read then ends as at the end of the file
+  // (with `error` 0) or fails; a write fails.
+  std::optional<uint32_t> cutShort = std::nullopt;
+};
