@@ -51,6 +51,7 @@ listed e2fsprogs test tests/integration mkfs.ext4
 listed util-linux test tests/integration losetup
 listed mount test tests 'mount '
 listed strace test bench '"strace"'
+listed fio test tests/tool 'fio --'
 listed strace bench bench '"strace"'
 listed libuv1-dev test bench '#include <uv.h>'
 listed libuv1-dev bench bench '#include <uv.h>'
