@@ -8,14 +8,23 @@ namespace {
 
 constexpr uint32_t kPiece = 4096;
 
-void allowManyFiles() {
+constexpr rlim_t kDescriptors = 2;  // a file's: for direct transfers, and for the others
+constexpr rlim_t kOthers = 100;     // what the process has open besides
+
+// Allows as many as may be allowed.
+rlim_t allowManyFiles() {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
+  return limit.rlim_max;
 }
 
 }  // namespace
+
+bool IdleFiles::mayOpen(unsigned count) {
+  return allowManyFiles() >= kDescriptors * count + kOthers;
+}
 
 IdleFiles::IdleFiles(const std::string& path, unsigned count) {
   allowManyFiles();

@@ -13,6 +13,9 @@ class IdleFiles {
 public:
   IdleFiles(const std::string& path, unsigned count);
 
+  // Whether this process may have so many open at once.
+  static bool mayOpen(unsigned count);
+
   uint64_t wrong() const { return wrong_; }
 
 private:
