@@ -53,6 +53,11 @@ Bar Judge::share(const Row& row, const std::string& of, double least) {
   return atLeast("throughput over " + of, "x %.2f", ratio, least);
 }
 
+Bar Judge::shareTold(const Row& row, const std::string& of) {
+  return told("throughput over " + of, "x %.2f",
+              Figures::medianRatio(row.engine(), row.side(of), Figures::throughput));
+}
+
 Bar Judge::aheadOf(const Row& row, const std::vector<std::string>& sides) {
   std::string closest;
   double least = 0;

@@ -18,6 +18,7 @@ Bar counted(const std::string& what, const char* format, const Probes::Outcome& 
 
 // The engine's throughput over a side's.
 Bar share(const Row& row, const std::string& of, double least);
+Bar shareTold(const Row& row, const std::string& of);
 // The least of the engine's throughputs over those of the sides: more than 1.
 Bar aheadOf(const Row& row, const std::vector<std::string>& sides);
 // The engine's processor time a MB; and over a side's.

@@ -115,10 +115,10 @@ Round RingSide::write(const Workload& work, eSpace space) {
   const auto size = static_cast<off_t>(work.bytesPerFile);
   Round round;
   Meter meter;
-  if (space == eReserved && fallocate(files[0].get(), FALLOC_FL_KEEP_SIZE, 0, size) != 0)
-    ++round.wrong;
+  const int mode = space == eReserved ? FALLOC_FL_KEEP_SIZE : 0;
+  if (space != eAsItComes && fallocate(files[0].get(), mode, 0, size) != 0) ++round.wrong;
   slots.run(round);
-  if (space == eReserved && ftruncate(files[0].get(), size) != 0) ++round.wrong;
+  if (space != eAsItComes && ftruncate(files[0].get(), size) != 0) ++round.wrong;
   makeDurable(files[0], round);
   files[0].close();
   meter.stop(round);

@@ -14,9 +14,9 @@
 namespace RingSide {
 
 Round read(const Workload& work);
-enum eSpace { eAsItComes, eReserved };
+enum eSpace { eAsItComes, eReserved, eGrown };
 // One new file, written, closed and made durable. Reserved: its space was asked for ahead, the size
-// kept, and what was not written is trimmed.
+// kept, and what was not written is trimmed. Grown: the same, and the size was set ahead too.
 Round write(const Workload& work, eSpace space);
 // One byte, then pieces of `work.block` behind it, gathered in a buffer of `gathered` bytes that is
 // written when it is full; then closed and made durable.
