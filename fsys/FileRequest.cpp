@@ -100,6 +100,8 @@ void FileRequest::release() {
 
 bool FileRequest::cutOff() {
   if (!asyncContext_ || !asyncContext_->detach()) return false;
+  // Nobody is to make it any more.
+  ownTransfer_.reset();
   endTransfer();
   return true;
 }

@@ -289,6 +289,7 @@ uint32_t Fsys::closeClaimed(FsysFile* file) {
     Log("The last %u bytes of %s could not be written\n", lost, toUTF8(file->name_).c_str());
   file->FreeWriteCache();
   file->ClearMemoryRefs();
+  file->settleWrites();
   file->LowLevelClose();
   file->unpin();
   return eResultOk;

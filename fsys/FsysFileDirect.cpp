@@ -6,6 +6,7 @@
 
 #include "fsys/DeliveryScope.h"
 #include "fsys/EngineSettings.h"
+#include "fsys/EnteredWrite.h"
 #include "fsys/FileRequest.h"
 #include "fsys/Fsys.h"
 #include "fsys/FsysFile.h"
@@ -194,13 +195,12 @@ uint32_t FsysFile::queueStraight(WriteCall& call, bool synchronous) {
 
 // Owns the request until it is queued.
 uint32_t FsysFile::queueWriteWithRetry(WriteCall& call, FileRequest* request) {
-  const Qv::Ptr<iThreadEvent> waiter = request->waiter_;
-  const bool countsAsDeferred = isCountedAsDeferred(request);
+  EnteredWrite write(*this, request);
   for (int retries = 0;;) {
     uint32_t result = enterWrite(request);
     if (result == eResultOk) {
       call.leave();
-      followEnteredWrite(waiter.get(), countsAsDeferred);
+      followEnteredWrite(write);
       return result;
     }
     // Where this thread is telling callers nobody can empty the list while it sleeps.
@@ -242,6 +242,7 @@ uint32_t FsysFile::sendStaged(WriteCall& call, uint32_t bytes, const Qv::Ptr<iMe
   const uint32_t capacity = writeCacheCapacity_;
   const uint64_t begin = position_.get();
   FileRequest* request = call.makeRequest(bytes, true, sent);
+  request->behind_ = true;
   // Before the request is seen: its callback may write on while this thread still waits.
   continueIn(next, bytes);
   uint32_t result = queueWriteWithRetry(call, request);

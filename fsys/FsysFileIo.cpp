@@ -1,6 +1,7 @@
 // FsysFile's operations of the platform: opening, transfers, completion.
 
 #include <limits>
+#include <new>
 
 #include "fsys/EngineSettings.h"
 #include "fsys/FileRequest.h"
@@ -10,6 +11,7 @@
 #include "fsys/MaterialLink.h"
 #include "fsys/ResultCodes.h"
 #include "fsys/ServedTransfer.h"
+#include "platform/Log.h"
 #include "platform/OS.h"
 
 namespace {
@@ -129,6 +131,8 @@ uint32_t FsysFile::handOver(FileRequest* request, bool write) {
   uint32_t result;
   if (!attached_)
     result = serveTransfer(request, transfer, write);
+  else if (request->carriedByCaller_)
+    result = leaveToCaller(request, transfer);
   else if (write)
     result = file_->startWrite(request->asyncContext_, transfer);
   else
@@ -140,9 +144,31 @@ uint32_t FsysFile::handOver(FileRequest* request, bool write) {
 uint32_t FsysFile::serveTransfer(FileRequest* request, const AsyncTransfer& transfer, bool write) {
   iTaskQueue* queue = theFsys ? theFsys->servedTransfers() : nullptr;
   if (!queue) return eOsNotSupported;
-  Qv::Ptr<ServedTransfer> task(new ServedTransfer(file_, request->asyncContext_, transfer, write));
+  auto way = write ? ServedTransfer::eWrite : ServedTransfer::eRead;
+  Qv::Ptr<ServedTransfer> task(new ServedTransfer(file_, request->asyncContext_, transfer, way));
   if (queue->post(task)) return eResultOk;
   // Not taken: the request ends here, not in the task.
   request->asyncContext_->takeLink();
   return eOsNoMemory;
+}
+
+// For a write whose caller waits for it: he is woken to make it, unless this is his own pass.
+uint32_t FsysFile::leaveToCaller(FileRequest* request, const AsyncTransfer& transfer) {
+  auto way = request->behind_ ? ServedTransfer::eWriteBehind : ServedTransfer::eWrite;
+  if (request->behind_) wroteBehind_.set(true);
+  request->ownTransfer_ = Qv::Ptr<iTask>(
+      new (std::nothrow) ServedTransfer(file_, request->asyncContext_, transfer, way));
+  if (!request->ownTransfer_) return eOsNoMemory;
+  request->waiter_->signal();
+  return eResultOk;
+}
+
+// Before the file goes: what the system still has of it is on its disk then, or it is said.
+void FsysFile::settleWrites() {
+  if (!file_ || !wroteBehind_.get()) return;
+  wroteBehind_.set(false);
+  uint32_t result = file_->settle();
+  if (result == eResultOk) return;
+  remember(result);
+  Log("Not all of %s reached its disk: error 0x%x\n", toUTF8(name_).c_str(), result);
 }

@@ -5,6 +5,7 @@
 #include "fsys/DeliveryScope.h"
 #include "fsys/DiskManager.h"
 #include "fsys/EngineSettings.h"
+#include "fsys/EnteredWrite.h"
 #include "fsys/FileRequest.h"
 #include "fsys/Fsys.h"
 #include "fsys/FsysFile.h"
@@ -98,11 +99,9 @@ uint32_t FsysFile::QueueReadRequest(FileRequest* request) {
 uint32_t FsysFile::QueueWriteRequest(FileRequest* request) {
   if (!request) return eResultFailed;
   FilePin pin(this);
-  // Shared: the request may be merged away or finished before the wait begins.
-  Qv::Ptr<iThreadEvent> waiter = request->waiter_;
-  bool countsAsDeferred = isCountedAsDeferred(request);
+  EnteredWrite write(*this, request);
   uint32_t result = enterWrite(request);
-  if (result == eResultOk) followEnteredWrite(waiter.get(), countsAsDeferred);
+  if (result == eResultOk) followEnteredWrite(write);
   return result;
 }
 
@@ -121,11 +120,42 @@ uint32_t FsysFile::enterWrite(FileRequest* request) {
   return appendLocked(writeRequests_, request) ? eResultOk : eResultFailed;
 }
 
-void FsysFile::followEnteredWrite(iThreadEvent* waiter, bool countsAsDeferred) {
-  if (countsAsDeferred) return countDeferred();
+// What its caller does once a write is in the list.
+void FsysFile::followEnteredWrite(EnteredWrite& write) {
+  if (write.countsAsDeferred) return countDeferred();
+  if (write.byCaller) {
+    carryOwnWrite(write.request);
+    StartRequests(writeRequests_);
+    return;
+  }
   // A synchronous write is started by the poller's own pass; the kick comes after it.
-  if (waiter) waitFor(*waiter);
+  if (write.waiter) waitFor(*write.waiter);
   kickPoll();
+}
+
+// Where that is quicker than being woken: a write that its caller waits for anyway.
+bool FsysFile::isCarriedByCaller(const FileRequest* write) const {
+  return write->waiter_ && attached_ && !DeliveryScope::active() &&
+         (file_->getCapabilities() & iFile::eTransfersByCaller) != 0;
+}
+
+// The caller makes the poller's pass over this file, and then the transfer. It may be another's
+// pass that starts the request: then the event says so, as it says later that all is done.
+void FsysFile::carryOwnWrite(FileRequest* request) {
+  StartRequests(writeRequests_);
+  for (bool isOver = false; !isOver;) {
+    request->waiter_->wait(iThreadEvent::kForever);
+    Qv::Ptr<iTask> own = takeOwnTransfer(request);
+    isOver = !own;
+    if (own) own->run();
+  }
+}
+
+Qv::Ptr<iTask> FsysFile::takeOwnTransfer(FileRequest* request) {
+  CriticalSectionLock lock(*lock_);
+  Qv::Ptr<iTask> own;
+  own.swap(request->ownTransfer_);
+  return own;
 }
 
 uint32_t FsysFile::CheckRequestListSize(RequestList* list) {

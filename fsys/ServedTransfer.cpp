@@ -6,8 +6,8 @@
 #include "platform/OS.h"
 
 ServedTransfer::ServedTransfer(const Qv::Ptr<iFile>& file, const Qv::Ptr<iAsyncContext>& context,
-                               const AsyncTransfer& transfer, bool write)
-    : file_(file), context_(context), transfer_(transfer), write_(write) {
+                               const AsyncTransfer& transfer, eWay way)
+    : file_(file), context_(context), transfer_(transfer), way_(way) {
   context_->setLink(transfer_.request);
 }
 
@@ -15,11 +15,22 @@ ServedTransfer::~ServedTransfer() {
   if (void* request = context_->takeLink()) static_cast<FileRequest*>(request)->endTransfer();
 }
 
+uint32_t ServedTransfer::transfer(uint32_t& done) {
+  const AsyncTransfer& what = transfer_;
+  switch (way_) {
+    case eRead:
+      return file_->readAt(what.offset, what.buffer, what.bytes, &done);
+    case eWrite:
+      return file_->writeAt(what.offset, what.buffer, what.bytes, &done);
+    case eWriteBehind:
+      break;
+  }
+  return file_->writeBehind(what.offset, what.buffer, what.bytes, &done);
+}
+
 void ServedTransfer::run() {
   uint32_t done = 0;
-  uint32_t result = write_
-                        ? file_->writeAt(transfer_.offset, transfer_.buffer, transfer_.bytes, &done)
-                        : file_->readAt(transfer_.offset, transfer_.buffer, transfer_.bytes, &done);
+  uint32_t result = transfer(done);
   void* request = context_->takeLink();
   if (!request) return;
   if (result != eResultOk) OS()->getErrors()->setLastError(result);

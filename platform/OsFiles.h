@@ -22,12 +22,15 @@ struct FILE_INFO {
 //            are continued until the end of the file or an error.
 class iFile : public iObject {
 public:
-  enum Capability : unsigned { eAsyncTransfers = 1 };
+  // eAsyncTransfers: startRead and startWrite can be used once the file is attached.
+  // eTransfersByCaller: who must wait for a transfer anyway does best to make it itself, by readAt,
+  // writeAt or writeBehind: the system answers soon, and nobody has to be woken.
+  enum Capability : unsigned { eAsyncTransfers = 1, eTransfersByCaller = 2 };
 
   virtual bool isOpen() const = 0;
   // Later operations fail; transfers in flight end by themselves.
   virtual void close() = 0;
-  // Capability bits: whether startRead and startWrite can be used once the file is attached.
+  // Capability bits.
   virtual unsigned getCapabilities() const = 0;
   // 0 for a closed file.
   virtual uint64_t getSize() const = 0;
@@ -37,6 +40,12 @@ public:
   // zero-filled. A read at or past the end transfers 0 bytes and is no error.
   virtual uint32_t readAt(uint64_t offset, void* buffer, uint32_t bytes, uint32_t* done) = 0;
   virtual uint32_t writeAt(uint64_t offset, const void* buffer, uint32_t bytes, uint32_t* done) = 0;
+  // As writeAt, but the system may go on with the bytes after it returned. They can be read at
+  // once; what goes wrong with them later is told by settle().
+  virtual uint32_t writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
+                               uint32_t* done) = 0;
+  // Waits until the disk has what was written behind. An error is told once.
+  virtual uint32_t settle() = 0;
   // At the current position, which starts at 0 and moves by what was done.
   virtual uint32_t read(void* buffer, uint32_t bytes, uint32_t* done) = 0;
   virtual uint32_t write(const void* buffer, uint32_t bytes, uint32_t* done) = 0;

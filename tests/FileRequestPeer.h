@@ -29,6 +29,7 @@ struct FileRequestPeer {
     x.completions_->add(new CompletionInfo(entry));
   }
   static void setBuffer(FileRequest& x, const Qv::Ptr<iMemHolder>& buffer) { x.buffer_ = buffer; }
+  static void setCarriedByCaller(FileRequest& x) { x.carriedByCaller_ = true; }
   static void setBytesDone(FileRequest& x, uint32_t bytes) { x.bytesDone_ = bytes; }
 };
 

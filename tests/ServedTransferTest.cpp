@@ -16,6 +16,8 @@ public:
   uint32_t getInfo(FILE_INFO*) const override { return eOsIoError; }
   uint32_t readAt(uint64_t, void*, uint32_t, uint32_t*) override { return eOsIoError; }
   uint32_t writeAt(uint64_t, const void*, uint32_t, uint32_t*) override { return eOsIoError; }
+  uint32_t writeBehind(uint64_t, const void*, uint32_t, uint32_t*) override { return eOsIoError; }
+  uint32_t settle() override { return eOsIoError; }
   uint32_t read(void*, uint32_t, uint32_t*) override { return eOsIoError; }
   uint32_t write(const void*, uint32_t, uint32_t*) override { return eOsIoError; }
   void seek(uint64_t) override {}

@@ -174,7 +174,10 @@ private:
   bool delivered_ = false;  // the entries were taken: nothing may be merged any more
   bool inFlight_ = false;   // holds the transfer's share and pin; who has the link has it
   bool startedWithoutTransfer_ = false;
-  bool unlisted_ = false;      // went straight to the platform: no list sweeps it
-  uint32_t sectorResult_ = 1;  // of the sector that was split off
+  bool carriedByCaller_ = false;  // who waits for it makes the transfer
+  bool behind_ = false;           // it may be written behind
+  Qv::Ptr<iTask> ownTransfer_;    // started, for the caller to make; guarded by the file's lock
+  bool unlisted_ = false;         // went straight to the platform: no list sweeps it
+  uint32_t sectorResult_ = 1;     // of the sector that was split off
   OsShares shares_{1};
 };

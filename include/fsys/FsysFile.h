@@ -147,12 +147,18 @@ private:
   uint32_t startTransfer(FileRequest* request, bool write);
   uint32_t handOver(FileRequest* request, bool write);
   uint32_t serveTransfer(FileRequest* request, const AsyncTransfer& transfer, bool write);
+  uint32_t leaveToCaller(FileRequest* request, const AsyncTransfer& transfer);
+  void settleWrites();
 
   // Queues (FsysFileQueues.cpp). ...Locked: the file's lock is held.
   bool mayDefer(const FileRequest* request) const;
   bool isCountedAsDeferred(const FileRequest* write) const;
   uint32_t enterWrite(FileRequest* request);
-  void followEnteredWrite(iThreadEvent* waiter, bool countsAsDeferred);
+  bool isCarriedByCaller(const FileRequest* write) const;
+  struct EnteredWrite;
+  void followEnteredWrite(EnteredWrite& write);
+  void carryOwnWrite(FileRequest* request);
+  Qv::Ptr<iTask> takeOwnTransfer(FileRequest* request);
   bool mergeLocked(RequestList* list, FileRequest* request);
   bool appendLocked(RequestList* list, FileRequest* request);
   void countDeferred();
@@ -213,7 +219,8 @@ private:
   uint32_t writeCacheCapacity_ = 0;
   uint32_t writersInside_ = 0;  // calls of DirectWrite; guarded by *lock_
   bool attached_ = false;
-  OsWord<bool> foundWork_{false};  // the last pass started something
+  OsWord<bool> wroteBehind_{false};  // and nobody has settled it
+  OsWord<bool> foundWork_{false};    // the last pass started something
   OsShares pins_{1};
   OsCounter<uint32_t> cacheHits_;
 };

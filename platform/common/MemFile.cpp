@@ -127,6 +127,12 @@ uint32_t MemFile::write(const void* buffer, uint32_t bytes, uint32_t* done) {
   return result;
 }
 
+uint32_t MemFile::writeBehind(uint64_t offset, const void* buffer, uint32_t bytes, uint32_t* done) {
+  return writeAt(offset, buffer, bytes, done);
+}
+
+uint32_t MemFile::settle() { return kSucceeded; }
+
 uint32_t MemFile::attach(CompletionPortHandler*) { return answer(eOsNotSupported); }
 
 uint32_t MemFile::startRead(const Qv::Ptr<iAsyncContext>&, const AsyncTransfer&) {

@@ -62,8 +62,8 @@ uint32_t FakeFile::readBytes(bool atPosition, uint64_t offset, void* buffer, uin
   return answer(result);
 }
 
-uint32_t FakeFile::writeBytes(bool atPosition, uint64_t offset, const void* buffer, uint32_t bytes,
-                              uint32_t& done) {
+uint32_t FakeFile::writeBytes(FakeTransferRecord::eWay way, uint64_t offset, const void* buffer,
+                              uint32_t bytes, uint32_t& done) {
   done = 0;
   FaultPlan::Verdict verdict = files_.faults().next(FaultPlan::eWrite);
   uint32_t result = verdict.error ? verdict.error : check(how_.writable, offset, buffer, bytes);
@@ -73,8 +73,7 @@ uint32_t FakeFile::writeBytes(bool atPosition, uint64_t offset, const void* buff
     content_->write(offset, buffer, done);
     if (done < asked) result = eOsNoSpace;
   }
-  files_.record({atPosition ? FakeTransferRecord::eAtPosition : FakeTransferRecord::eAtOffset, true,
-                 path_, offset, bytes, buffer, result, done});
+  files_.record({way, true, path_, offset, bytes, buffer, result, done});
   return answer(result);
 }
 
@@ -87,9 +86,22 @@ uint32_t FakeFile::readAt(uint64_t offset, void* buffer, uint32_t bytes, uint32_
 
 uint32_t FakeFile::writeAt(uint64_t offset, const void* buffer, uint32_t bytes, uint32_t* done) {
   uint32_t moved = 0;
-  uint32_t result = writeBytes(false, offset, buffer, bytes, moved);
+  uint32_t result = writeBytes(FakeTransferRecord::eAtOffset, offset, buffer, bytes, moved);
   if (done) *done = moved;
   return result;
+}
+
+uint32_t FakeFile::writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
+                               uint32_t* done) {
+  uint32_t moved = 0;
+  uint32_t result = writeBytes(FakeTransferRecord::eBehind, offset, buffer, bytes, moved);
+  if (done) *done = moved;
+  return result;
+}
+
+uint32_t FakeFile::settle() {
+  if (uint32_t error = files_.faults().next(FaultPlan::eSettle).error) return answer(error);
+  return open_ ? kSucceeded : answer(eOsInvalid);
 }
 
 uint32_t FakeFile::read(void* buffer, uint32_t bytes, uint32_t* done) {
@@ -102,7 +114,7 @@ uint32_t FakeFile::read(void* buffer, uint32_t bytes, uint32_t* done) {
 
 uint32_t FakeFile::write(const void* buffer, uint32_t bytes, uint32_t* done) {
   uint32_t moved = 0;
-  uint32_t result = writeBytes(true, position_, buffer, bytes, moved);
+  uint32_t result = writeBytes(FakeTransferRecord::eAtPosition, position_, buffer, bytes, moved);
   position_ += moved;
   if (done) *done = moved;
   return result;

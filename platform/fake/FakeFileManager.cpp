@@ -44,6 +44,7 @@ Qv::Ptr<iFile> FakeFileManager::openMedia(const Path& path, unsigned flags, bool
   how.readable = !write || (flags & eFlagRead) != 0;
   how.writable = write;
   how.async = driveOf(open.path).asyncTransfers && (mode == 0 || (mode & eModeAsync) != 0);
+  how.byCaller = how.async && driveOf(open.path).transfersByCaller;
   how.probe = mode == 0;
   return opened(open, content, how);
 }

@@ -23,7 +23,7 @@ struct FakeOpen {
 // FakeTransferRecord: one transfer, as it was asked for. An asynchronous one is recorded at its
 // start.
 struct FakeTransferRecord {
-  enum eWay { eAtOffset, eAtPosition, eAsync };
+  enum eWay { eAtOffset, eAtPosition, eBehind, eAsync };
   eWay way;
   bool write;
   std::wstring path;

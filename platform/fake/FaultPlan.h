@@ -27,8 +27,9 @@ public:
     eGetInfo,
     eDeleteFile,
     eCreateFolder,
-    eRead,  // synchronous, at an offset or at the position
-    eWrite,
+    eRead,   // synchronous, at an offset or at the position
+    eWrite,  // the same, and behind
+    eSettle,
     eAttach,
     eStartRead,  // refused at the start: nothing will be reported
     eStartWrite,

@@ -29,7 +29,8 @@ const FileTransfer::Part& FileTransfer::nextPart() {
   part_.offset = offset_ + done_;
   part_.address = buffer_ + done_;
   part_.bytes = std::min(bytes_ - done_, kLargestPart);
-  part_.direct = descriptors_->takesDirect(part_.address, part_.offset, part_.bytes);
+  part_.direct =
+      mayGoDirect_ && descriptors_->takesDirect(part_.address, part_.offset, part_.bytes);
   part_.descriptor = part_.direct ? descriptors_->direct() : descriptors_->cached();
   return part_;
 }

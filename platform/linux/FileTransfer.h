@@ -28,6 +28,8 @@ public:
 
   FileTransfer(eDirection direction, OpenDescriptors* descriptors, uint64_t offset, void* buffer,
                uint32_t bytes);
+  // All parts go through the page cache, whatever the alignment. Before the first part.
+  void goThroughCache() { mayGoDirect_ = false; }
 
   // 0, or why no transfer can be made: no buffer, an offset that the system does not know, or a
   // file that was not opened for it. The system is not asked.
@@ -59,4 +61,5 @@ private:
   Part part_;
   eDirection direction_;
   bool mustWait_ = false;
+  bool mayGoDirect_ = true;
 };

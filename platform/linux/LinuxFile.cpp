@@ -49,14 +49,16 @@ uint32_t LinuxFile::getInfo(FILE_INFO* info) const {
 }
 
 uint32_t LinuxFile::transferAt(FileTransfer::eDirection direction, uint64_t offset, void* buffer,
-                               uint32_t bytes, uint32_t* done) {
+                               uint32_t bytes, uint32_t* done, bool behind) {
   if (done) *done = 0;
   Qv::Ptr<OpenDescriptors> descriptors = opened();
   if (!descriptors) return failWith(eOsInvalid);
   if (uint32_t error = FileTransfer::check(direction, *descriptors, offset, buffer, bytes))
     return failWith(error);
   FileTransfer transfer(direction, descriptors.get(), offset, buffer, bytes);
+  if (behind) transfer.goThroughCache();
   carryOut(transfer);
+  if (behind) behind_.wrote(descriptors->cached(), offset, transfer.done());
   if (done) *done = transfer.done();
   return transfer.error() == 0 ? 1 : failWithErrno(transfer.error());
 }
@@ -67,6 +69,18 @@ uint32_t LinuxFile::readAt(uint64_t offset, void* buffer, uint32_t bytes, uint32
 
 uint32_t LinuxFile::writeAt(uint64_t offset, const void* buffer, uint32_t bytes, uint32_t* done) {
   return transferAt(FileTransfer::eWrite, offset, const_cast<void*>(buffer), bytes, done);
+}
+
+uint32_t LinuxFile::writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
+                                uint32_t* done) {
+  return transferAt(FileTransfer::eWrite, offset, const_cast<void*>(buffer), bytes, done, true);
+}
+
+uint32_t LinuxFile::settle() {
+  Qv::Ptr<OpenDescriptors> descriptors = opened();
+  if (!descriptors) return failWith(eOsInvalid);
+  int error = behind_.settle(descriptors->cached());
+  return error == 0 ? 1 : failWithErrno(error);
 }
 
 uint32_t LinuxFile::read(void* buffer, uint32_t bytes, uint32_t* done) {

@@ -4,6 +4,7 @@
 #include "platform/common/Mutex.h"
 #include "platform/linux/FileTransfer.h"
 #include "platform/linux/TransferPort.h"
+#include "platform/linux/WriteBehind.h"
 
 // LinuxFile: an open regular file.
 // Story      Made by the file manager with the file's descriptors; attached to a completion handler
@@ -23,6 +24,9 @@ public:
 
   uint32_t readAt(uint64_t offset, void* buffer, uint32_t bytes, uint32_t* done) override;
   uint32_t writeAt(uint64_t offset, const void* buffer, uint32_t bytes, uint32_t* done) override;
+  uint32_t writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
+                       uint32_t* done) override;
+  uint32_t settle() override;
   uint32_t read(void* buffer, uint32_t bytes, uint32_t* done) override;
   uint32_t write(const void* buffer, uint32_t bytes, uint32_t* done) override;
   void seek(uint64_t offset) override { position_ = offset; }
@@ -40,12 +44,13 @@ private:
   Qv::Ptr<TransferPort> attachedPort() const;
   uint32_t size(uint64_t& bytes) const;
   uint32_t transferAt(FileTransfer::eDirection direction, uint64_t offset, void* buffer,
-                      uint32_t bytes, uint32_t* done);
+                      uint32_t bytes, uint32_t* done, bool behind = false);
   uint32_t start(FileTransfer::eDirection direction, const Qv::Ptr<iAsyncContext>& context,
                  const AsyncTransfer& transfer);
 
   const unsigned capabilities_;
   uint64_t position_ = 0;  // of the one thread that uses it
+  WriteBehind behind_;
 
   mutable Mutex lock_;
   Qv::Ptr<OpenDescriptors> descriptors_ GUARDED_BY(lock_);  // null once closed

@@ -83,6 +83,8 @@ Qv::Ptr<iFile> LinuxFileManager::openMedia(const Path& path, unsigned flags, boo
   Qv::Ptr<OpenDescriptors> descriptors = openRegularFile(bytes, how);
   if (!descriptors) return nullptr;
   unsigned capabilities = mode == 0 || (mode & eModeAsync) ? iFile::eAsyncTransfers : 0u;
+  // Only where no server and no program can keep the caller waiting.
+  if (how.async && !descriptors->startingWaits()) capabilities |= iFile::eTransfersByCaller;
   Qv::Ptr<LinuxFile> file(new LinuxFile(descriptors, capabilities));
   if (mode != 0) return file;
   return Qv::Ptr<iFile>(new ProbedFile(file->getSize(), capabilities));

@@ -21,6 +21,10 @@ public:
   uint32_t writeAt(uint64_t, const void*, uint32_t, uint32_t* done) override {
     return refuse(done);
   }
+  uint32_t writeBehind(uint64_t, const void*, uint32_t, uint32_t* done) override {
+    return refuse(done);
+  }
+  uint32_t settle() override { return 1; }
   uint32_t read(void*, uint32_t, uint32_t* done) override { return refuse(done); }
   uint32_t write(const void*, uint32_t, uint32_t* done) override { return refuse(done); }
   void seek(uint64_t) override {}

@@ -17,11 +17,12 @@ Errors numbered(std::initializer_list<int> errors) {
 }
 
 const char* const kNames[] = {
-    "openMedia",    "openFile",        "openServed",    "getDisk",        "exists",
-    "getFileSize",  "deleteFile",      "createFolder",  "getSize",        "getInfo",
-    "read",         "write",           "attach",        "startRead",      "startWrite",
-    "finishRead",   "finishWrite",     "createContext", "createPort",     "createEvent",
-    "createThread", "createTaskQueue", "postTask",      "allocateRegion", "allocate"};
+    "openMedia",   "openFile",     "openServed",      "getDisk",       "exists",
+    "getFileSize", "deleteFile",   "createFolder",    "getSize",       "getInfo",
+    "read",        "write",        "settle",          "attach",        "startRead",
+    "startWrite",  "finishRead",   "finishWrite",     "createContext", "createPort",
+    "createEvent", "createThread", "createTaskQueue", "postTask",      "allocateRegion",
+    "allocate"};
 static_assert(std::size(kNames) == kFaultCalls);
 
 }  // namespace
@@ -51,6 +52,7 @@ const std::vector<uint32_t>& faultErrors(FaultCall call) {
       numbered({EIO, ENOMEM, ESTALE, EINTR, EAGAIN, EINVAL, EBADF, ENODEV, ETIMEDOUT});
   static const Errors writing = numbered({EIO, ENOSPC, EDQUOT, EFBIG, ENOMEM, ESTALE, EINTR, EAGAIN,
                                           EINVAL, EROFS, EPERM, ENODEV, ETIMEDOUT});
+  static const Errors settling = numbered({EIO, ENOSPC, EDQUOT, EBADF});
   static const Errors starting = numbered({ENOMEM, EAGAIN, ECANCELED, EINVAL, EBADF});
   static const Errors attaching = numbered({EOPNOTSUPP, EINVAL, ENOMEM});
   static const Errors threads = numbered({EAGAIN, ENOMEM, EPERM});
@@ -77,6 +79,8 @@ const std::vector<uint32_t>& faultErrors(FaultCall call) {
     case FaultCall::eWrite:
     case FaultCall::eFinishWrite:
       return writing;
+    case FaultCall::eSettle:
+      return settling;
     case FaultCall::eStartRead:
     case FaultCall::eStartWrite:
       return starting;

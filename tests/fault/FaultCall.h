@@ -16,8 +16,9 @@ enum class FaultCall : size_t {
   eCreateFolder,
   eGetSize,  // of an open file
   eGetInfo,
-  eRead,  // synchronous, at an offset or at the position
-  eWrite,
+  eRead,   // synchronous, at an offset or at the position
+  eWrite,  // behind, too
+  eSettle,
   eAttach,
   eStartRead,  // refused at the start: nothing will be reported
   eStartWrite,

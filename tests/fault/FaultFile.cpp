@@ -58,6 +58,20 @@ uint32_t FaultFile::writeAt(uint64_t offset, const void* buffer, uint32_t bytes,
   });
 }
 
+uint32_t FaultFile::writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
+                                uint32_t* done) {
+  return writeWith(bytes, done, [&](uint32_t most, uint32_t* moved) {
+    return inner_->writeBehind(offset, buffer, most, moved);
+  });
+}
+
+// It settles all the same: an error says that not all of it went well.
+uint32_t FaultFile::settle() {
+  uint32_t result = inner_->settle();
+  uint32_t error = next(FaultCall::eSettle).error;
+  return error == 0 ? result : failFault(error);
+}
+
 uint32_t FaultFile::read(void* buffer, uint32_t bytes, uint32_t* done) {
   return readWith(buffer, bytes, done, [&](uint32_t most, uint32_t* moved) {
     return inner_->read(buffer, most, moved);

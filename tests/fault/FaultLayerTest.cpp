@@ -106,6 +106,9 @@ protected:
       case FaultCall::eRead:
         return file->readAt(0, bytes.data(), kBytes, &done) == 1 && done == kBytes &&
                whyNotPattern(bytes).empty();
+      case FaultCall::eSettle:
+        return file->writeBehind(0, patternBytes(kBytes).data(), kBytes, &done) == 1 &&
+               file->settle() == 1;
       case FaultCall::eWrite:
         return file->writeAt(0, patternBytes(kBytes).data(), kBytes, &done) == 1 && done == kBytes;
       default:

@@ -212,7 +212,7 @@ TEST_P(LinuxAsyncIoTest, AFileIsAttachedOnceAndOnlyWhereItWasOpenedForIt) {
   putPattern("clip", kBlock);
   AsyncTester tester;
   Qv::Ptr<iFile> file = open("clip");
-  EXPECT_EQ(file->getCapabilities(), iFile::eAsyncTransfers);
+  EXPECT_TRUE(file->getCapabilities() & iFile::eAsyncTransfers);
   EXPECT_EQ(file->attach(nullptr), eOsInvalid);
   EXPECT_EQ(file->attach(tester.handler()), 1u);
   EXPECT_EQ(file->attach(tester.handler()), eOsInvalid);
