@@ -284,6 +284,7 @@ TEST_F(FakeOSTest, EveryServiceCanBeMadeToFail) {
   EXPECT_EQ(file->getInfo(&info), eOsIoError);
   EXPECT_EQ(file->readAt(0, &byte, 1, nullptr), eOsIoError);
   EXPECT_EQ(file->writeAt(0, &byte, 1, nullptr), eOsIoError);
+  EXPECT_EQ(file->settle(), eOsIoError);
   EXPECT_EQ(file->attach(finished.handler()), eOsIoError);
   EXPECT_EQ(file->attach(finished.handler()), 1u);
   Transfer transfer(1);

@@ -74,11 +74,30 @@ TYPED_TEST(FilesConformance, AProbeMakesTheFileSaysWhatItCanAndTransfersNothing)
   EXPECT_EQ(bytes, 0u);
 }
 
+TYPED_TEST(FilesConformance, WhatIsWrittenBehindIsReadAtOnceAndSettles) {
+  PathString name = this->makeFile(L"clip", std::string(6, 'x'));
+  Qv::Ptr<iFile> file = this->openMedia(name, true, Files::eFlagRead | Files::eFlagWrite);
+  ASSERT_TRUE(file);
+  uint32_t done = 0;
+  ASSERT_EQ(file->writeBehind(3, "abc", 3, &done), 1u);
+  EXPECT_EQ(done, 3u);
+  std::array<char, 6> bytes;
+  ASSERT_EQ(file->readAt(0, bytes.data(), 6, &done), 1u);
+  EXPECT_EQ(std::string(bytes.data(), 6), "xxxabc");
+  EXPECT_EQ(file->settle(), 1u);
+  EXPECT_EQ(file->writeBehind(0, nullptr, 1, &done), eOsInvalid);
+  EXPECT_EQ(done, 0u);
+  file->close();
+  EXPECT_EQ(file->writeBehind(0, "a", 1, &done), eOsInvalid);
+  EXPECT_EQ(file->settle(), eOsInvalid);
+}
+
 TYPED_TEST(FilesConformance, OnlyTheAsynchronousModeGivesAsynchronousTransfers) {
   PathString name = this->makeFile(L"clip", std::string("x"));
   auto capabilities = [&](unsigned mode) {
     Qv::Ptr<iFile> file = this->openMedia(name, false, 0, mode);
-    return file ? file->getCapabilities() : 99u;
+    if (!file) return 99u;
+    return file->getCapabilities() & ~unsigned{iFile::eTransfersByCaller};
   };
   EXPECT_EQ(capabilities(Files::eModeAsync), unsigned{iFile::eAsyncTransfers});
   EXPECT_EQ(capabilities(Files::eModeDirect | Files::eModeAsync), unsigned{iFile::eAsyncTransfers});
