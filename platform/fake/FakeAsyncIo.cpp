@@ -6,12 +6,26 @@
 #include "platform/fake/FakePort.h"
 #include "platform/fake/FakeThreads.h"
 
+namespace {
+
+// A context that is counted.
+class FakeContext final : public iAsyncContext {
+public:
+  explicit FakeContext(std::shared_ptr<unsigned> live) : live_(std::move(live)) { ++*live_; }
+  ~FakeContext() override { --*live_; }
+
+private:
+  const std::shared_ptr<unsigned> live_;
+};
+
+}  // namespace
+
 Qv::Ptr<iAsyncContext> FakeAsyncIo::createContext() {
   if (uint32_t error = faults_.next(FaultPlan::eCreateContext).error) {
     errors_.fail(error);
     return {};
   }
-  return Qv::Ptr<iAsyncContext>(new iAsyncContext);
+  return Qv::Ptr<iAsyncContext>(new FakeContext(liveContexts_));
 }
 
 Qv::Ptr<iCompletionPort> FakeAsyncIo::createPort(const char* name, const CompletionCommand& command,
@@ -38,7 +52,9 @@ unsigned FakeAsyncIo::livePorts() const {
 
 void FakeAsyncIo::start(FakeTransfer transfer) {
   transfer.context->setLink(transfer.request);
+  transfer.number = ++started_;
   pending_.push_back(std::move(transfer));
+  if (watcher_) watcher_->started(pending_.back());
 }
 
 bool FakeAsyncIo::finish(size_t index) { return finishWith(index, 0, UINT32_MAX); }
@@ -62,6 +78,7 @@ unsigned FakeAsyncIo::finishAll() {
 
 bool FakeAsyncIo::finishNext() {
   if (held_) return false;
+  if (watcher_) return watcher_->endOne();
   for (size_t i = 0; i < pending_.size(); ++i)
     if (!pending_[i].stalled) return finish(i);
   return false;
@@ -83,8 +100,13 @@ bool FakeAsyncIo::finishWith(size_t index, uint32_t error, uint32_t mostBytes) {
     mostBytes = 0;
   }
   if (verdict.shortened) mostBytes = std::min(mostBytes, verdict.bytes);
+  void* request = takeRequest(transfer);
   uint32_t done = move(transfer, mostBytes, error);
-  report(transfer, done, error);
+  if (watcher_)
+    watcher_->moved({transfer.number, request, transfer.write, transfer.path, transfer.offset,
+                     transfer.bytes, static_cast<const unsigned char*>(transfer.buffer), done,
+                     error});
+  if (request) report(transfer, request, done, error);
   return true;
 }
 
@@ -102,16 +124,18 @@ uint32_t FakeAsyncIo::move(const FakeTransfer& transfer, uint32_t mostBytes, uin
   return fits;
 }
 
-void FakeAsyncIo::report(FakeTransfer& transfer, uint32_t done, uint32_t error) {
+// Null when nobody is to be told.
+void* FakeAsyncIo::takeRequest(const FakeTransfer& transfer) {
   if (!transfer.port->alive) {
     ++unreported_;
-    return;
+    return nullptr;
   }
   void* request = transfer.context->takeLink();
-  if (!request) {
-    ++lateDropped_;
-    return;
-  }
+  if (!request) ++lateDropped_;
+  return request;
+}
+
+void FakeAsyncIo::report(FakeTransfer& transfer, void* request, uint32_t done, uint32_t error) {
   ++reported_;
   ++transfer.port->executed;
   // The command may destroy its port: the copy lasts until it has returned.

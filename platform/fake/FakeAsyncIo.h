@@ -10,6 +10,7 @@
 #include "platform/OsAsyncIo.h"
 #include "platform/fake/FakeContent.h"
 #include "platform/fake/FakeErrors.h"
+#include "platform/fake/FakeTransferWatcher.h"
 #include "platform/fake/FaultPlan.h"
 
 class FakeFileManager;
@@ -37,6 +38,7 @@ struct FakeTransfer {
   void* request = nullptr;
   std::wstring path;
   bool stalled = false;  // never finishes by itself
+  uint64_t number = 0;   // of all transfers that were started, from 1
 
   // The fake's own.
   Qv::Ptr<iObject> keep;
@@ -88,6 +90,11 @@ public:
   // Every port that was made, in order.
   const std::vector<std::shared_ptr<FakePortState>>& ports() const { return ports_; }
   unsigned livePorts() const;
+  // Contexts that exist.
+  unsigned liveContexts() const { return *liveContexts_; }
+  // Null: none. It sees what starts and moves, and ends transfers in the waits' stead.
+  void setWatcher(FakeTransferWatcher* watcher) { watcher_ = watcher; }
+  FakeTransferWatcher* watcher() const { return watcher_; }
 
   // For the fake.
   void start(FakeTransfer transfer);
@@ -100,7 +107,8 @@ public:
 private:
   bool finishWith(size_t index, uint32_t error, uint32_t mostBytes);
   uint32_t move(const FakeTransfer& transfer, uint32_t mostBytes, uint32_t& error);
-  void report(FakeTransfer& transfer, uint32_t done, uint32_t error);
+  void* takeRequest(const FakeTransfer& transfer);
+  void report(FakeTransfer& transfer, void* request, uint32_t done, uint32_t error);
 
   FakeThreads& threads_;
   FaultPlan& faults_;
@@ -113,5 +121,9 @@ private:
   unsigned unreported_ = 0;
   unsigned reported_ = 0;
   unsigned endedPorts_ = 0;
+  uint64_t started_ = 0;
+  FakeTransferWatcher* watcher_ = nullptr;
+  // Shared: a context may outlive the fake.
+  std::shared_ptr<unsigned> liveContexts_ = std::make_shared<unsigned>(0);
   bool held_ = false;
 };

@@ -59,6 +59,7 @@ uint32_t FakeFile::readBytes(bool atPosition, uint64_t offset, void* buffer, uin
   if (result == kSucceeded) done = content_->read(offset, buffer, asked);
   files_.record({atPosition ? FakeTransferRecord::eAtPosition : FakeTransferRecord::eAtOffset,
                  false, path_, offset, bytes, buffer, result, done});
+  tellWatcher(false, offset, buffer, bytes, done, result);
   return answer(result);
 }
 
@@ -74,7 +75,17 @@ uint32_t FakeFile::writeBytes(FakeTransferRecord::eWay way, uint64_t offset, con
     if (done < asked) result = eOsNoSpace;
   }
   files_.record({way, true, path_, offset, bytes, buffer, result, done});
+  tellWatcher(true, offset, buffer, bytes, done, result);
   return answer(result);
+}
+
+void FakeFile::tellWatcher(bool write, uint64_t offset, const void* buffer, uint32_t bytes,
+                           uint32_t done, uint32_t result) const {
+  FakeTransferWatcher* watcher = files_.asyncIo().watcher();
+  if (!watcher) return;
+  watcher->moved({0, nullptr, write, path_, offset, bytes,
+                  static_cast<const unsigned char*>(buffer), done,
+                  result == kSucceeded ? 0 : result});
 }
 
 uint32_t FakeFile::readAt(uint64_t offset, void* buffer, uint32_t bytes, uint32_t* done) {

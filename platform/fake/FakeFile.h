@@ -54,6 +54,8 @@ private:
                      uint32_t& done);
   uint32_t writeBytes(FakeTransferRecord::eWay way, uint64_t offset, const void* buffer,
                       uint32_t bytes, uint32_t& done);
+  void tellWatcher(bool write, uint64_t offset, const void* buffer, uint32_t bytes, uint32_t done,
+                   uint32_t result) const;
   uint32_t start(bool write, const Qv::Ptr<iAsyncContext>& context, const AsyncTransfer& transfer);
   uint32_t checkStart(bool write, const Qv::Ptr<iAsyncContext>& context,
                       const AsyncTransfer& transfer) const;

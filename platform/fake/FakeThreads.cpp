@@ -21,7 +21,7 @@ Qv::Ptr<iThreadEvent> FakeThreads::createEvent(int, int, int) {
     world_.errors().fail(error);
     return {};
   }
-  return Qv::Ptr<iThreadEvent>(new FakeEvent(world_, made_++));
+  return Qv::Ptr<iThreadEvent>(new FakeEvent(world_, made_++, liveEvents_));
 }
 
 void FakeThreads::sleep(uint32_t ms) {

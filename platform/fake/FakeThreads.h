@@ -83,6 +83,9 @@ public:
   void holdTasks(bool on) { holdTasks_ = on; }
   const std::vector<Queue>& queues() const { return queues_; }
 
+  // Events that exist.
+  unsigned liveEvents() const { return *liveEvents_; }
+
   // Every sleep, in ms.
   const std::vector<uint32_t>& sleeps() const { return sleeps_; }
 
@@ -131,6 +134,7 @@ private:
   std::deque<Task> tasks_;
   std::vector<Queue> queues_;
   std::vector<uint32_t> sleeps_;
+  std::shared_ptr<unsigned> liveEvents_ = std::make_shared<unsigned>(0);
   uint64_t made_ = 0;  // events and threads
   uint64_t runs_ = 0;
   uint32_t lastId_ = 0;
