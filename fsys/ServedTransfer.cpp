@@ -29,6 +29,8 @@ uint32_t ServedTransfer::transfer(uint32_t& done) {
 }
 
 void ServedTransfer::run() {
+  // Given up while it waited: its callers know, and others may be writing there by now.
+  if (!context_->isLinked()) return;
   uint32_t done = 0;
   uint32_t result = transfer(done);
   void* request = context_->takeLink();

@@ -9,7 +9,7 @@
 // write for which its caller waits, on the caller's.
 // Story      Made as the request starts, and sets its link. It runs once; or it goes unrun with its
 //            queue, and then ends the request's transfer untold. A request that was cut off in the
-//            meantime is told nothing.
+//            meantime is told nothing, and moves nothing if the task had not begun.
 // Ownership  shares the file, the buffer and the request's context.
 class ServedTransfer : public iTask {
 public:

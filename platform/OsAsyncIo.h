@@ -50,6 +50,8 @@ public:
   // Cuts the link. The request if this call cut it: its completion will never be reported. Null if
   // the completion has taken it, or nothing was started.
   void* detach() { return link_.exchange(nullptr, std::memory_order_acq_rel); }
+  // Whether the link is there. A transfer that has not begun when it was cut need not begin.
+  bool isLinked() const { return link_.load(std::memory_order_acquire) != nullptr; }
 
   // For the platform: sets the link as a transfer starts; takes it as one completes.
   void setLink(void* request) { link_.store(request, std::memory_order_release); }

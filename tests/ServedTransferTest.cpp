@@ -141,6 +141,21 @@ TEST_F(ServedTransferTest, AReadThatWasGivenUpBeforeItsTaskRanIsToldOnce) {
   EXPECT_EQ(os_->memory().regions(), 0u) << "the block lived as long as its task";
 }
 
+TEST_F(ServedTransferTest, AWriteThatWasGivenUpBeforeItsTaskRanMovesNoByte) {
+  FsysFile* file = openForWriting(L"/s/a");
+  os_->threads().holdTasks(true);
+  ASSERT_EQ(file->QueueWriteRequest(new FileRequest(false, 512, 0, false, false,
+                                                    TestHolder::ofPattern(512), file,
+                                                    &Recorder::told, recorder_->context())),
+            1u);
+  passOverWrites();
+  EXPECT_EQ(FsysClose(file, nullptr), 1u);
+  expectToldOnce(eOsCancelled);
+  EXPECT_TRUE(os_->threads().runTask());
+  EXPECT_TRUE(os_->files().bytesOf(L"/s/a").empty()) << "another may be writing there by now";
+  EXPECT_EQ(os_->files().liveFiles(), 0u);
+}
+
 TEST_F(ServedTransferTest, ATransferWhoseTaskNeverRanLetsItsRequestAndItsFileGoWithTheEngine) {
   FsysFile* file = openForWriting(L"/s/a");
   Qv::Ptr<iMemHolder> segment = TestHolder::ofPattern(512);
