@@ -1,0 +1,61 @@
+// Many lives of the engine, each as its seed says. FSYS_SIM_SEED=n lives that one alone and prints
+// what happened in it.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+
+#include "tests/sim/Simulation.h"
+#include "tests/support/Soak.h"
+
+namespace {
+
+constexpr unsigned kBriefSeeds = 1'000;
+constexpr unsigned kFullSeeds = 10'000;
+constexpr uint64_t kCompared = 40;  // seeds that are lived twice
+
+uint64_t onlySeed() {
+  const char* asked = std::getenv("FSYS_SIM_SEED");
+  return asked ? std::strtoull(asked, nullptr, 10) : 0;
+}
+
+// The hash of its trace; a failure when something did not hold.
+uint64_t live(uint64_t seed, SimTally& tally) {
+  Simulation simulation(seed, tally);
+  simulation.run();
+  if (onlySeed() != 0) std::cout << simulation.trace().text();
+  if (!simulation.failure().empty())
+    ADD_FAILURE() << "seed " << seed << ": " << simulation.failure() << "\n"
+                  << simulation.trace().text() << "again: FSYS_SIM_SEED=" << seed
+                  << " fsys_sim_tests --gtest_filter=*WhatEverHappens*";
+  return simulation.trace().hash();
+}
+
+TEST(SimulationTest, WhatEverHappensEachRequestIsAnsweredOnceAndTrulyAndNothingIsLeft) {
+  SimTally tally;
+  if (uint64_t seed = onlySeed()) {
+    live(seed, tally);
+    return;
+  }
+  const unsigned seeds = soakTurns(kBriefSeeds, kFullSeeds);
+  for (uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) live(seed, tally);
+  if (HasFailure()) return;
+  for (size_t i = 0; i < SimTally::eEvents; ++i) {
+    auto event = static_cast<SimTally::eEvent>(i);
+    std::cout << SimTally::kNames[i] << ": " << tally[event] << "\n";
+    EXPECT_GT(tally[event], 0u) << "it never happened: " << SimTally::kNames[i];
+  }
+}
+
+TEST(SimulationTest, EqualSeedsWriteEqualTracesAndDifferentSeedsDifferentOnes) {
+  SimTally tally;
+  std::vector<uint64_t> hashes;
+  for (uint64_t seed = 1; seed <= kCompared; ++seed) hashes.push_back(live(seed, tally));
+  for (uint64_t seed = 1; seed <= kCompared; ++seed)
+    EXPECT_EQ(live(seed, tally), hashes[seed - 1]) << "seed " << seed;
+  std::sort(hashes.begin(), hashes.end());
+  EXPECT_EQ(std::unique(hashes.begin(), hashes.end()), hashes.end());
+}
+
+}  // namespace
