@@ -73,6 +73,7 @@ void Simulation::makePlaces() {
     place.drive.sectorSize = i == 1 || dice_.chance(30) ? 4096 : 512;
     if (i == 2) place.drive.type = iDiskDrive::eNetwork;
     place.drive.asyncTransfers = i != 3;
+    place.drive.transfersByCaller = dice_.chance(40);
     place.hasVolume = i == 4;
     os_->files().setDrive(place.prefix, place.drive);
     if (place.hasVolume)
@@ -275,9 +276,9 @@ void Simulation::plan() {
   FaultPlan::eSpan span = dice_.chance(30) ? FaultPlan::eFromThenOn : FaultPlan::eOnce;
   if (dice_.chance(50)) return planStart(span);
   constexpr FaultPlan::eCall kinds[] = {
-      FaultPlan::eOpenMedia,   FaultPlan::eGetInfo,    FaultPlan::eGetDisk,
-      FaultPlan::eAttach,      FaultPlan::eCreatePort, FaultPlan::eFinishRead,
-      FaultPlan::eFinishWrite, FaultPlan::eWrite,      FaultPlan::eRead};
+      FaultPlan::eOpenMedia,  FaultPlan::eGetInfo,    FaultPlan::eGetDisk,     FaultPlan::eAttach,
+      FaultPlan::eCreatePort, FaultPlan::eFinishRead, FaultPlan::eFinishWrite, FaultPlan::eWrite,
+      FaultPlan::eRead,       FaultPlan::eSettle};
   FaultPlan::eCall kind = dice_.oneOf(kinds);
   uint32_t nth = dice_.between(1, 3);
   trace_.note("call of kind %d fails, from the %u. on, %s", static_cast<int>(kind), nth,
