@@ -99,8 +99,11 @@ std::string AnswerModel::whyNotFailed(const SimQuestion& question, uint32_t erro
 bool AnswerModel::transferFailed(const SimQuestion& question, uint32_t error) const {
   const std::vector<SimMove>& moves = question.handle->moves;
   return std::any_of(moves.begin(), moves.end(), [&](const SimMove& move) {
-    return move.moment > question.before.moment && covers(move, question) && move.error == error &&
-           (error != 0 || move.done < move.bytes);
+    if (move.moment <= question.before.moment || !covers(move, question) || move.error != error)
+      return false;
+    // The callers are told in order up to the first that begins where nothing came; a read of no
+    // bytes may begin at the very end.
+    return error != 0 || move.done < move.bytes || question.handle->readsNothing;
   });
 }
 

@@ -43,6 +43,7 @@ struct SimHandle {
   bool attached = false;  // its completions come by themselves; otherwise tasks transfer
   eState state = eOpen;
   bool cacheDisabled = false;
+  bool readsNothing = false;  // some of its reads ask for no bytes
   bool wholeSectors = false;  // it is written in whole sectors alone
   unsigned writesInside = 0;  // calls of DirectWrite on the stack
   uint64_t lastOffset = 0;    // of the last read

@@ -203,6 +203,7 @@ void Simulation::adopt(const Handle& handle, unsigned attachFaults) {
   handle->attached = handle->async && attachFaults == faults.fired(FaultPlan::eAttach) +
                                                           faults.fired(FaultPlan::eCreatePort);
   handle->wholeSectors = dice_.chance(60);
+  handle->readsNothing = dice_.chance(10);
   if (handle->writing) {
     handle->stream.begin(handle->place->disk.size());
     if (file.GetPosition() != handle->place->disk.size())

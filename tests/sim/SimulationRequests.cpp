@@ -49,7 +49,7 @@ Qv::Ptr<SimQuestion> Simulation::ask(const Handle& handle, bool reading) {
 void Simulation::chooseRange(SimHandle& handle, SimQuestion& question) {
   uint32_t size = static_cast<uint32_t>(handle.place->disk.size());
   question.length = dice_.chance(60) ? dice_.between(1, 3000) : 512 * dice_.between(1, 40);
-  if (dice_.chance(2)) question.length = 0;
+  if (handle.readsNothing && dice_.chance(10)) question.length = 0;
   switch (dice_.below(8)) {
     case 0:
     case 1:
