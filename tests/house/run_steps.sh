@@ -41,11 +41,13 @@ make_tree() {
     printf "#!/bin/sh\necho the table\n" >"$2/bench/run_bench"
     chmod +x "$2/bench/run_bench"'
   stand_in "$state/bin/ctest" '
+    echo "soaks ${FSYS_SOAK:-no}: $*" >>"$STATE/tested"
     while [ "$1" != --output-junit ]; do shift; done
     cp "$STATE/report.xml" "$2"
     [ ! -e "$STATE/ctest-fails" ]'
   local name
-  for name in ccache git setarch clang-format-19 clang-tidy-19; do
+  stand_in "$state/bin/setarch" 'shift; exec "$@"'
+  for name in ccache git clang-format-19 clang-tidy-19; do
     stand_in "$state/bin/$name" 'cat >/dev/null; exit 0'
   done
   cat >"$state/report.xml" <<'XML'
@@ -118,6 +120,7 @@ asks_for test base test speed
 asks_for bench base bench speed
 asks_for plot plot
 asks_for check base test check speed
+asks_for soak base test speed
 asks_for fuzz base fuzz speed
 
 # Each fuzz target runs for the time that was asked for; no target at all is a failure.
@@ -169,6 +172,19 @@ says "    skipped  tool.full_drive: mounting needs root"
 keeps_quiet "skipped  Ring"
 [ "$(grep -c '^    skipped  ' "$state/said")" = 4 ] || complain "not two skipped tests in each of two runs"
 [ "$(tail -n 1 "$state/said")" = "4 passed, 0 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
+# The long forms: in three builds, in as many minutes as are asked for, and nothing after them.
+rm "$state/tested"
+go soak || complain "./run soak fails"
+for preset in dev asan tsan; do
+  grep -q "^soaks 1: --test-dir build/$preset .*-L integration|stress|fault" "$state/tested" ||
+    complain "./run soak does not soak $preset: $(cat "$state/tested")"
+done
+[ "$(wc -l <"$state/tested")" = 3 ] || complain "./run soak tests something else: $(cat "$state/tested")"
+[ "$(tail -n 1 "$state/said")" = "6 passed, 0 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
+rm "$state/tested"
+go soak 5 test || complain "./run soak 5 test fails"
+[ "$(cut -d: -f1 "$state/tested" | uniq -c | xargs)" = "3 soaks 5 2 soaks no" ] ||
+  complain "./run soak 5 test: $(cat "$state/tested")"
 # A run that fails without naming a test is a failure.
 touch "$state/ctest-fails"
 go test && complain "./run test hides a failure"

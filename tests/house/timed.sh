@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
 # Runs a test. One that takes too long is a failure: the stacks of all its threads are printed, and
 # it is ended, with everything that it started. Usage: timed.sh SECONDS PROGRAM [ARGUMENT...]
-# Ends with the program's exit code, or with 124.
+# Ends with the program's exit code, or with 124. With FSYS_SOAK, the minutes of what goes on by the
+# clock, it has two hours more than those.
 limit_s=$1
 shift
+soak=${FSYS_SOAK:-0}
+if [[ $soak =~ ^[1-9][0-9]*$ ]]; then limit_s=$((limit_s + soak * 60 + 7200)); fi
 
 # A shell would have what runs in the background ignore Ctrl-C and read nothing.
 env --default-signal=INT,QUIT "$@" <&0 &

@@ -32,6 +32,12 @@ SECONDS=0
 "$timed" 60 true | cat
 [ "$SECONDS" -lt 30 ] || complain "who reads what it prints must wait for the limit"
 
+# A long form has longer: what would be late is not.
+FSYS_SOAK=1 "$timed" 1 bash -c 'read -rt 2 <> <(:); exit 3' >said 2>&1
+[ $? = 3 ] || complain "a long form was ended: $(cat said)"
+FSYS_SOAK=0 "$timed" 1 bash -c 'read -rt 30 <> <(:); exit 3' >said 2>&1
+[ $? = 124 ] || complain "FSYS_SOAK=0 is taken for a long form"
+
 # What hangs, behind a shell as in the tool's tests.
 cat >starts <<'SCRIPT'
 echo begun
