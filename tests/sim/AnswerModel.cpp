@@ -83,7 +83,11 @@ std::string AnswerModel::whyNotWritten(const SimQuestion& question, const iMemHo
     if (!begins || (move.done == move.bytes && !covers(move, question))) continue;
     if (!move.speedKnown) return "";
     if (move.tooSlow != !data) return data ? "it was too slow, and has data" : "it has no data";
-    return !move.tooSlow || error == eResultTooSlow ? "" : "it was too slow, and no error says so";
+    // What the first one's callback does may leave another error for the next.
+    if (move.tooSlow && !move.isTold && error != eResultTooSlow)
+      return "it was too slow, and no error says so";
+    move.isTold = true;
+    return "";
   }
   return "it succeeded, and was not written";
 }

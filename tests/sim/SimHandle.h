@@ -28,6 +28,7 @@ struct SimMove {
   uint64_t moment;
   bool tooSlow;
   bool speedKnown;                  // not of one that a task made
+  mutable bool isTold;              // to its first caller
   std::vector<unsigned char> seen;  // what a read found; zeros where it found nothing
 };
 
@@ -45,6 +46,7 @@ struct SimHandle {
   bool cacheDisabled = false;
   bool readsNothing = false;  // some of its reads ask for no bytes
   bool wholeSectors = false;  // it is written in whole sectors alone
+  uint32_t longestMerge = 0;  // its largest coalesce length, ever
   unsigned writesInside = 0;  // calls of DirectWrite on the stack
   uint64_t lastOffset = 0;    // of the last read
   uint32_t lastLength = 0;

@@ -186,6 +186,7 @@ void Simulation::open() {
   bool there = os_->files().hasFile(place.path);
   unsigned refused = refusals();
   unsigned attachFaults = faults.fired(FaultPlan::eAttach) + faults.fired(FaultPlan::eCreatePort);
+  handle->longestMerge = coalesce;
   uint32_t result = FsysOpen(&handle->file, place.path, coalesce, writing ? 2 : 1, nullptr);
   trace_.note("open f%u: place %zu for %s, coalesce %u: %u", handle->number,
               static_cast<size_t>(&place - places_.data()), writing ? "writing" : "reading",
@@ -253,6 +254,7 @@ void Simulation::changeSetting() {
       if (!handle) return;
       uint32_t length = dice_.oneOf({0u, 8192u, 1u << 18});
       trace_.note("coalesce length of f%u is %u", handle->number, length);
+      handle->longestMerge = std::max(handle->longestMerge, length);
       if (FsysSetCoalesceLength(handle->file, length) != (handle->state == SimHandle::eOpen))
         broken("a coalesce length is set for an open file alone");
     }

@@ -10,6 +10,14 @@ namespace {
 
 constexpr uint32_t kLongestDelay_ms = 3000;
 
+// Two merge up to the coalesce length, and across a gap; or one holds the other.
+uint32_t longestOf(const FileRequest& request, uint32_t coalesceLength) {
+  uint32_t longest = coalesceLength + FileRequest::CoalesceGap_;
+  for (const CompletionInfo* entry : FileRequestPeer::entries(request))
+    longest = std::max(longest, entry->length_);
+  return longest;
+}
+
 }  // namespace
 
 void Simulation::started(const FakeTransfer& transfer) {
@@ -27,6 +35,8 @@ void Simulation::started(const FakeTransfer& transfer) {
               owner ? owner->number : 0, transfer.bytes,
               static_cast<unsigned long long>(transfer.offset));
   if (!owner) return broken("a transfer starts for no open file");
+  if (FileRequestPeer::byteCount(request) > longestOf(request, owner->longestMerge))
+    broken("a request is longer than the file lets it become");
   uint32_t sector = owner->file->GetSectorSize();
   if (!transfer.write && (transfer.offset % sector != 0 || transfer.bytes % sector != 0))
     broken("a read starts that is not whole sectors");
@@ -80,7 +90,7 @@ void Simulation::noteMove(const FakeMove& move, const Handle& handle) {
   SimMove seen{move.write, move.offset, move.bytes,
                move.done,  move.error,  move.offset,
                moment_,    false,       move.transfer != 0 || !handle->place->hasVolume,
-               {}};
+               false,      {}};
   if (move.request) {
     auto& request = *static_cast<FileRequest*>(move.request);
     seen.requestOffset = FileRequestPeer::offset(request);
