@@ -43,7 +43,7 @@ void DemoRecorder::record(const DemoClock& clock) {
     if (Qv::now() > turn_ms + DemoClock::kPicture_ms) ++figures_.late;
     done += count;
   }
-  stream.finish();
+  stream.settle();
   file.close();
   figures_.bytes = stream.bytes();
   figures_.latency = stream.latency();

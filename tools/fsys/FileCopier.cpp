@@ -49,7 +49,7 @@ uint64_t FileCopier::transfer(const std::string& source, const std::string& part
     writing.write(block.data, block.range.length);
     progress.add(block.range.length);
   }
-  writing.finish();
+  writing.settle();
   to.close();
   uint64_t written = factsOf(part).size;
   if (written > size) truncateFile(part, size);

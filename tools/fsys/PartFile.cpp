@@ -63,10 +63,19 @@ void PartFile::rename() {
   ::unlink(name_.c_str());
 }
 
+void PartFile::syncName() const {
+  try {
+    PlainFile::openForReading(folderOf(destination_)).sync();
+  } catch (const ToolError& error) {
+    throw ToolError(error.code(), "flushing the folder of", destination_,
+                    error.why() + " (it is whole and has its name, which may not be durable yet)");
+  }
+}
+
 void PartFile::commit() {
   // Where a file system cannot be flushed the rename is all that can be done.
   PlainFile::openForReading(name_).sync();
   rename();
   there_ = false;
-  PlainFile::openForReading(folderOf(destination_)).sync();
+  syncName();
 }

@@ -19,11 +19,13 @@ public:
   PartFile& operator=(const PartFile&) = delete;
 
   const std::string& name() const { return name_; }
-  // Makes the bytes safe, renames, and makes that safe too.
+  // Makes the bytes safe, renames, and makes that safe too; a failure of this last step says that
+  // the file has its name.
   void commit();
 
 private:
   void rename();
+  void syncName() const;
 
   std::string destination_;
   bool replace_;

@@ -48,12 +48,19 @@ ExitCode ReadCommand::execute() {
       PlainFile output(descriptor, to_);
       stream(file, size, &output);
     }
+    checkSize(file, size);
     part.commit();
     putName(results(), "to", to_);
+    return ExitCode::eSuccess;
   }
-  if (file.size() != size)
-    throw ToolError(ExitCode::eIo, "reading", file_, "it changed its size meanwhile");
+  checkSize(file, size);
   return ExitCode::eSuccess;
+}
+
+// What was read of a file that changes is no state that it ever had.
+void ReadCommand::checkSize(const EngineFile& file, uint64_t size) {
+  if (file.size() != size)
+    throw ToolError(ExitCode::eIo, "reading", file.name(), "it changed its size meanwhile");
 }
 
 void ReadCommand::stream(EngineFile& file, uint64_t size, PlainFile* to) {

@@ -15,6 +15,7 @@ protected:
   bool outputIsData() const override { return to_ == "-"; }
 
 private:
+  static void checkSize(const EngineFile& file, uint64_t size);
   void stream(EngineFile& file, uint64_t size, PlainFile* to);
   void tell(const EngineFile& file, const ReadStream& stream, const Meter& meter);
 

@@ -80,7 +80,7 @@ void VerifyCommand::writeStamps() {
     done += count;
     progress.add(count);
   }
-  stream.finish();
+  stream.settle();
   file.close();
   double elapsed_ms = meter.elapsed_ms();
   uint64_t size = factsOf(file_).size;

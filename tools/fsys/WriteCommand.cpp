@@ -46,7 +46,7 @@ ExitCode WriteCommand::execute() {
     removeFile(file_);
     existed = false;
   }
-  EngineFile file(file_, EngineFile::eWrite, static_cast<uint32_t>(block_));
+  EngineFile file = opened(existed);
   uint64_t start = file->GetPosition();
   putName(results(), "file", file_);
   results()["start"] = start;
@@ -54,18 +54,31 @@ ExitCode WriteCommand::execute() {
   Meter meter;
   WriteStream stream(file, inFlight_);
   std::optional<DurableFile> durable;
+  uint64_t size = 0;
   try {
     if (flushEvery_ > 0) durable.emplace(file_, !existed);
     send(stream, start, durable ? &*durable : nullptr);
-    stream.finish();
+    stream.settle();
     if (durable) flush(stream, *durable);
     file.close();
+    size = factsOf(file_).size;
   } catch (ToolError& error) {
     settleFailure(error, file, stream, start, existed);
     throw;
   }
-  tell(stream, meter, start, factsOf(file_).size);
+  tell(stream, meter, start, size);
   return ExitCode::eSuccess;
+}
+
+// Opening takes several steps: the file may have been made when a later one fails.
+EngineFile WriteCommand::opened(bool existed) const {
+  try {
+    return EngineFile(file_, EngineFile::eWrite, static_cast<uint32_t>(block_));
+  } catch (const ToolError&) {
+    FileFacts facts = factsOf(file_);
+    if (!existed && facts.isRegular && facts.size == 0) removeFile(file_);
+    throw;
+  }
 }
 
 void WriteCommand::send(WriteStream& stream, uint64_t start, DurableFile* durable) {
@@ -117,7 +130,7 @@ void WriteCommand::settleFailure(ToolError& error, EngineFile& file, WriteStream
     // The first failure is the one that is told; how far the file reaches is looked up below.
   }
   uint64_t size = factsOf(file_).size;
-  uint64_t good = std::clamp(std::min(size, stream.goodEnd()), start, std::max(size, start));
+  uint64_t good = std::clamp(std::min(size, stream.writtenEnd()), start, std::max(size, start));
   if (size > good) truncateFile(file_, good);
   results()["bytes"] = good - start;
   results()["size"] = good;

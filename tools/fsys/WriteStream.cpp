@@ -21,8 +21,8 @@ WriteStream::WriteStream(EngineFile& file, unsigned inFlight)
     : file_(file),
       inFlight_(std::max(inFlight, 1u)),
       bell_(new ArrivalBell),
-      goodEnd_(file->GetPosition()),
-      end_(goodEnd_) {}
+      writtenEnd_(file->GetPosition()),
+      end_(writtenEnd_) {}
 
 WriteStream::~WriteStream() { drain(); }
 
@@ -33,17 +33,18 @@ Qv::Ptr<iMemHolder> WriteStream::newBuffer(uint32_t bytes) {
   return buffer;
 }
 
-// Takes the transfers that have ended off the front; those behind a failure count for nothing.
+// Takes the transfers that have ended off the front; those behind a failure count for nothing. A
+// success shows that what was sent with it is written, which a block that is gathered is not.
 void WriteStream::collectLocked() {
-  while (!pending_.empty() && pending_.front()->done) {
-    const Pending& transfer = pending_.front();
-    if (transfer->failed && !failed_) {
+  while (!pending_.empty() && pending_.front().transfer->done) {
+    const PendingTransfer& transfer = *pending_.front().transfer;
+    if (transfer.failed && !failed_) {
       failed_ = true;
-      error_ = transfer->error;
-      failedOffset_ = transfer->offset;
+      error_ = transfer.error;
+      failedOffset_ = transfer.offset;
     }
-    if (!failed_) goodEnd_ = transfer->offset + transfer->length;
-    latency_.add(transfer->ended_ms - transfer->asked_ms);
+    if (!failed_) writtenEnd_ = pending_.front().sentEnd;
+    latency_.add(transfer.ended_ms - transfer.asked_ms);
     pending_.pop_front();
   }
 }
@@ -70,7 +71,7 @@ void WriteStream::waitForRoom() {
 
 void WriteStream::write(const Qv::Ptr<iMemHolder>& data, uint32_t length) {
   waitForRoom();
-  Pending transfer(new PendingTransfer(bell_, end_, length));
+  Qv::Ptr<PendingTransfer> transfer(new PendingTransfer(bell_, end_, length));
   Qv::Ptr<iMemHolder> slice(new MemRef(data, 0, length));
   Qv::Ptr<iObject> context = transfer;
   uint32_t result = file_->DirectWrite(slice, false, &PendingTransfer::finished, context, false);
@@ -84,7 +85,7 @@ void WriteStream::write(const Qv::Ptr<iMemHolder>& data, uint32_t length) {
   end_ += length;
   bytes_ += length;
   std::lock_guard<std::mutex> held(bell_->lock);
-  pending_.push_back(transfer);
+  pending_.push_back({transfer, file_->GetPosition()});
 }
 
 void WriteStream::finish() {
@@ -103,18 +104,28 @@ void WriteStream::finish() {
 
 void WriteStream::settle() {
   finish();
-  // A write of nothing sends what is held first, and says how that went.
+  uint32_t result = sendGathered();
+  if (result == 1) return;
+  throw engineError(text("writing at %llu of", static_cast<unsigned long long>(writtenEnd_)),
+                    file_.name(), result);
+}
+
+// A write of nothing sends what is gathered first, and says how that went.
+uint32_t WriteStream::sendGathered() {
   uint32_t result = file_->Write(nullptr, 0);
-  if (result != 1)
-    throw engineError(text("writing before %llu of", static_cast<unsigned long long>(end_)),
-                      file_.name(), result);
+  if (result == 1) writtenEnd_ = end_;
+  return result;
 }
 
 void WriteStream::drain() noexcept {
   auto deadline = std::chrono::steady_clock::now() + kDrain;
-  std::unique_lock<std::mutex> held(bell_->lock);
-  bell_->rung.wait_until(held, deadline, [this] {
-    collectLocked();
-    return pending_.empty();
-  });
+  {
+    std::unique_lock<std::mutex> held(bell_->lock);
+    bell_->rung.wait_until(held, deadline, [this] {
+      collectLocked();
+      return pending_.empty();
+    });
+  }
+  // Behind a failure nothing counts, sent or not.
+  if (file_.isOpen() && !failed_ && pending_.empty()) sendGathered();
 }
