@@ -1,5 +1,166 @@
 # shellcheck shell=bash disable=SC2154
-# The n-th system call of a kind fails. Sourced by tool_test.sh.
+# The n-th system call of a kind fails, for n = 1, 2, 3 and so on until none is left to fail: strace
+# has them fail, which knows nothing of us. Sourced by tool_test.sh.
+#
+# Whatever fails, the tool ends within ten seconds, with an exit code that says of what kind the
+# failure was and words that begin with its name; exit code 0 means that every byte is right; any
+# other leaves nothing half done. EINVAL, ENOENT and their like are not tried: they have meanings of
+# their own, which the callers know.
+
+all_errors=(EIO ENOSPC EINTR EAGAIN ENOMEM)
+tried=0
+
+# Names the injection that is being tried.
+wrong() { cat out err; fail "fsys $what with $1: $2"; }
+
+# What holds of every command; `sound` says what holds of this one, in words when it does not.
+check_injected() {
+  local why
+  case $code in
+    0) ;;
+    5 | 6 | 10)
+      grep -q "^fsys ${what%% *}: ." err || wrong "$1" "exit code $code, and no word why" ;;
+    137) wrong "$1" "it had not ended after ten seconds" ;;
+    *) wrong "$1" "exit code $code, which says nothing of the kind" ;;
+  esac
+  why=$(sound) || wrong "$1" "exit code $code; $why"
+  [ -z "$(find . -name '.fsys-*')" ] || wrong "$1" "left behind: $(find . -name '.fsys-*')"
+}
+
+# How often the tool makes that call before it comes to a command: the loader's are not ours.
+calls_of_the_loader() {
+  strace -f -qq -e "trace=$1" -o trace "$fsys" --version >/dev/null
+  wc -l <trace
+}
+
+# Has the n-th call of that name fail; `once` runs the tool. In short only every few, with one error
+# each and at most `brief_limit` of them; in long every one with every error.
+sweep_call() {
+  local call=$1 stride limit nth error errors fired=0
+  stride=$(turns "$brief_stride" 1)
+  limit=$(turns "$brief_limit" 1000)
+  for ((nth = $(calls_of_the_loader "$call") + 1; ; nth += stride)); do
+    errors=("${all_errors[@]}")
+    [ "$(turns one "$full_errors")" = all ] || errors=("${all_errors[tried % 5]}")
+    for error in "${errors[@]}"; do
+      once "$call:error=$error:when=$nth"
+      was_injected || break 2
+      tried=$((tried + 1))
+      fired=$((fired + 1))
+      check_injected "$call:error=$error:when=$nth"
+    done
+    [ "$fired" -lt "$limit" ] || break
+  done
+  echo "$call: $fired failures"
+  [ "$fired" -gt 0 ] || fail "no $call of fsys $what ever failed"
+}
+
+# The calls that are always made, and those of a ring or of threads.
+sweep() {
+  local call transfers=$1 always=$2
+  brief_stride=${brief_stride:-5}
+  brief_limit=${brief_limit:-2}
+  full_errors=${full_errors:-all}
+  expect 0 doctor --json
+  if [ "$(json transfers.by)" = ring ]; then transfers="io_uring_enter io_uring_setup eventfd2"; fi
+  for call in $transfers $always; do
+    sweep_call "$call"
+  done
+  echo "fsys $what: $tried failures in all"
+}
+
+case_copy_is_truthful_whatever_call_fails() {
+  may_trace
+  random_file source 300001
+  what=copy
+  once() { rm -f target; inject "$1" copy source target --block 64K; }
+  sound() {
+    [ "$code" = 0 ] && { cmp source target; return; }
+    [ ! -e target ] && return
+    # Only the name's safety is then in doubt, and that is said.
+    grep -q "it is whole and has its name" err || { echo "a copy is there"; return 1; }
+    cmp source target
+  }
+  sweep "pread64 pwrite64" "openat newfstatat statx fsync renameat2 mmap clone3 pipe2"
+}
+
+case_copy_with_force_keeps_the_old_file_whatever_call_fails() {
+  may_trace
+  random_file source 300001
+  what=copy
+  once() { echo precious >target; inject "$1" copy source target --force --block 64K; }
+  sound() {
+    [ "$code" = 0 ] && { cmp source target; return; }
+    [ "$(head -c 20 target)" = precious ] && return
+    grep -q "it is whole and has its name" err || { echo "the old file is gone"; return 1; }
+    cmp source target
+  }
+  sweep "pread64 pwrite64" "openat fsync rename"
+}
+
+case_read_is_truthful_whatever_call_fails() {
+  may_trace
+  random_file source 300001
+  what="read"
+  once() { rm -f target; inject "$1" read source --to target --block 64K; }
+  sound() {
+    [ "$code" = 0 ] && { cmp source target; return; }
+    [ ! -e target ] && return
+    grep -q "it is whole and has its name" err || { echo "a half file is there"; return 1; }
+    cmp source target
+  }
+  sweep "pread64" "openat newfstatat mmap clone3 fsync renameat2"
+}
+
+# Of a write that failed: what it says is left is what is left, and it is right.
+left_is_right() {
+  local size
+  size=$(stat -c %s target)
+  cmp -n "$size" whole target || return 1
+  # A failure before anything was opened says no size; the file is then as it was.
+  if grep -q '"size"' out; then is size "$size"; else cmp -n "$size" start target; fi
+}
+json_says_why() {
+  is error.exit_code "$code"
+  echo "fsys write: $(json error.why)" >>err
+}
+
+case_write_is_truthful_whatever_call_fails() {
+  may_trace
+  random_file whole 300001
+  what="write"
+  once() {
+    rm -f target
+    inject "$1" write target --block 64K --flush-every 100K --json <whole
+    [ "$code" = 0 ] || json_says_why
+  }
+  sound() {
+    [ "$code" = 0 ] && { cmp whole target; return; }
+    # Nothing of it is written: there is no file.
+    [ ! -e target ] || { [ -s target ] && left_is_right; }
+  }
+  sweep "pwrite64" "openat newfstatat statx mmap clone3 ppoll fsync"
+}
+
+case_writing_on_is_truthful_whatever_call_fails() {
+  may_trace
+  random_file whole 300001
+  head -c 5000 whole >start
+  tail -c +5001 whole >source
+  what="write"
+  # Neither the end where it goes on nor its blocks are sectors: they are gathered.
+  once() {
+    cp start target
+    inject "$1" write target --block 40000 --json <source
+    [ "$code" = 0 ] || json_says_why
+  }
+  sound() {
+    [ "$code" = 0 ] && { cmp whole target; return; }
+    [ "$(stat -c %s target)" -ge 5000 ] || { echo "the file was cut"; return 1; }
+    left_is_right
+  }
+  sweep "" "pwrite64 openat newfstatat mmap clone3 ppoll sync_file_range"
+}
 
 case_a_gathered_block_is_not_counted_when_the_write_that_sends_it_fails() {
   may_trace
@@ -12,4 +173,67 @@ case_a_gathered_block_is_not_counted_when_the_write_that_sends_it_fails() {
   is bytes 0
   is size 5000
   cmp -n 5000 whole target && [ "$(stat -c %s target)" = 5000 ] || fail "more is left, or less"
+}
+
+case_verify_is_truthful_whatever_call_fails() {
+  may_trace
+  what=verify
+  once() { rm -f target; inject "$1" verify target --size 300001 --seed 4 --block 64K; }
+  sound() {
+    [ "$code" = 0 ] || [ -e target ] || return 0
+    "$fsys" verify target --check-only --size 300001 --seed 4 --quiet
+  }
+  sweep "pread64 pwrite64" "openat newfstatat mmap clone3"
+}
+
+case_doctor_is_truthful_whatever_call_fails() {
+  may_trace
+  what=doctor
+  once() { inject "$1" doctor .; }
+  sound() { [ "$code" != 0 ] || grep -q '^transfers  *\(a ring\|threads\)' out; }
+  sweep "" "openat newfstatat mmap pwrite64 clone3"
+}
+
+case_the_demo_is_truthful_whatever_call_fails() {
+  may_trace
+  make_media
+  what=demo
+  once() { inject "$1" demo --work work --seconds 0.2 media/1 media/2 media/3 media/4 media/5; }
+  sound() {
+    [ -z "$(ls -A work)" ] || { echo "left behind: $(ls -A work)"; return 1; }
+    [ "$code" != 0 ] || grep -q "every one is right" out
+  }
+  # It makes very many calls, and each run takes its time.
+  brief_stride=40 brief_limit=1 full_errors=one
+  sweep "pread64 pwrite64" "openat newfstatat fsync renameat2 mmap clone3"
+}
+
+case_a_refused_ring_is_told_and_threads_take_its_place() {
+  may_trace
+  random_file source 3000001
+  local refusal why
+  unset FSYS_IO
+  for refusal in "EPERM rings are not permitted here" "ENOMEM there is no memory for a ring" \
+    "ENOSYS the kernel has no ring that can be used"; do
+    inject "io_uring_setup:error=${refusal%% *}" doctor --json
+    was_injected || fail "$refusal: no ring was refused"
+    [ "$code" = 0 ] || { cat err; fail "doctor has exit code $code"; }
+    why=${refusal#* }
+    is transfers.by threads
+    is transfers.why "$why"
+    inject "io_uring_setup:error=${refusal%% *}" copy source target --force --json
+    was_injected || fail "$refusal: no ring was refused"
+    [ "$code" = 0 ] || { cat out; fail "copy has exit code $code"; }
+    is transport "threads ($why)"
+    same source target
+    strace -f -qq -o trace -e trace=pread64,io_uring_setup \
+      -e "inject=io_uring_setup:error=${refusal%% *}" "$fsys" read source >out 2>err ||
+      fail "$refusal: reading failed"
+    grep -q 'pread64.* = 1048576$' trace || fail "$refusal: nothing was read by threads"
+  done
+  # One ring of the two.
+  inject "io_uring_setup:error=EPERM:when=2" copy source target --force
+  was_injected || fail "the second ring was not refused"
+  [ "$code" = 0 ] || { cat err; fail "with one ring: exit code $code"; }
+  same source target
 }
