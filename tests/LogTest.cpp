@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "tests/support/CapturedDiagnostics.h"
+#include "tests/support/FailingHeap.h"
 
 TEST(LogTest, EachKindOfTextGoesToItsOwnSink) {
   CapturedDiagnostics captured;
@@ -91,4 +92,14 @@ TEST(LogTest, ASinkMayLogItself) {
   qa_splat(1, "loud");
   setDiagnosticSinks(before);
   EXPECT_EQ(seen, "again loud");
+}
+
+TEST(LogTest, ATextForWhichThereIsNoMemoryIsTheFormatAsItStands) {
+  FailingHeap heap;
+  if (!heap.isAsked()) GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+  testing::internal::CaptureStderr();
+  heap.refuse(0, false);
+  Log("the last %u bytes of a rather long name %s\n", 7u, "a");
+  EXPECT_TRUE(heap.letBe());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "the last %u bytes of a rather long name %s\n");
 }

@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
+#include <new>
+#include <optional>
 #include <utility>
 
 #include "platform/LightweightString.h"
@@ -42,13 +44,24 @@ void write(std::FILE* stream, const std::string& text) {
   std::fflush(stream);
 }
 
+// None without memory. Who has something to say is often at the end of something and must not fail
+// there: then the format itself is written, as it stands.
+std::optional<std::string> formatted(const char* format, va_list arguments) try {
+  return formatText(format, arguments);
+} catch (const std::bad_alloc&) {
+  std::fputs(format, stderr);
+  return std::nullopt;
+}
+
 }  // namespace
 
-#define FORMAT_INTO(text, format)                   \
-  va_list arguments;                                \
-  va_start(arguments, format);                      \
-  std::string text = formatText(format, arguments); \
-  va_end(arguments)
+#define FORMAT_INTO(text, format)                                          \
+  va_list arguments;                                                       \
+  va_start(arguments, format);                                             \
+  std::optional<std::string> formattedText = formatted(format, arguments); \
+  va_end(arguments);                                                       \
+  if (!formattedText) return;                                              \
+  const std::string& text = *formattedText
 
 void Log(const char* format, ...) {
   FORMAT_INTO(text, format);
