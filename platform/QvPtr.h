@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <utility>
 
 #include "platform/PlatformExport.h"
@@ -96,7 +97,8 @@ template <typename T>
 class Ptr<T, ExternalCounting> {
 public:
   Ptr() = default;
-  explicit Ptr(T* object) : shared_(object ? new Shared{object, {1}} : nullptr) {}
+  // Owns the object from here on, also when there is no memory to count it: then it is deleted.
+  explicit Ptr(T* object) : shared_(share(object)) {}
   Ptr(const Ptr& other) : shared_(other.shared_) {
     if (shared_) shared_->count.fetch_add(1, std::memory_order_relaxed);
   }
@@ -123,6 +125,13 @@ private:
     T* object;
     std::atomic<int32_t> count;
   };
+  static Shared* share(T* object) {
+    std::unique_ptr<T> owned(object);
+    Shared* shared = object ? new Shared{object, {1}} : nullptr;
+    owned.release();
+    return shared;
+  }
+
   Shared* shared_ = nullptr;
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/iObject.h"
+#include "tests/support/FailingHeap.h"
 
 namespace {
 
@@ -103,6 +104,22 @@ TEST_F(QvPtrTest, AnExternallyCountedObjectGoesWithItsLastReference) {
     EXPECT_FALSE(first);
   }
   EXPECT_EQ(alive, 0);
+}
+
+TEST_F(QvPtrTest, AnExternallyCountedObjectThatCannotBeCountedIsDeleted) {
+  FailingHeap heap;
+  if (!heap.isAsked()) GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+  bool threw = false;
+  heap.refuse(1, true);
+  try {
+    Qv::Ptr<Outside> counted(new Outside);
+  } catch (const std::bad_alloc&) {
+    threw = true;
+  }
+  EXPECT_TRUE(heap.letBe());
+  EXPECT_TRUE(threw);
+  EXPECT_EQ(alive, 0);
+  EXPECT_EQ(heap.live(), 0);
 }
 
 }  // namespace
