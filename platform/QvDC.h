@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <utility>
 
 #include "platform/QvLockFree.h"
@@ -62,11 +63,18 @@ public:
       : receiver_(receiver), context_(context) {}
 
   unsigned executeWith(const Context& context) const override {
-    Qv::Ptr<SimpleCommandRep> filled(new SimpleCommandRep(receiver_, context));
-    return filled->execute();
+    if (Qv::Ptr<SimpleCommandRep> filled = fill(context)) return filled->execute();
+    // What has happened must be told, also while there is no memory.
+    return SimpleCommandRep(receiver_, context).execute();
   }
 
 private:
+  // Null when the pool cannot grow.
+  Qv::Ptr<SimpleCommandRep> fill(const Context& context) const try {
+    return Qv::Ptr<SimpleCommandRep>(new SimpleCommandRep(receiver_, context));
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
   unsigned execute() {
     Command command(receiver_);
     return receiver_->executeCommand(command, context_);

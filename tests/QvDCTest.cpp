@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "tests/support/FailingHeap.h"
+
 namespace {
 
 struct Event {
@@ -69,4 +71,25 @@ TEST(QvDCTest, AHundredThousandExecutionsDoNotGrowThePool) {
   for (int i = 0; i < 100000; ++i) command.execute({0});
   EXPECT_EQ(poolCapacity(), before);
   EXPECT_EQ(listener.seen.size(), 100001u);
+}
+
+TEST(QvDCTest, ACommandIsExecutedAlsoWhenThePoolCannotGrow) {
+  FailingHeap heap;
+  if (!heap.isAsked()) GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+  Listener listener;
+  listener.seen.reserve(1);
+  AnyCommand command = Command(&listener).bind();
+  std::vector<Qv::Ptr<QvDC::SimpleCommandRep<Command>>> taken(poolCapacity());
+  heap.refuse(0, false);
+  for (auto& slot : taken) {
+    try {
+      slot = Qv::Ptr<QvDC::SimpleCommandRep<Command>>(new QvDC::SimpleCommandRep<Command>(nullptr));
+    } catch (const std::bad_alloc&) {
+      break;  // every slot of the pool is taken
+    }
+  }
+  unsigned answer = command.execute({2});
+  EXPECT_TRUE(heap.letBe());
+  EXPECT_EQ(answer, 42u);
+  EXPECT_EQ(listener.seen, std::vector<int>{2});
 }
