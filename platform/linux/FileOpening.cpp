@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 
 #include "platform/linux/LinuxFailure.h"
 
@@ -83,7 +84,13 @@ Qv::Ptr<OpenDescriptors> openRegularFile(const std::string& path, const FileOpen
     failOpening(errno);
     return nullptr;
   }
-  Qv::Ptr<OpenDescriptors> opened(new OpenDescriptors(descriptor, how.read, how.write));
+  Qv::Ptr<OpenDescriptors> opened(new (std::nothrow)
+                                      OpenDescriptors(descriptor, how.read, how.write));
+  if (!opened) {
+    close(descriptor);
+    failWith(eOsNoMemory);
+    return nullptr;
+  }
   if (uint32_t error = prepare(descriptor, path, how)) {
     failWith(error);
     return nullptr;
