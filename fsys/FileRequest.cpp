@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -25,6 +26,9 @@ namespace {
 // The longest transfer for which a block can be asked: a block holds a little more.
 constexpr uint64_t kLongestRead_bytes =
     std::numeric_limits<uint32_t>::max() - uint64_t{MemBlock::kExtraBytes};
+
+// The caller's, and that of a synchronous request itself.
+constexpr size_t kEntriesOfOne = 2;
 
 OsCounter<uint64_t> readCount;
 OsCounter<double> readBytes;
@@ -73,13 +77,19 @@ FileRequest::FileRequest(bool is_read, uint32_t byteCount, uint64_t offset, bool
       buffer_(std::move(buffer)),
       file_(file),
       waiter_(synchronous ? makeWaiter() : nullptr) {
-  completions_ = new Entries;
+  // A constructor that throws runs no destructor: nothing is kept before all of it is there.
+  auto entries = std::make_unique<Entries>(kEntriesOfOne);
   (void)FSYS_CHECK(ByteCount_ != 0, "fsys/FileRequest line 59");
-  if (callback) completions_->add(new CompletionInfo(callback, context, offset, byteCount));
-  if (!synchronous_) return;
-  syncContext_ = Qv::Ptr<SyncFileRequest>(new SyncFileRequest(this, waiter_));
-  completions_->add(
-      new CompletionInfo(&SyncFileRequest::SynchWaiter, syncContext_, offset, byteCount));
+  std::unique_ptr<CompletionInfo> caller, waiting;
+  if (callback) caller = std::make_unique<CompletionInfo>(callback, context, offset, byteCount);
+  if (synchronous_) {
+    syncContext_ = Qv::Ptr<SyncFileRequest>(new SyncFileRequest(this, waiter_));
+    waiting = std::make_unique<CompletionInfo>(&SyncFileRequest::SynchWaiter, syncContext_, offset,
+                                               byteCount);
+  }
+  if (caller) entries->add(caller.release());
+  if (waiting) entries->add(waiting.release());
+  completions_ = entries.release();
 }
 
 FileRequest::~FileRequest() {
@@ -220,32 +230,52 @@ bool FileRequest::Coalesce(FileRequest* other) {
   if (!mayTake(other) || !mergedRange(other, merged)) return false;
   if (!is_read_ && !(holderSuffices() && other->holderSuffices())) return false;
   uint32_t growth = static_cast<uint32_t>(merged.length) - ByteCount_;
-  adopt(other, merged);
+  if (!adopt(other, merged)) return false;
   if (Fsys::BufferSpace_) Fsys::BufferSpace_->AddPendingBytes(static_cast<int>(growth));
   file_->countOutstanding(is_read_, growth);
   mergeCount.add(1);
   return true;
 }
 
-void FileRequest::adopt(FileRequest* other, const Merged& merged) {
+// False, and nothing has changed, when there is no memory for it.
+bool FileRequest::adopt(const FileRequest* other, const Merged& merged) {
+  const size_t entries = completions_->size();
+  const size_t holders = mergedHolders_.size();
+  try {
+    copyEntries(*other->completions_, merged.otherShift);
+    if (!is_read_) keepHolders(other);
+  } catch (const std::bad_alloc&) {
+    for (size_t last = completions_->size(); last-- > entries;) {
+      delete (*completions_)[last];
+      completions_->removeIdx(last);
+    }
+    for (size_t last = mergedHolders_.size(); last-- > holders;) mergedHolders_.removeIdx(last);
+    return false;
+  }
+  for (size_t i = 0; i < entries; ++i) (*completions_)[i]->bufferPosition_ += merged.ownShift;
+  if (!is_read_ && merged.ownShift > 0) buffer_ = other->buffer_;
   // A started request keeps its range, which its completion reads without the lock.
   if (Status_ == QUEUED) {
     offset_ = merged.offset;
     ByteCount_ = static_cast<uint32_t>(merged.length);
   }
-  if (!is_read_) {
-    // The merged bytes lie in both holders: both stay until the transfer is over.
-    mergedHolders_.add(buffer_);
-    mergedHolders_.add(other->buffer_);
-    for (const Qv::Ptr<iMemHolder>& holder : other->mergedHolders_) mergedHolders_.add(holder);
-    if (merged.ownShift > 0) buffer_ = other->buffer_;
+  return true;
+}
+
+void FileRequest::copyEntries(const Entries& entries, uint32_t shift) {
+  for (const CompletionInfo* entry : entries) {
+    auto copy = std::make_unique<CompletionInfo>(*entry);
+    copy->bufferPosition_ += shift;
+    completions_->add(copy.get());
+    static_cast<void>(copy.release());
   }
-  for (CompletionInfo* entry : *completions_) entry->bufferPosition_ += merged.ownShift;
-  for (const CompletionInfo* entry : *other->completions_) {
-    auto* copy = new CompletionInfo(*entry);
-    copy->bufferPosition_ += merged.otherShift;
-    completions_->add(copy);
-  }
+}
+
+// The merged bytes lie in both holders: both stay until the transfer is over.
+void FileRequest::keepHolders(const FileRequest* other) {
+  mergedHolders_.add(buffer_);
+  mergedHolders_.add(other->buffer_);
+  for (const Qv::Ptr<iMemHolder>& holder : other->mergedHolders_) mergedHolders_.add(holder);
 }
 
 // Whether the bytes to be written lie within their holder. Merged bytes were looked at one by one.
@@ -397,13 +427,24 @@ uint32_t FileRequest::doCallbacks() {
   return 1;
 }
 
+// A caller's own bytes of a read. Null when there is no memory.
+Qv::Ptr<iMemHolder> FileRequest::sliceFor(const CompletionInfo& entry) const try {
+  uint32_t start = entry.bufferPosition_ - static_cast<uint32_t>(startAdjust_);
+  return Qv::Ptr<iMemHolder>(new MemRef(buffer_, start, entry.length_));
+} catch (const std::bad_alloc&) {
+  return nullptr;
+}
+
 void FileRequest::deliver(CompletionInfo* entry, uint32_t status) {
   Qv::Ptr<iMemHolder> data;
   if (status == TOO_SLOW) {
     (void)FSYS_CHECK(false, "fsys/FileRequest line 537");
   } else if (is_read_) {
-    uint32_t start = entry->bufferPosition_ - static_cast<uint32_t>(startAdjust_);
-    data = Qv::Ptr<iMemHolder>(new MemRef(buffer_, start, entry->length_));
+    data = sliceFor(*entry);
+    if (!data) {
+      OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
+      return entry->callback_(entry->context_, data, eRequestFailed);
+    }
   } else {
     data = buffer_;
   }

@@ -39,6 +39,24 @@ Vector<FsysFile*>& inertFiles() {
   return files;
 }
 
+// Without memory for the list it is just never deleted.
+void keepInert(FsysFile* file) {
+  try {
+    inertFiles().add(file);
+  } catch (const std::bad_alloc&) {
+    Log("A file was left open\n");
+  }
+}
+
+// A close goes through also without memory for the name.
+void reportLost(uint32_t bytes, const LightweightString<wchar_t>& name) {
+  try {
+    Log("The last %u bytes of %s could not be written\n", bytes, toUTF8(name).c_str());
+  } catch (const std::bad_alloc&) {
+    Log("The last %u bytes of a file could not be written\n", bytes);
+  }
+}
+
 }  // namespace
 
 FsysBuf* Fsys::BufferSpace_ = nullptr;
@@ -63,7 +81,7 @@ Fsys::Fsys() {
 Fsys::~Fsys() {
   beginEnd();
   endQueue(closes_);
-  drainAll(pinAllClosing(readFiles_, readFilesLock_), pinAllClosing(writeFiles_, writeFilesLock_));
+  drainAll();
   closeEveryOther(readFiles_, readFilesLock_);
   closeEveryOther(writeFiles_, writeFilesLock_);
   readPoll_->Stop();
@@ -74,7 +92,7 @@ Fsys::~Fsys() {
   for (FsysFile* file : left) {
     file->takeOffWhatIsLeft();
     file->makeInert();
-    inertFiles().add(file);
+    keepInert(file);
   }
   delete readPoll_;
   delete writePoll_;
@@ -285,8 +303,7 @@ uint32_t Fsys::closeClaimed(FsysFile* file) {
   delist(file);
   file->failUnfinished(file->writeRequests_);
   file->failUnfinished(file->readRequests_);
-  if (uint32_t lost = file->cachedBytes())
-    Log("The last %u bytes of %s could not be written\n", lost, toUTF8(file->name_).c_str());
+  if (uint32_t lost = file->cachedBytes()) reportLost(lost, file->name_);
   file->FreeWriteCache();
   file->ClearMemoryRefs();
   file->settleWrites();
@@ -337,28 +354,30 @@ void Fsys::reportOutstandingWrites(FsysFile* file) {
 // ----------------------------------------------------------------------------
 
 // Before the lists are held: the pollers cannot pass then, and what is queued must still be
-// started. Nothing new is taken meanwhile, so that it ends.
-void Fsys::drainAll(const Vector<FsysFile*>& reading, const Vector<FsysFile*>& writing) {
-  for (FsysFile* file : reading) {
+// started. Nothing new is taken meanwhile, so that it ends. Nor is anything asked of the heap: the
+// lists are walked as they are, since nobody opens or closes any more.
+void Fsys::drainAll() {
+  markAllClosing(readFiles_, readFilesLock_);
+  markAllClosing(writeFiles_, writeFilesLock_);
+  for (size_t i = 0; FsysFile* file = fileAt(readFiles_, readFilesLock_, i); ++i)
     file->StartRequests(file->readRequests_);
-    file->unpin();
-  }
   writePoll_->Kick();
-  for (FsysFile* file : writing) {
+  for (size_t i = 0; FsysFile* file = fileAt(writeFiles_, writeFilesLock_, i); ++i) {
     file->waitForWriters();
     file->WaitForDrain();
     if (file->hasPendingSegment() && file->SendWriteSegBuffer() == eResultOk) file->WaitForDrain();
-    file->unpin();
   }
 }
 
-Vector<FsysFile*> Fsys::pinAllClosing(Vector<FsysFile*>& files, CriticalSection& lock) {
+void Fsys::markAllClosing(Vector<FsysFile*>& files, CriticalSection& lock) {
   CriticalSectionLock held(lock);
-  for (FsysFile* file : files) {
-    file->closing_.set(true);
-    file->pin();
-  }
-  return files;
+  for (FsysFile* file : files) file->closing_.set(true);
+}
+
+// Null behind the last.
+FsysFile* Fsys::fileAt(Vector<FsysFile*>& files, CriticalSection& lock, size_t index) {
+  CriticalSectionLock held(lock);
+  return index < files.size() ? files[index] : nullptr;
 }
 
 // Each close takes its file off the list, so the next index skips one: every other file is closed.

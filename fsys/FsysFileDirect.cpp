@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "fsys/DeliveryScope.h"
@@ -337,8 +338,14 @@ uint32_t FsysFile::SendWriteSegBuffer() {
   unsigned char* sector = writeSegment_ ? writeSegment_->getBuffer() : nullptr;
   if (!sector || pendingSegmentBytes_ > sectorSize_) return eResultFailed;
   std::memset(sector + pendingSegmentBytes_, 0, sectorSize_ - pendingSegmentBytes_);
-  auto* request = new FileRequest(false, sectorSize_, position_.get() - pendingSegmentBytes_, true,
-                                  false, writeSegment_, this, nullptr, nullptr);
+  FileRequest* request = nullptr;
+  try {
+    request = new FileRequest(false, sectorSize_, position_.get() - pendingSegmentBytes_, true,
+                              false, writeSegment_, this, nullptr, nullptr);
+  } catch (const std::bad_alloc&) {
+    OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
+    return eOsNoMemory;
+  }
   uint32_t result = LowLevelAsyncWrite(request);
   request->release();
   if (result == eResultOk) pendingSegmentBytes_ = 0;

@@ -145,7 +145,9 @@ uint32_t FsysFile::serveTransfer(FileRequest* request, const AsyncTransfer& tran
   iTaskQueue* queue = theFsys ? theFsys->servedTransfers() : nullptr;
   if (!queue) return eOsNotSupported;
   auto way = write ? ServedTransfer::eWrite : ServedTransfer::eRead;
-  Qv::Ptr<ServedTransfer> task(new ServedTransfer(file_, request->asyncContext_, transfer, way));
+  Qv::Ptr<ServedTransfer> task(new (std::nothrow)
+                                   ServedTransfer(file_, request->asyncContext_, transfer, way));
+  if (!task) return eOsNoMemory;
   if (queue->post(task)) return eResultOk;
   // Not taken: the request ends here, not in the task.
   request->asyncContext_->takeLink();

@@ -223,6 +223,13 @@ void FsysFile::sweepFailedLocked(RequestList* list) {
   if (swept) CheckOutstandingWrites();
 }
 
+// Whoever makes the pass has nobody to throw to: what finds no memory fails like another start.
+uint32_t FsysFile::startOne(FileRequest* request) try {
+  return request->StartRequest(this);
+} catch (const std::bad_alloc&) {
+  return eOsNoMemory;
+}
+
 // By index, since a callback may change the list under the walk. False when a start failed.
 bool FsysFile::startQueuedLocked(RequestList* list) {
   // What callbacks add behind the end waits for the next pass.
@@ -231,7 +238,7 @@ bool FsysFile::startQueuedLocked(RequestList* list) {
     FileRequest* request = (*list)[i];
     if (request->status() != FileRequest::QUEUED) continue;
     request->setStatus(FileRequest::STARTED);
-    uint32_t result = request->StartRequest(this);
+    uint32_t result = startOne(request);
     if (result == eResultOk) {
       foundWork_.set(true);
       if (request->startedWithoutTransfer_) finishWithoutTransfer(request);
@@ -271,33 +278,41 @@ void FsysFile::failStartLocked(RequestList* list, FileRequest* request, uint32_t
 
 // Giving up --------------------------------------------------------------------------------------
 
-// Tells the callers of what will not be transferred any more. What is given up leaves the list at
-// once: a pass on a completion thread may still come.
+// Tells the callers of what will not be transferred any more. What is given up leaves the list
+// first, all at once: a pass on a completion thread may still come.
 void FsysFile::failUnfinished(RequestList* list) {
-  RequestList given;
-  {
-    CriticalSectionLock lock(*lock_);
-    for (size_t i = 0; i < list->size();) {
-      FileRequest* request = (*list)[i];
-      uint32_t status = request->status();
-      bool cut = status == FileRequest::STARTED && request->cutOff();
-      if (status != FileRequest::QUEUED && !cut) {
-        ++i;
-        continue;
-      }
-      given.add(request);
-      list->removeIdx(i);
-      countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
-    }
-  }
-  for (FileRequest* request : given) {
+  for (FileRequest* request = takeUnfinished(list); request;) {
+    FileRequest* next = request->nextGivenUp_;
     {
       DeliveryScope scope(request);
       request->NotifyError(eOsCancelled, 0);
     }
     request->setStatus(FileRequest::FAILED);
     request->release();
+    request = next;
   }
+}
+
+// The first of a chain in the list's order; null when there is none. Nothing is asked of the heap:
+// a close goes through.
+FileRequest* FsysFile::takeUnfinished(RequestList* list) {
+  FileRequest* first = nullptr;
+  FileRequest** end = &first;
+  CriticalSectionLock lock(*lock_);
+  for (size_t i = 0; i < list->size();) {
+    FileRequest* request = (*list)[i];
+    uint32_t status = request->status();
+    bool cut = status == FileRequest::STARTED && request->cutOff();
+    if (status != FileRequest::QUEUED && !cut) {
+      ++i;
+      continue;
+    }
+    list->removeIdx(i);
+    *end = request;
+    end = &request->nextGivenUp_;
+    countOutstanding(request->is_read_, -int64_t{request->ByteCount_});
+  }
+  return first;
 }
 
 // A request that leaves its list untold: whoever waits for it goes on, and what is still counted

@@ -23,11 +23,12 @@ uint32_t FsysInitialize() {
   if (theFsys) return eResultOk;
   try {
     theFsys = new Fsys;
+    Shutdown::addCallback(&FsysUninitialize, kShutdownPriority);
   } catch (const std::exception& failure) {
     Log("The engine cannot be started: %s\n", failure.what());
+    FsysUninitialize(Shutdown::eNormal);
     return eResultFailed;
   }
-  Shutdown::addCallback(&FsysUninitialize, kShutdownPriority);
   return eResultOk;
 }
 

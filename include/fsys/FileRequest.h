@@ -131,12 +131,15 @@ private:
   CriticalSection* fileLock() const;
   Entries takeEntries(uint32_t first);
   static int lastBefore(const Entries& entries, uint64_t position);
+  Qv::Ptr<iMemHolder> sliceFor(const CompletionInfo& entry) const;
   void deliver(CompletionInfo* entry, uint32_t status);
   static void fail(Entries& entries, uint32_t first, uint32_t code);
   static void destroyEntries(Entries& entries) noexcept;
   bool mayTake(const FileRequest* other) const;
   bool mergedRange(const FileRequest* other, Merged& merged) const;
-  void adopt(FileRequest* other, const Merged& merged);
+  bool adopt(const FileRequest* other, const Merged& merged);
+  void copyEntries(const Entries& entries, uint32_t shift);
+  void keepHolders(const FileRequest* other);
   uint32_t startRead(FsysFile* file);
   uint32_t startWrite(FsysFile* file);
   uint32_t splitOffSector(uint32_t sectorSize, uint64_t offset, const Qv::Ptr<iMemHolder>& segment);
@@ -179,5 +182,6 @@ private:
   Qv::Ptr<iTask> ownTransfer_;    // started, for the caller to make; guarded by the file's lock
   bool unlisted_ = false;         // went straight to the platform: no list sweeps it
   uint32_t sectorResult_ = 1;     // of the sector that was split off
+  FileRequest* nextGivenUp_ = nullptr;  // while its closer tells those that it gives up
   OsShares shares_{1};
 };

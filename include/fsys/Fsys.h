@@ -83,8 +83,9 @@ private:
   uint32_t closeLater(FsysFile* file);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
-  void drainAll(const Vector<FsysFile*>& reading, const Vector<FsysFile*>& writing);
-  static Vector<FsysFile*> pinAllClosing(Vector<FsysFile*>& files, CriticalSection& lock);
+  void drainAll();
+  static void markAllClosing(Vector<FsysFile*>& files, CriticalSection& lock);
+  static FsysFile* fileAt(Vector<FsysFile*>& files, CriticalSection& lock, size_t index);
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
   Vector<FsysFile*> takeLeftOpen();
   void beginEnd();

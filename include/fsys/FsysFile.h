@@ -165,10 +165,12 @@ private:
   void kickPoll();
   void countOutstanding(bool read, int64_t delta);
   void sweepFailedLocked(RequestList* list);
+  uint32_t startOne(FileRequest* request);
   bool startQueuedLocked(RequestList* list);
   void finishWithoutTransfer(FileRequest* request);
   void failStartLocked(RequestList* list, FileRequest* request, uint32_t code);
   void failUnfinished(RequestList* list);
+  FileRequest* takeUnfinished(RequestList* list);
   void dropLocked(FileRequest* request);
   void abandonAll(RequestList* list);
 

@@ -1,0 +1,99 @@
+// Requests that find no memory: none is half made, half merged or left untold.
+
+#include "tests/FileRequestFixture.h"
+#include "tests/support/FailingHeap.h"
+
+namespace {
+
+using Peer = FileRequestPeer;
+constexpr int kMost = 50;  // allocations
+
+class FileRequestMemoryTest : public FileRequestTest {
+protected:
+  void SetUp() override {
+    if (!heap_.isAsked())
+      GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+    FileRequestTest::SetUp();
+  }
+  void TearDown() override {
+    if (heap_.isAsked()) FileRequestTest::TearDown();
+  }
+  RequestHandle queued(RequestHandle request) {
+    return inStatus(std::move(request), FileRequest::QUEUED);
+  }
+  // A started read of 512 bytes whose block is filled.
+  RequestHandle finishedRead() {
+    RequestHandle request = makeRead(0, 512, 1);
+    Peer::setBuffer(*request, TestHolder::ofPattern(1024));
+    Peer::setBytesDone(*request, 512);
+    return inStatus(std::move(request), FileRequest::SUCCEEDED);
+  }
+
+  FailingHeap heap_;
+};
+
+TEST_F(FileRequestMemoryTest, ARequestThatCannotBeMadeLeavesNothingBehind) {
+  Qv::Ptr<iObject> context = recorder_->context();
+  bool refused = true;
+  int tried = 0;
+  for (; refused && tried < kMost; ++tried) {
+    heap_.refuse(tried, true);
+    try {
+      FileRequest request(true, 100, 0, false, true, nullptr, &file_, &Recorder::told, context);
+    } catch (const std::bad_alloc&) {
+    }
+    refused = heap_.letBe();
+    EXPECT_EQ(heap_.live(), 0) << "allocation " << tried;
+  }
+  EXPECT_FALSE(refused);
+  EXPECT_GT(tried, 4);
+}
+
+TEST_F(FileRequestMemoryTest, ARequestThatCannotBeMergedInStaysByItselfAndNothingHasChanged) {
+  Qv::Ptr<iMemHolder> whole = TestHolder::ofPattern(300);
+  bool refused = true;
+  int tried = 0;
+  for (; refused && tried < kMost; ++tried) {
+    RequestHandle first =
+        queued(makeWrite(100, 100, Qv::Ptr<iMemHolder>(new MemRef(whole, 100, 100)), 1));
+    RequestHandle before = makeWrite(0, 100, Qv::Ptr<iMemHolder>(new MemRef(whole, 0, 100)), 2);
+    heap_.refuse(tried, true);
+    bool merged = first->Coalesce(before.get());
+    refused = heap_.letBe();
+    EXPECT_EQ(merged, !refused) << "allocation " << tried;
+    EXPECT_EQ(Peer::offset(*first), merged ? 0u : 100u);
+    EXPECT_EQ(Peer::byteCount(*first), merged ? 200u : 100u);
+    ASSERT_EQ(Peer::entries(*first).size(), merged ? 2u : 1u);
+    EXPECT_EQ(Peer::entries(*first)[0]->bufferPosition_, merged ? 100u : 0u);
+  }
+  EXPECT_FALSE(refused);
+  EXPECT_GT(tried, 2);
+}
+
+TEST_F(FileRequestMemoryTest, AReadWhoseBytesCannotBeHandedOutIsToldAsAFailure) {
+  RequestHandle request = finishedRead();
+  Qv::Ptr<iMemHolder> none;
+  std::vector<Qv::Ptr<iMemHolder>> taken;
+  taken.reserve(1 << 16);
+  RequestStatus status = eRequestSucceeded;
+  static RequestStatus* told = nullptr;
+  told = &status;
+  Peer::entries(*request)[0]->callback_ = [](Qv::Ptr<iObject>&, Qv::Ptr<iMemHolder>& data,
+                                             RequestStatus how) {
+    EXPECT_FALSE(data);
+    *told = how;
+  };
+  heap_.refuse(0, false);
+  try {
+    while (taken.size() < taken.capacity())
+      taken.push_back(Qv::Ptr<iMemHolder>(new MemRef(none, 0, 0)));
+  } catch (const std::bad_alloc&) {
+    // Every slice that there is is taken.
+  }
+  request->doCallbacks();
+  EXPECT_TRUE(heap_.letBe());
+  EXPECT_EQ(status, eRequestFailed);
+  EXPECT_EQ(FsysGetLastError(), uint32_t{eOsNoMemory});
+}
+
+}  // namespace
