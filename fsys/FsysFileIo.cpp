@@ -172,5 +172,10 @@ void FsysFile::settleWrites() {
   uint32_t result = file_->settle();
   if (result == eResultOk) return;
   remember(result);
-  Log("Not all of %s reached its disk: error 0x%x\n", toUTF8(name_).c_str(), result);
+  // A close goes through also without memory for the name.
+  try {
+    Log("Not all of %s reached its disk: error 0x%x\n", toUTF8(name_).c_str(), result);
+  } catch (const std::bad_alloc&) {
+    Log("Not all of a file reached its disk: error 0x%x\n", result);
+  }
 }
