@@ -2,31 +2,24 @@
 
 #include <linux/fuse.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 
-#include "tests/support/HeldFileSystem.h"
 #include "tests/support/Pattern.h"
 
 namespace {
 
-constexpr uint64_t kFileNode = 2;
-constexpr size_t kMessageBytes = 1 << 20;
+using Order = HeldFileSystem::Order;
 
-fuse_attr attributesOf(uint64_t node) {
-  fuse_attr attributes = {};
-  attributes.ino = node;
-  attributes.mode = node == kFileNode ? S_IFREG | 0644 : S_IFDIR | 0755;
-  attributes.size = node == kFileNode ? HeldFileSystem::kFileBytes : 0;
-  attributes.nlink = 1;
-  return attributes;
-}
+constexpr uint64_t kFirstNode = 2;  // of the files
+constexpr size_t kMessageBytes = 1 << 20;
+constexpr uint32_t kLargestWrite = 128 * 1024;
 
 template <typename T>
 T bodyOf(const char* message) {
@@ -35,20 +28,63 @@ T bodyOf(const char* message) {
   return body;
 }
 
+// Where a transfer begins; a flush begins at 0.
+uint64_t beginOf(const char* message, uint32_t opcode) {
+  if (opcode == FUSE_READ) return bodyOf<fuse_read_in>(message).offset;
+  return opcode == FUSE_WRITE ? bodyOf<fuse_write_in>(message).offset : 0;
+}
+
+bool isFor(const Order& order, uint32_t opcode) {
+  if (order.what == HeldFileSystem::eRead) return opcode == FUSE_READ;
+  return opcode == (order.what == HeldFileSystem::eWrite ? FUSE_WRITE : FUSE_FLUSH);
+}
+
 }  // namespace
 
+HeldFileServer::HeldFileServer(int device, int line, HeldFileSystem::eHolds holds)
+    : device_(device),
+      line_(line),
+      holds_(holds),
+      files_{File{"held", patternBytes(HeldFileSystem::kFileBytes)}, File{"empty", {}}} {}
+
+// Null for the folder.
+HeldFileServer::File* HeldFileServer::fileOf(uint64_t node) {
+  bool isFile = node >= kFirstNode && node < kFirstNode + files_.size();
+  return isFile ? &files_[node - kFirstNode] : nullptr;
+}
+
+fuse_attr HeldFileServer::attributesOf(uint64_t node) {
+  const File* file = fileOf(node);
+  fuse_attr attributes = {};
+  attributes.ino = node;
+  attributes.mode = file ? S_IFREG | 0644 : S_IFDIR | 0755;
+  attributes.size = file ? file->content.size() : 0;
+  attributes.nlink = 1;
+  return attributes;
+}
+
+// What the test has said comes before what it has asked the system for since.
 void HeldFileServer::serve() {
   message_.resize(kMessageBytes);
   for (;;) {
     std::array<pollfd, 2> sources = {pollfd{device_, POLLIN, 0}, pollfd{line_, POLLIN, 0}};
     if (poll(sources.data(), sources.size(), -1) < 0) return;
     if (sources[1].revents != 0) {
-      char byte = 0;
-      if (read(line_, &byte, 1) != 1) return;
-      letGo();
+      if (!takeLine()) return;
+      continue;
     }
     if (sources[0].revents != 0 && !takeMessage()) return;
   }
+}
+
+bool HeldFileServer::takeLine() {
+  Message said;
+  if (recv(line_, &said, sizeof(said), MSG_WAITALL) != sizeof(said)) return false;
+  if (said.letsGo)
+    letGo();
+  else
+    orders_.push_back(said.order);
+  return true;
 }
 
 bool HeldFileServer::takeMessage() {
@@ -58,22 +94,47 @@ bool HeldFileServer::takeMessage() {
 }
 
 void HeldFileServer::letGo() {
-  holds_ = false;
+  holds_ = HeldFileSystem::eNothing;
+  orders_.clear();
   for (const std::vector<char>& message : held_) answer(message.data());
   held_.clear();
 }
 
 // Not what mounting takes, nor what nobody waits for.
 bool HeldFileServer::isToBeHeld(uint32_t opcode) const {
-  if (!holds_ || opcode == FUSE_INIT || opcode == FUSE_INTERRUPT) return false;
+  if (opcode == FUSE_INIT || opcode == FUSE_INTERRUPT) return false;
   if (opcode == FUSE_FORGET || opcode == FUSE_BATCH_FORGET) return false;
-  return holdsAll_ || opcode == FUSE_READ;
+  return holds_ == HeldFileSystem::eEverything ||
+         (holds_ == HeldFileSystem::eReads && opcode == FUSE_READ);
+}
+
+Order* HeldFileServer::orderFor(const char* message) {
+  fuse_in_header header;
+  std::memcpy(&header, message, sizeof(header));
+  uint64_t begin = beginOf(message, header.opcode);
+  for (Order& order : orders_) {
+    if (order.times == 0 || !isFor(order, header.opcode)) continue;
+    if (begin >= order.from && begin < order.to) return &order;
+  }
+  return nullptr;
 }
 
 void HeldFileServer::answerOrHold(size_t bytes) {
   fuse_in_header header;
   std::memcpy(&header, message_.data(), sizeof(header));
-  if (!isToBeHeld(header.opcode)) return answer(message_.data());
+  Order* order = orderFor(message_.data());
+  if (order) --order->times;
+  if (order && order->how == HeldFileSystem::eFail)
+    return reply(header.unique, -static_cast<int>(order->value), nullptr, 0);
+  if (order && order->how == HeldFileSystem::eShorten) {
+    // The size stands at one place in both kinds of transfer.
+    static_assert(offsetof(fuse_read_in, size) == offsetof(fuse_write_in, size));
+    char* place = message_.data() + sizeof(header) + offsetof(fuse_read_in, size);
+    uint32_t size = std::min(order->value, bodyOf<fuse_read_in>(message_.data()).size);
+    std::memcpy(place, &size, sizeof(size));
+    return answer(message_.data());
+  }
+  if (!order && !isToBeHeld(header.opcode)) return answer(message_.data());
   held_.emplace_back(message_.begin(), message_.begin() + static_cast<ptrdiff_t>(bytes));
   [[maybe_unused]] ssize_t told = write(line_, "h", 1);
 }
@@ -81,6 +142,7 @@ void HeldFileServer::answerOrHold(size_t bytes) {
 void HeldFileServer::answer(const char* message) {
   fuse_in_header header;
   std::memcpy(&header, message, sizeof(header));
+  File* file = fileOf(header.nodeid);
   switch (header.opcode) {
     case FUSE_INIT:
       return answerInit(header.unique);
@@ -92,8 +154,18 @@ void HeldFileServer::answer(const char* message) {
       return answerOpen(header.unique);
     case FUSE_READ: {
       auto read = bodyOf<fuse_read_in>(message);
-      return answerRead(header.unique, read.offset, read.size);
+      return answerRead(header.unique, *file, read.offset, read.size);
     }
+    case FUSE_WRITE: {
+      auto write = bodyOf<fuse_write_in>(message);
+      const char* from = message + sizeof(header) + sizeof(write);
+      return answerWrite(header.unique, *file, write.offset, from, write.size);
+    }
+    case FUSE_STATFS: {
+      fuse_statfs_out out = {};
+      return reply(header.unique, 0, &out, sizeof(out));
+    }
+    case FUSE_FLUSH:
     case FUSE_RELEASE:
       return reply(header.unique, 0, nullptr, 0);
     case FUSE_FORGET:
@@ -109,16 +181,19 @@ void HeldFileServer::answerInit(uint64_t id) {
   fuse_init_out out = {};
   out.major = FUSE_KERNEL_VERSION;
   out.minor = 31;
-  out.max_write = 128 * 1024;
+  out.flags = FUSE_BIG_WRITES;
+  out.max_write = kLargestWrite;
   out.max_background = 64;
   reply(id, 0, &out, sizeof(out));
 }
 
-void HeldFileServer::answerEntry(uint64_t id, const char* name) {
+void HeldFileServer::answerEntry(uint64_t id, const std::string& name) {
+  uint64_t node = kFirstNode;
+  while (fileOf(node) && fileOf(node)->name != name) ++node;
+  if (!fileOf(node)) return reply(id, -ENOENT, nullptr, 0);
   fuse_entry_out out = {};
-  if (std::strcmp(name, "held") != 0) return reply(id, -ENOENT, nullptr, 0);
-  out.nodeid = kFileNode;
-  out.attr = attributesOf(kFileNode);
+  out.nodeid = node;
+  out.attr = attributesOf(node);
   out.attr_valid = out.entry_valid = 3600;
   reply(id, 0, &out, sizeof(out));
 }
@@ -136,11 +211,19 @@ void HeldFileServer::answerOpen(uint64_t id) {
   reply(id, 0, &out, sizeof(out));
 }
 
-void HeldFileServer::answerRead(uint64_t id, uint64_t offset, uint32_t bytes) {
-  uint64_t end = std::min(offset + bytes, HeldFileSystem::kFileBytes);
-  std::vector<unsigned char> content;
-  if (offset < end) content = patternBytes(end - offset, offset);
-  reply(id, 0, content.data(), content.size());
+void HeldFileServer::answerRead(uint64_t id, File& file, uint64_t offset, uint32_t bytes) {
+  uint64_t end = std::min<uint64_t>(offset + bytes, file.content.size());
+  const unsigned char* from = offset < end ? file.content.data() + offset : nullptr;
+  reply(id, 0, from, from ? end - offset : 0);
+}
+
+void HeldFileServer::answerWrite(uint64_t id, File& file, uint64_t offset, const char* from,
+                                 uint32_t bytes) {
+  if (file.content.size() < offset + bytes) file.content.resize(offset + bytes);
+  std::memcpy(file.content.data() + offset, from, bytes);
+  fuse_write_out out = {};
+  out.size = bytes;
+  reply(id, 0, &out, sizeof(out));
 }
 
 void HeldFileServer::reply(uint64_t id, int error, const void* body, size_t bytes) {

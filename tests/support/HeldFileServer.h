@@ -1,37 +1,59 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
+
+#include "tests/support/HeldFileSystem.h"
+
+struct fuse_attr;
 
 // HeldFileServer: answers for the file system of HeldFileSystem, in a process of its own.
 // Threads    one.
 class HeldFileServer {
 public:
-  // `holdsAll`: holds whatever is asked of it, not only reads.
-  HeldFileServer(int device, int line, bool holdsAll)
-      : device_(device), line_(line), holdsAll_(holdsAll) {}
+  // What the test says: an order, or to let everything go.
+  struct Message {
+    bool letsGo;
+    HeldFileSystem::Order order;
+  };
+
+  HeldFileServer(int device, int line, HeldFileSystem::eHolds holds);
 
   // Returns when the file system is unmounted or the test has gone.
   void serve();
 
 private:
+  struct File {
+    const char* name;
+    std::vector<unsigned char> content;
+  };
+
+  File* fileOf(uint64_t node);
+  fuse_attr attributesOf(uint64_t node);
+  bool takeLine();
   bool takeMessage();
   void letGo();
   void answer(const char* message);
   void answerOrHold(size_t bytes);
   void answerInit(uint64_t id);
-  void answerEntry(uint64_t id, const char* name);
+  void answerEntry(uint64_t id, const std::string& name);
   void answerAttributes(uint64_t id, uint64_t node);
   void answerOpen(uint64_t id);
-  void answerRead(uint64_t id, uint64_t offset, uint32_t bytes);
+  void answerRead(uint64_t id, File& file, uint64_t offset, uint32_t bytes);
+  void answerWrite(uint64_t id, File& file, uint64_t offset, const char* from, uint32_t bytes);
   bool isToBeHeld(uint32_t opcode) const;
+  // Null when no order is for the request.
+  HeldFileSystem::Order* orderFor(const char* message);
   void reply(uint64_t id, int error, const void* body, size_t bytes);
 
   const int device_;
   const int line_;
-  const bool holdsAll_;
+  HeldFileSystem::eHolds holds_;
+  std::array<File, 2> files_;
+  std::vector<HeldFileSystem::Order> orders_;
   std::vector<char> message_;
   std::vector<std::vector<char>> held_;
-  bool holds_ = true;
 };

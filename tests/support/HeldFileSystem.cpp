@@ -26,7 +26,7 @@ HeldFileSystem::HeldFileSystem(const std::string& folder, eHolds holds, const ch
   if (server_ == 0 && ends[0] >= 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     close(ends[0]);
-    HeldFileServer(device, ends[1], holds == eEverything).serve();
+    HeldFileServer(device, ends[1], holds).serve();
     _exit(0);
   }
   if (ends[1] >= 0) close(ends[1]);
@@ -44,13 +44,21 @@ HeldFileSystem::~HeldFileSystem() {
   }
 }
 
-void HeldFileSystem::waitUntilHeld(size_t reads) {
+void HeldFileSystem::order(const Order& order) {
+  HeldFileServer::Message message = {false, order};
+  [[maybe_unused]] ssize_t told = write(line_, &message, sizeof(message));
+}
+
+void HeldFileSystem::waitUntilHeld(size_t requests) {
   std::array<char, 64> bytes;
-  while (held_ < reads) {
+  while (held_ < requests) {
     ssize_t told = read(line_, bytes.data(), bytes.size());
     if (told <= 0) return;
     held_ += static_cast<size_t>(told);
   }
 }
 
-void HeldFileSystem::letGo() { [[maybe_unused]] ssize_t told = write(line_, "l", 1); }
+void HeldFileSystem::letGo() {
+  HeldFileServer::Message message = {true, {}};
+  [[maybe_unused]] ssize_t told = write(line_, &message, sizeof(message));
+}

@@ -6,18 +6,33 @@
 #include <cstdint>
 #include <string>
 
-// HeldFileSystem: a mounted file system of one file, "held", whose reads, or all that is asked of
-// it, wait until the test lets them go: a share that does not answer, at will. The file's bytes are
-// those of Pattern.h.
+// HeldFileSystem: a mounted file system of two files that answers as the test wants it to: at once,
+// late, never, with an error, or with a part of what was asked for. The file "held" has the bytes
+// of Pattern.h, and "empty" none; what is written to them stays.
 // Story      Mounted by the constructor where that is allowed; a process of its own answers, so
-//            that a test which is killed leaves nobody waiting. The destructor lets everything go
-//            and unmounts.
+//            that a test which is killed leaves nobody waiting. It speaks to the kernel itself, and
+//            not through a library: that would answer for it what the test is to answer. What waits
+//            is answered when the test lets it go. The destructor lets everything go and unmounts.
 // Threads    one.
 class HeldFileSystem {
 public:
   static constexpr uint64_t kFileBytes = 1 << 20;
 
-  enum eHolds { eReads, eEverything };
+  // What waits until it is let go, unless an order says otherwise.
+  enum eHolds { eNothing, eReads, eEverything };
+  enum eWhat : uint32_t { eRead, eWrite, eFlush };
+  enum eHow : uint32_t { eHold, eFail, eShorten };
+
+  // How the next requests of a kind are answered that begin in [from, to) of their file: they wait,
+  // they fail with the error number `value`, or they move only so many bytes. A flush begins at 0.
+  struct Order {
+    eWhat what;
+    eHow how;
+    uint64_t from = 0;
+    uint64_t to = UINT64_MAX;
+    uint32_t value = 0;
+    uint32_t times = UINT32_MAX;
+  };
 
   // `kind` is the name under which the system lists it.
   explicit HeldFileSystem(const std::string& folder, eHolds holds = eReads,
@@ -27,14 +42,16 @@ public:
   HeldFileSystem& operator=(const HeldFileSystem&) = delete;
 
   bool isMounted() const { return server_ > 0; }
-  // Returns when that many reads have been held since the beginning.
-  void waitUntilHeld(size_t reads);
-  // Answers what is held, and from now on everything at once.
+  // Holds for every request that is made from now on. The first order that fits one counts.
+  void order(const Order& order);
+  // Returns when that many requests have been held since the beginning.
+  void waitUntilHeld(size_t requests);
+  // Answers what is held, and from now on everything at once and as it should.
   void letGo();
 
 private:
   std::string folder_;
   pid_t server_ = 0;
-  int line_ = -1;  // to the server: a byte from it for each held read, a byte to it to let go
+  int line_ = -1;  // to the server: a byte from it for each held request, a message to it
   size_t held_ = 0;
 };
