@@ -97,8 +97,10 @@ protected:
 // are attached to it, on a thread of its name.
 // Story      Made with a name and a command; files are attached; each finished transfer takes a
 //            command from the pool, fills it and executes it. Nothing is allocated on that way.
-// Threads    commands run on the handler's thread, no lock held; one after another for a ring, up
-//            to `running` at once for threads.
+// Threads    commands run on the handler's threads, no lock held; up to `running` at once for
+//            threads. Those of a ring come one after another, save for files that the system's ring
+//            does not serve rightly: threads of the handler's carry these out, and execute their
+//            commands beside the others.
 // Ownership  the destructor returns only when no command runs and none can start. It must not be
 //            called from its own command.
 class PLATFORM_EXPORT CompletionPortHandler {

@@ -21,6 +21,7 @@ public:
   FileTransfer& transfer() { return transfer_; }
   iAsyncContext& context() { return *context_; }
   bool startingWaits() const { return descriptors_->startingWaits(); }
+  bool needsThread() const { return descriptors_->ringsMisplace(); }
 
 private:
   friend class OperationQueue;

@@ -96,6 +96,6 @@ Qv::Ptr<OpenDescriptors> openRegularFile(const std::string& path, const FileOpen
     return nullptr;
   }
   if (how.direct) opened->openDirect();
-  if (how.async) opened->askWhetherStartingWaits();
+  if (how.async) opened->askFileSystem();
   return opened;
 }

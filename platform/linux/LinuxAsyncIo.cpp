@@ -44,7 +44,7 @@ Qv::Ptr<TransferPort> makeTransfers(const char* name, const CompletionCommand& c
       return ring;
     }
   }
-  Qv::Ptr<ThreadPort> threads(new ThreadPort(name, command, running));
+  Qv::Ptr<ThreadPort> threads(new ThreadPort(name, command, ThreadPort::threadsFor(running)));
   const char* why = error == 0 ? "FSYS_IO=threads" : whyNoRing(error);
   description = {false, why, threads->threadLimit()};
   return threads;

@@ -46,11 +46,12 @@ void OpenDescriptors::openDirect() {
   usesDirect_.store(askAlignment(direct_, alignment_), std::memory_order_relaxed);
 }
 
-void OpenDescriptors::askWhetherStartingWaits() {
+void OpenDescriptors::askFileSystem() {
   struct statfs answer;
   bool isKnown = fstatfs(cached_, &answer) == 0;
   startingWaits_ = !isKnown || std::find(kNeverWait.begin(), kNeverWait.end(), answer.f_type) ==
                                    kNeverWait.end();
+  ringsMisplace_ = !isKnown || answer.f_type == FUSE_SUPER_MAGIC;
 }
 
 bool OpenDescriptors::takesDirect(const void* address, uint64_t offset, uint32_t bytes) const {

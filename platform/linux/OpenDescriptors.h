@@ -29,8 +29,8 @@ public:
   // Opens the second descriptor. Without one, or where the system gives none, all transfers go
   // through the page cache. Before the object is shared.
   void openDirect();
-  // Finds out whether transfers can make whoever starts them wait. Before the object is shared.
-  void askWhetherStartingWaits();
+  // Finds out what kind of file system the file is on. Before the object is shared.
+  void askFileSystem();
 
   int cached() const { return cached_; }
   int direct() const { return direct_; }
@@ -45,6 +45,11 @@ public:
   // Whether a transfer that is only to be started may have to wait for a server or a program: only
   // the file systems of local disks and memory are known to start transfers and return.
   bool startingWaits() const { return startingWaits_; }
+  // Whether a ring would put bytes where they do not belong. When a file system that is a program's
+  // moves less than it was asked to, the kernel tries the rest again by itself, and on its rings it
+  // does so from where the transfer began: a read that reaches past the end has bytes twice, a
+  // short write writes over what it wrote. A thread that asks for the rest itself does not.
+  bool ringsMisplace() const { return ringsMisplace_; }
 
 private:
   const int cached_;
@@ -53,5 +58,6 @@ private:
   const bool writable_;
   Alignment alignment_;
   bool startingWaits_ = true;
+  bool ringsMisplace_ = true;
   std::atomic<bool> usesDirect_{false};
 };

@@ -57,9 +57,12 @@ thread_local const RingPort* executing = nullptr;
 
 Qv::Ptr<TransferPort> RingPort::make(const char* name, const CompletionCommand& command,
                                      int& error) {
-  Qv::Ptr<RingPort> port(new RingPort(command));
+  Qv::Ptr<RingPort> port(new RingPort(name, command));
   return port->open(name, error) ? Qv::Ptr<TransferPort>(port) : nullptr;
 }
+
+RingPort::RingPort(const char* name, const CompletionCommand& command)
+    : command_(command), threads_(new ThreadPort(name, command, kWaitingLimit)) {}
 
 bool RingPort::open(const char* name, int& error) {
   error = initRing(ring_, kRingEntries);
@@ -83,6 +86,7 @@ RingPort::~RingPort() {
 }
 
 uint32_t RingPort::start(AsyncOperation* operation) {
+  if (operation->needsThread()) return threads_->start(operation);
   bool mustWake = false;
   {
     MutexLock lock(lock_);
@@ -280,6 +284,7 @@ void RingPort::deliver() {
 }
 
 void RingPort::close() {
+  threads_->close();
   OperationQueue dropped;
   {
     MutexLock lock(lock_);

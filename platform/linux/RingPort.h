@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "platform/linux/LinuxThread.h"
+#include "platform/linux/ThreadPort.h"
 #include "platform/linux/TransferPort.h"
 #include "platform/linux/WaitCondition.h"
 
@@ -25,6 +26,9 @@
 //            Starting on the spot was measured against leaving all of it to the reaper: for a
 //            starter that is woken by the command it costs two thirds of the processor time for
 //            4 KiB, four fifths for 64 KiB, and goes on while a command takes its time.
+//            Transfers of file systems whose bytes a ring would misplace never go into it: threads
+//            of the port's carry them out, as many at once as there may be of the kernel's, and
+//            execute their commands.
 // Threads    start: any. The submission side of the ring and what is counted there are guarded by
 //            lock_; the completion side is the reaper's alone.
 // Kept       a ring does not survive fork: the child has not its memory, nor its descriptor after
@@ -44,7 +48,7 @@ public:
   void close() override;
 
 private:
-  explicit RingPort(const CompletionCommand& command) : command_(command) {}
+  RingPort(const char* name, const CompletionCommand& command);
 
   bool open(const char* name, int& error);
   void reap();
@@ -64,6 +68,7 @@ private:
   bool submitLocked() REQUIRES(lock_);
 
   const CompletionCommand command_;
+  const Qv::Ptr<ThreadPort> threads_;  // for what does not go into the ring; none until needed
   LinuxThread thread_;
   int wakeDescriptor_ = -1;
   io_uring ring_ = {};  // the submission side is guarded by lock_, the rest is the reaper's

@@ -6,11 +6,16 @@
 #include "platform/OsErrors.h"
 #include "platform/linux/PositionalTransfer.h"
 
-ThreadPort::ThreadPort(const char* name, const CompletionCommand& command, int threads)
+unsigned ThreadPort::threadsFor(int asked) {
+  return static_cast<unsigned>(std::clamp(asked, 1, int{kMostThreads}));
+}
+
+ThreadPort::ThreadPort(const char* name, const CompletionCommand& command, unsigned threads)
     : name_(name ? name : "fsys"),
       command_(command),
-      threadLimit_(static_cast<unsigned>(std::clamp(threads, 1, int{kMostThreads}))),
-      slowLimit_(std::max(threadLimit_ - 1, 1u)) {}
+      threadLimit_(threads),
+      slowLimit_(std::max(threadLimit_ - 1, 1u)),
+      threads_(new LinuxThread[threads]) {}
 
 uint32_t ThreadPort::start(AsyncOperation* operation) {
   MutexLock lock(lock_);

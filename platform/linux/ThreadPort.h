@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <memory>
 #include <string>
 
 #include "platform/linux/LinuxThread.h"
@@ -18,8 +18,11 @@ public:
   // As many as the engine asks for: more have not been measured to be better.
   static constexpr unsigned kMostThreads = 3;
 
-  // `threads` is what it makes at most: from 1 to kMostThreads.
-  ThreadPort(const char* name, const CompletionCommand& command, int threads);
+  // How many threads a port has that was asked for with that number: from 1 to kMostThreads.
+  static unsigned threadsFor(int asked);
+
+  // `threads` is what it makes at most, and at least 1.
+  ThreadPort(const char* name, const CompletionCommand& command, unsigned threads);
 
   uint32_t start(AsyncOperation* operation) override;
   void close() override;
@@ -51,5 +54,5 @@ private:
   unsigned alive_ GUARDED_BY(lock_) = 0;
   unsigned made_ GUARDED_BY(lock_) = 0;
   bool closed_ GUARDED_BY(lock_) = false;
-  std::array<LinuxThread, kMostThreads> threads_;  // the first made_ are started
+  const std::unique_ptr<LinuxThread[]> threads_;  // the first made_ are started
 };

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <cstring>
@@ -18,27 +20,44 @@
 
 namespace {
 
-// Transfers of a share that does not answer, over a ring and over threads.
+// Transfers of a share that does not answer: over a ring, over threads, and over a ring's own
+// threads, where a program's file system is kept out of it. Seen through a layer it is let in.
 class LinuxHeldTransferTest : public ::testing::TestWithParam<const char*> {
 protected:
   LinuxHeldTransferTest() : choice_("FSYS_IO", GetParam()), share_(folder_.bytes("share")) {}
+  ~LinuxHeldTransferTest() override {
+    if (isLayered_) umount2(folder_.bytes("layer").c_str(), MNT_DETACH);
+  }
 
   void SetUp() override {
     if (!share_.isMounted()) GTEST_SKIP() << "no file system can be mounted here";
     iAsyncIo::Description port = OS()->getAsyncIo()->describe();
-    if (std::strcmp(GetParam(), "ring") == 0 && !port.ring)
-      GTEST_SKIP() << "no ring here: " << port.why;
-    file_ = linuxFileManager()->openMedia(folder_ / "share/held", 1, false, 4, 3);
+    if (!is("threads") && !port.ring) GTEST_SKIP() << "no ring here: " << port.why;
+    isLayered_ = is("ring") && layer();
+    if (is("ring") && !isLayered_) GTEST_SKIP() << "no layer can be mounted over a share here";
+    file_ = linuxFileManager()->openMedia(folder_ / (isLayered_ ? "layer/held" : "share/held"), 1,
+                                          false, 4, 3);
     ASSERT_TRUE(file_);
   }
 
+  static bool is(const char* port) { return std::strcmp(GetParam(), port) == 0; }
+
+  bool layer() {
+    std::string place = folder_.bytes("layer"), other = folder_.bytes("other");
+    std::string folders = "lowerdir=" + folder_.bytes("share") + ":" + other;
+    return mkdir(place.c_str(), 0700) == 0 && mkdir(other.c_str(), 0700) == 0 &&
+           mount("layer", place.c_str(), "overlay", MS_RDONLY, folders.c_str()) == 0;
+  }
+
+  bool isLayered_ = false;
   ScratchFolder folder_;
   ScopedEnvironment choice_;
   HeldFileSystem share_;
   Qv::Ptr<iFile> file_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ports, LinuxHeldTransferTest, ::testing::Values("ring", "threads"),
+INSTANTIATE_TEST_SUITE_P(Ports, LinuxHeldTransferTest,
+                         ::testing::Values("ring", "threads", "program"),
                          [](const auto& port) { return std::string(port.param); });
 
 // Tells when the last reference to a transfer's buffer has gone.
@@ -152,7 +171,7 @@ TEST_P(LinuxHeldTransferTest, AShareThatDoesNotAnswerLeavesRoomForOtherFilesOfIt
 }
 
 TEST_P(LinuxHeldTransferTest, CommandsThatTakeTheirTimeLeaveAnotherThreadToTheShare) {
-  if (std::strcmp(GetParam(), "ring") == 0) GTEST_SKIP() << "a ring runs one command at a time";
+  if (is("ring")) GTEST_SKIP() << "a ring runs one command at a time";
   AsyncTester tester;
   ASSERT_EQ(file_->attach(tester.handler()), 1u);
   AsyncTester::Gate gate;
