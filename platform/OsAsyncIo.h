@@ -77,6 +77,9 @@ public:
     bool ring = false;           // a ring of the kernel's; otherwise threads
     const char* why = "";        // why threads, in words; empty for a ring
     uint32_t inFlightLimit = 0;  // transfers that a port gives to the system at once, at most
+    // Of ports that have gone: transfers that the system has not let go of to this moment. Their
+    // memory is kept until it does.
+    uint64_t keptTransfers = 0;
   };
 
   virtual Qv::Ptr<iAsyncContext> createContext() = 0;

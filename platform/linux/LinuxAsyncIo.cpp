@@ -40,13 +40,13 @@ Qv::Ptr<TransferPort> makeTransfers(const char* name, const CompletionCommand& c
   int error = 0;
   if (!threadsAreAskedFor()) {
     if (Qv::Ptr<TransferPort> ring = RingPort::make(name, command, error)) {
-      description = {true, "", RingPort::kInFlightLimit};
+      description = {true, "", RingPort::kInFlightLimit, 0};
       return ring;
     }
   }
   Qv::Ptr<ThreadPort> threads(new ThreadPort(name, command, ThreadPort::threadsFor(running)));
   const char* why = error == 0 ? "FSYS_IO=threads" : whyNoRing(error);
-  description = {false, why, threads->threadLimit()};
+  description = {false, why, threads->threadLimit(), 0};
   return threads;
 }
 
@@ -72,13 +72,20 @@ public:
   }
 
   // Whether a ring can be had shows only when all of it is made: that is tried.
-  Description describe() override try {
+  Description describe() override {
+    Description answer = describePorts();
+    answer.keptTransfers = TransferPort::transfersKept();
+    return answer;
+  }
+
+private:
+  static Description describePorts() try {
     Description answer;
     if (LinuxCompletionPort::describeExisting(answer)) return answer;
     makeTransfers("fsys", CompletionCommand(), ThreadPort::kMostThreads, answer)->close();
     return answer;
   } catch (const std::bad_alloc&) {
-    return {false, whyNoRing(ENOMEM), ThreadPort::kMostThreads};
+    return {false, whyNoRing(ENOMEM), ThreadPort::kMostThreads, 0};
   }
 };
 

@@ -172,6 +172,12 @@ void RingPort::reap() {
     restart();
     deliver();
   }
+  if (isKept()) letGo();
+}
+
+bool RingPort::isKept() {
+  MutexLock lock(lock_);
+  return isKept_;
 }
 
 // False when a closed port has nothing more in flight.
@@ -253,6 +259,7 @@ void RingPort::takeCompletion(void* data, int32_t outcome, uint32_t flags) {
 void RingPort::restart() {
   MutexLock lock(lock_);
   inFlight_ -= finishedCount_;
+  if (isKept_) endKept(finishedCount_);
   slowInFlight_ -= finishedSlow_;
   finishedCount_ = finishedSlow_ = 0;
   if (!wakeArmed_) {
@@ -294,13 +301,14 @@ void RingPort::close() {
   }
   drop(dropped);
   wake();
-  unsigned stuck = 0;
+  bool drained = false;
   {
     MutexLock lock(lock_);
     while (!settled_) settling_.wait(lock_);
-    stuck = inFlight_;
+    drained = inFlight_ == 0;
+    isKept_ = !drained;
+    // Under the lock, so that none of them ends before it is counted.
+    if (isKept_) keepFor(inFlight_);
   }
-  if (stuck == 0) return thread_.join();
-  keepFor(stuck);
-  thread_.detach();
+  drained ? thread_.join() : thread_.detach();
 }

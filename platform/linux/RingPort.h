@@ -19,7 +19,7 @@
 //            once waits in the queues and goes in as others end. The reaper takes all that has
 //            ended at one wake-up, continues what was short, puts in what waited, and then executes
 //            the commands. The reaper of a closed port stays until the last transfer has ended: a
-//            thread cannot leave before what it started.
+//            thread cannot leave before what it started. It is the end of a port that was kept.
 //            What commands start goes in together once the batch that they belong to is delivered,
 //            or 50 us and one command later: that is one system call, and one notice to the disk,
 //            for many.
@@ -54,6 +54,7 @@ private:
   void reap();
   bool waitForCompletions();
   bool maySettle();
+  bool isKept();
   void collect();
   void takeCompletion(void* data, int32_t outcome, uint32_t flags);
   void restart();
@@ -96,5 +97,6 @@ private:
   unsigned slowInFlight_ GUARDED_BY(lock_) = 0;
   bool wakeAsked_ GUARDED_BY(lock_) = false;
   bool settled_ GUARDED_BY(lock_) = false;  // the closer need wait no longer
+  bool isKept_ GUARDED_BY(lock_) = false;   // the closer did not wait for the last transfer
   std::atomic<bool> closed_{false};         // written under lock_
 };

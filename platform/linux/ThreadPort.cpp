@@ -56,7 +56,19 @@ AsyncOperation* ThreadPort::takeLocked() {
   return ready_.pop();
 }
 
+// The last thread of a port that was kept is its end.
 void ThreadPort::work() {
+  workUntilClosed();
+  bool isEnd = false;
+  {
+    MutexLock lock(lock_);
+    isEnd = --alive_ == 0 && isKept_;
+    quiet_.wakeAll();
+  }
+  if (isEnd) letGo();
+}
+
+void ThreadPort::workUntilClosed() {
   MutexLock lock(lock_);
   while (!closed_) {
     if (AsyncOperation* operation = takeLocked()) {
@@ -67,8 +79,6 @@ void ThreadPort::work() {
     work_.wait(lock_);
     --idle_;
   }
-  --alive_;
-  quiet_.wakeAll();
 }
 
 void ThreadPort::carryOutLocked(AsyncOperation* operation) {
@@ -81,6 +91,7 @@ void ThreadPort::carryOutLocked(AsyncOperation* operation) {
     if (slowCount_ != 0 && idle_ > 0) work_.wakeOne();
   }
   if (closed_) {
+    if (isKept_) endKept(1);
     lock_.unlock();
     delete operation;
     lock_.lock();
@@ -106,7 +117,7 @@ bool ThreadPort::drainLocked() {
 
 void ThreadPort::close() {
   bool drained = false;
-  unsigned made = 0, stuck = 0;
+  unsigned made = 0;
   OperationQueue dropped;
   {
     MutexLock lock(lock_);
@@ -117,9 +128,10 @@ void ThreadPort::close() {
     work_.wakeAll();
     drained = drainLocked();
     made = made_;
-    stuck = alive_;
+    isKept_ = !drained;
+    // Under the lock, so that none of them ends before it is counted.
+    if (isKept_) keepFor(alive_);
   }
   drop(dropped);
   for (unsigned i = 0; i < made; ++i) drained ? threads_[i].join() : threads_[i].detach();
-  if (!drained) keepFor(stuck);
 }

@@ -30,6 +30,7 @@ public:
 
 private:
   void work();
+  void workUntilClosed();
   void carryOutLocked(AsyncOperation* operation) REQUIRES(lock_);
   bool haveThreadLocked() REQUIRES(lock_);
   unsigned startableLocked() const REQUIRES(lock_);
@@ -54,5 +55,6 @@ private:
   unsigned alive_ GUARDED_BY(lock_) = 0;
   unsigned made_ GUARDED_BY(lock_) = 0;
   bool closed_ GUARDED_BY(lock_) = false;
+  bool isKept_ GUARDED_BY(lock_) = false;         // the closer did not wait for the last transfer
   const std::unique_ptr<LinuxThread[]> threads_;  // the first made_ are started
 };

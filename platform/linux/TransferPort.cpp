@@ -1,12 +1,14 @@
 #include "platform/linux/TransferPort.h"
 
 #include "platform/Log.h"
+#include "platform/common/Mutex.h"
 #include "platform/linux/LinuxFailure.h"
 
 namespace {
 
 // The kept ports hang together, so that what they hold can be found.
-std::atomic<TransferPort*> keptPorts{nullptr};
+constinit Mutex keptLock;
+constinit TransferPort* keptPorts GUARDED_BY(keptLock) = nullptr;
 std::atomic<uint64_t> keptTransfers{0};
 
 }  // namespace
@@ -30,10 +32,26 @@ void TransferPort::drop(OperationQueue& operations) {
 
 void TransferPort::keepFor(uint64_t transfers) {
   addRef();
-  nextKept_ = keptPorts.load(std::memory_order_relaxed);
-  while (!keptPorts.compare_exchange_weak(nextKept_, this, std::memory_order_release)) {
+  {
+    MutexLock lock(keptLock);
+    nextKept_ = keptPorts;
+    keptPorts = this;
   }
   keptTransfers.fetch_add(transfers, std::memory_order_relaxed);
   Log("%llu transfers did not end in time; what they use is kept\n",
       static_cast<unsigned long long>(transfers));
+}
+
+void TransferPort::endKept(uint64_t transfers) {
+  keptTransfers.fetch_sub(transfers, std::memory_order_relaxed);
+}
+
+void TransferPort::letGo() {
+  {
+    MutexLock lock(keptLock);
+    TransferPort** place = &keptPorts;
+    while (*place != this) place = &(*place)->nextKept_;
+    *place = nextKept_;
+  }
+  if (decRef() == 0) delete this;
 }

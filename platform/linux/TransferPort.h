@@ -8,8 +8,8 @@
 // TransferPort: carries transfers out and executes a command for each that has ended.
 // Story      Made for one completion port, which closes it as it goes; files that are attached keep
 //            it, closed, for as long as they live. Transfers that the system does not let go of in
-//            time keep a closed port and their own memory for good: nothing is ever freed under the
-//            kernel.
+//            time keep a closed port and their own memory until it does: nothing is ever freed
+//            under the kernel.
 // Threads    any. Commands run on the port's own threads, no lock held; they may start transfers.
 // Ownership  a transfer that was started belongs to the port.
 // States     open | takes transfers                     -> closed, by close()
@@ -25,7 +25,7 @@ public:
   // Returns when no command runs and none can start. Once; not from a command.
   virtual void close() = 0;
 
-  // Transfers of all closed ports that the system still had not let go of in time.
+  // Transfers of all closed ports that the system has not let go of to this moment.
   static uint64_t transfersKept();
 
 protected:
@@ -33,9 +33,12 @@ protected:
   static void report(AsyncOperation* operation, const CompletionCommand& command);
   // Ends the operations without a word; their links stay.
   static void drop(OperationQueue& operations);
-  // This port lives on for good, with that many transfers that still hold its memory.
+  // This closed port lives on for that many transfers, and is told when they end after all: of each
+  // by endKept(), and when there are no more by letGo(), which may be the port's end.
   void keepFor(uint64_t transfers);
+  static void endKept(uint64_t transfers);
+  void letGo();
 
 private:
-  TransferPort* nextKept_ = nullptr;
+  TransferPort* nextKept_ = nullptr;  // guarded by a lock that all ports share
 };

@@ -12,7 +12,6 @@
 
 #include "platform/OS.h"
 #include "platform/linux/LinuxFileManager.h"
-#include "platform/linux/TransferPort.h"
 #include "tests/support/AsyncTester.h"
 #include "tests/support/HeldFileSystem.h"
 #include "tests/support/Pattern.h"
@@ -106,18 +105,24 @@ TEST_P(LinuxHeldTransferTest, ARequestGoesInFlightAndItsBufferLivesUntilTheSyste
   EXPECT_EQ(tester.reports(), 0u);
 }
 
-TEST_P(LinuxHeldTransferTest, APortThatGoesKeepsWhatTheSystemDoesNotLetGoOf) {
-  uint64_t before = TransferPort::transfersKept();
+TEST_P(LinuxHeldTransferTest, APortThatGoesKeepsWhatTheSystemHoldsAndCountsItUntilItIsLetGo) {
+  uint64_t before = OS()->getAsyncIo()->describe().keptTransfers;
   AsyncTester tester;
   ASSERT_EQ(file_->attach(tester.handler()), 1u);
   AsyncTester::Request request(4096);
-  ASSERT_EQ(tester.read(file_, request, 0), 1u);
+  std::promise<void> gone;
+  Qv::Ptr<iObject> watched(new WatchedBuffer(4096, gone));
+  void* memory = static_cast<WatchedBuffer*>(watched.get())->data();
+  ASSERT_EQ(file_->startRead(request.context, {0, memory, 4096, watched, &request}), 1u);
+  watched.reset();
   share_.waitUntilHeld(1);
   tester.destroyHandler();
-  EXPECT_EQ(TransferPort::transfersKept(), before + 1);
+  EXPECT_EQ(OS()->getAsyncIo()->describe().keptTransfers, before + 1);
   EXPECT_EQ(request.context->detach(), &request);
   EXPECT_EQ(tester.read(file_, request, 0), eOsCancelled);
   share_.letGo();
+  gone.get_future().wait();
+  EXPECT_EQ(OS()->getAsyncIo()->describe().keptTransfers, before);
   EXPECT_EQ(tester.reports(), 0u);
   EXPECT_EQ(request.reports, 0);
 }
