@@ -2,14 +2,23 @@
 
 #include <sys/stat.h>
 
+#include "platform/Log.h"
 #include "platform/linux/LinuxCompletionPort.h"
 #include "platform/linux/LinuxFailure.h"
 #include "platform/linux/PositionalTransfer.h"
 
 void LinuxFile::close() {
-  Qv::Ptr<OpenDescriptors> last;  // goes without the lock: the system may take its time
-  MutexLock lock(lock_);
-  last.swap(descriptors_);
+  Qv::Ptr<OpenDescriptors> last;
+  {
+    MutexLock lock(lock_);
+    last.swap(descriptors_);
+  }
+  if (!last) return;
+  // Without the lock: the system may take its time.
+  Qv::Ptr<SlowClose> closing = last->closing();
+  last.reset();
+  if (closing && !closing->wait())
+    Log("A file was not closed in time; the system goes on with it\n");
 }
 
 Qv::Ptr<OpenDescriptors> LinuxFile::opened() const {

@@ -10,11 +10,13 @@
 // Story      Made by the file manager with the file's descriptors; attached to a completion handler
 //            where its transfers are to be asynchronous; closed, or dropped.
 // Threads    as iFile says.
+//            A server that does not answer holds a close up for two seconds at most.
 // Ownership  shares the descriptors with its transfers in flight, and the port it is attached to.
 class LinuxFile final : public iFile {
 public:
   LinuxFile(const Qv::Ptr<OpenDescriptors>& descriptors, unsigned capabilities)
       : capabilities_(capabilities), descriptors_(descriptors) {}
+  ~LinuxFile() override { close(); }
 
   bool isOpen() const override { return static_cast<bool>(opened()); }
   void close() override;

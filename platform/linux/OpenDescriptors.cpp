@@ -33,6 +33,10 @@ OpenDescriptors::OpenDescriptors(int cached, bool readable, bool writable)
     : cached_(cached), readable_(readable), writable_(writable) {}
 
 OpenDescriptors::~OpenDescriptors() {
+  if (closing_) {
+    closing_->begin(direct_, cached_);
+    return;
+  }
   if (direct_ >= 0) close(direct_);
   if (cached_ >= 0) close(cached_);
 }
@@ -52,6 +56,7 @@ void OpenDescriptors::askFileSystem() {
   startingWaits_ = !isKnown || std::find(kNeverWait.begin(), kNeverWait.end(), answer.f_type) ==
                                    kNeverWait.end();
   ringsMisplace_ = !isKnown || answer.f_type == FUSE_SUPER_MAGIC;
+  if (startingWaits_) closing_ = Qv::Ptr<SlowClose>(new SlowClose);
 }
 
 bool OpenDescriptors::takesDirect(const void* address, uint64_t offset, uint32_t bytes) const {

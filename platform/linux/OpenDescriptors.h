@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/QvPtr.h"
+#include "platform/linux/SlowClose.h"
 
 // OpenDescriptors: the system's side of one open file: a descriptor that goes through the page
 // cache, and perhaps a second one of the same file that goes past it.
@@ -11,7 +12,8 @@
 //            file leaves the transfers in flight their descriptors. The first direct transfer that
 //            the system refuses turns the file to the page cache for good.
 // Threads    any; fixed after construction, save the mark above, which is atomic.
-// Ownership  owns both descriptors; closes them with the last reference.
+// Ownership  owns both descriptors; closes them with the last reference, and on a thread of their
+//            own where that can take its time.
 // Units      bytes.
 class OpenDescriptors : public virtual Qv::InternalRefCount {
 public:
@@ -50,6 +52,8 @@ public:
   // does so from where the transfer began: a read that reaches past the end has bytes twice, a
   // short write writes over what it wrote. A thread that asks for the rest itself does not.
   bool ringsMisplace() const { return ringsMisplace_; }
+  // How the close can be waited for where it can take its time; otherwise null.
+  const Qv::Ptr<SlowClose>& closing() const { return closing_; }
 
 private:
   const int cached_;
@@ -57,6 +61,7 @@ private:
   const bool readable_;
   const bool writable_;
   Alignment alignment_;
+  Qv::Ptr<SlowClose> closing_;
   bool startingWaits_ = true;
   bool ringsMisplace_ = true;
   std::atomic<bool> usesDirect_{false};
