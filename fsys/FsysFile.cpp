@@ -13,9 +13,7 @@
 
 namespace {
 
-constexpr size_t kListRoom = 40;          // entries
-constexpr uint32_t kDrainWait_ms = 4000;  // longest wait for writes in flight
-
+constexpr size_t kListRoom = 40;  // entries
 }  // namespace
 
 FsysFile::FsysFile(const LightweightString<wchar_t>& path, FsysPoll* poll, uint32_t sectorSize,
@@ -120,7 +118,7 @@ uint32_t FsysFile::Seek(long offset, SEEK_TYPE type) {
 
 void FsysFile::WaitForDrain() {
   FilePin pin(this);
-  flushCache();
+  mustNotHoldUp() ? flushCacheInTime() : flushCache();
   double deadline_ms = Qv::now() + kDrainWait_ms;
   // What this very thread is telling now cannot end while it waits here.
   while (writeBytesOutstanding_.get() > DeliveryScope::writeBytesHeld(this)) {

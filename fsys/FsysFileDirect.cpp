@@ -334,6 +334,45 @@ uint32_t FsysFile::flushCache() {
   return eResultOk;
 }
 
+// A close must not wait for ever for a share that does not answer.
+bool FsysFile::mustNotHoldUp() const {
+  return closing_ && attached_ && driveType_ == iDiskDrive::eNetwork && !DeliveryScope::active();
+}
+
+// The same for a closer: as a transfer that is waited for no longer than a drain, and tried once.
+uint32_t FsysFile::flushCacheInTime() {
+  uint32_t held = cachedBytes();
+  if (held == 0) return eResultOk;
+  if (flushGivenUp_) return eResultFailed;
+  auto* request = new FileRequest(false, held, writeCachePosition_, false, true, writeCache_, this,
+                                  nullptr, nullptr);
+  uint32_t result = request->waiter_ ? LowLevelAsyncWrite(request) : uint32_t{eOsNoMemory};
+  if (result == eResultOk && !hasArrivedInTime(request)) result = eResultFailed;
+  request->release();
+  if (result != eResultOk) return result;
+  position_.set(writeCachePosition_ + held);
+  writeCacheFill_ = writeCache_->getBuffer();
+  writeCachePosition_ = position_.get();
+  return eResultOk;
+}
+
+// What has not is cut off; the system keeps the bytes for as long as it needs them.
+bool FsysFile::hasArrivedInTime(FileRequest* write) {
+  if (!write->waiter_->wait(kDrainWait_ms)) {
+    if (write->cutOff()) {
+      flushGivenUp_ = true;
+      OsAtomics::store(FsysError, uint32_t{eOsCancelled});
+      countOutstanding(false, -int64_t{write->ByteCount_});
+      write->setStatus(FileRequest::FAILED);
+      return false;
+    }
+    // It is being told at this moment.
+    write->waiter_->wait(iThreadEvent::kForever);
+  }
+  uint32_t status = write->status();
+  return status != FileRequest::STARTED && status != FileRequest::FAILED;
+}
+
 uint32_t FsysFile::SendWriteSegBuffer() {
   unsigned char* sector = writeSegment_ ? writeSegment_->getBuffer() : nullptr;
   if (!sector || pendingSegmentBytes_ > sectorSize_) return eResultFailed;

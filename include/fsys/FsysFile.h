@@ -191,6 +191,11 @@ private:
   bool growCache(uint64_t bytes);
   void continueIn(const Qv::Ptr<iMemHolder>& next, uint32_t sent);
   uint32_t flushCache();
+  bool mustNotHoldUp() const;
+  uint32_t flushCacheInTime();
+  bool hasArrivedInTime(FileRequest* write);
+
+  static constexpr uint32_t kDrainWait_ms = 4000;  // longest wait for writes in flight
 
   // Fixed order.
   iDiskDrive::eType driveType_;
@@ -221,6 +226,7 @@ private:
   uint32_t writeCacheCapacity_ = 0;
   uint32_t writersInside_ = 0;  // calls of DirectWrite; guarded by *lock_
   bool attached_ = false;
+  bool flushGivenUp_ = false;        // the closer's alone
   OsWord<bool> wroteBehind_{false};  // and nobody has settled it
   OsWord<bool> foundWork_{false};    // the last pass started something
   OsShares pins_{1};

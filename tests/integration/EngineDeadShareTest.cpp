@@ -157,4 +157,12 @@ TEST_F(EngineDeadShareTest, AFileWithNothingInFlightIsClosed) {
   EXPECT_LT(timeOfClosing(writing), kClosedFileWait + kSlack);
 }
 
+TEST_F(EngineDeadShareTest, AFileWhoseStagedBytesCannotGoIsClosed) {
+  FsysFile* writing = openToWrite();
+  die();
+  write(writing, TestHolder::ofPattern(1000));
+  EXPECT_EQ(recorder_->count(), 1u);
+  EXPECT_LT(timeOfClosing(writing), kWritesWait + kSlack);
+}
+
 }  // namespace
