@@ -25,9 +25,18 @@ public:
     return Qv::Ptr<iThreadEvent>(new (std::nothrow) LinuxEvent);
   }
 
+  // Until a moment, not for a time: signals that come all the time would make it last for ever.
   void sleep(uint32_t ms) override {
-    timespec left{ms / 1000, static_cast<long>(ms % 1000) * 1'000'000};
-    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) continue;
+    constexpr long kSecond_ns = 1'000'000'000;
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    end.tv_sec += ms / 1000;
+    end.tv_nsec += static_cast<long>(ms % 1000) * 1'000'000;
+    if (end.tv_nsec >= kSecond_ns) {
+      ++end.tv_sec;
+      end.tv_nsec -= kSecond_ns;
+    }
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) continue;
   }
 
   Qv::Ptr<iTaskQueue> createTaskQueue(const char* name, unsigned threads) override try {
