@@ -12,6 +12,8 @@ public:
   virtual LightweightString<wchar_t> getWorkstationName() const = 0;
   virtual unsigned getProcessorCount() const = 0;
   virtual uint32_t getPageSize() const = 0;  // bytes
+  // A process that was forked has another one.
+  virtual uint32_t getProcessId() const = 0;
   // Processor time that this process has used, all threads, user and system.
   virtual double getProcessCpu_ms() const = 0;
   // An environment variable; false when it is not set.

@@ -1,9 +1,11 @@
 #include "platform/Shutdown.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <vector>
 
+#include "platform/OS.h"
 #include "platform/common/Mutex.h"
 
 namespace {
@@ -13,6 +15,15 @@ struct Entry {
   int priority;
 };
 
+std::atomic<uint32_t> ownProcess{0};
+
+uint32_t processId() { return nativeOS()->getSystemInfo()->getProcessId(); }
+
+// A process that was forked has the callbacks, but not the threads that they end.
+void runIfOwn() {
+  if (processId() == ownProcess.load(std::memory_order_relaxed)) Shutdown::run(Shutdown::eNormal);
+}
+
 // ShutdownList: the callbacks that wait, the next one to run first.
 class ShutdownList {
 public:
@@ -21,7 +32,9 @@ public:
     auto place = std::find_if(entries_.begin(), entries_.end(),
                               [&](const Entry& e) { return e.priority <= entry.priority; });
     entries_.insert(place, entry);
-    if (!runsAtExit_) runsAtExit_ = std::atexit([] { Shutdown::run(Shutdown::eNormal); }) == 0;
+    if (runsAtExit_) return;
+    ownProcess.store(processId(), std::memory_order_relaxed);
+    runsAtExit_ = std::atexit(&runIfOwn) == 0;
   }
 
   // Null when none waits.

@@ -9,10 +9,12 @@
 class FakeSystemInfo final : public iSystemInfo {
 public:
   static constexpr uint32_t kPageSize = 4096;
+  static constexpr uint32_t kProcessId = 4711;
 
   LightweightString<wchar_t> getWorkstationName() const override { return name_; }
   unsigned getProcessorCount() const override { return processors_; }
   uint32_t getPageSize() const override { return kPageSize; }
+  uint32_t getProcessId() const override { return kProcessId; }
   double getProcessCpu_ms() const override { return cpu_ms_; }
   bool getEnvironment(const char* name, std::string& value) const override {
     auto place = environment_.find(name ? name : "");

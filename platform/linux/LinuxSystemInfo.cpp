@@ -31,6 +31,8 @@ public:
 
   uint32_t getPageSize() const override { return static_cast<uint32_t>(sysconf(_SC_PAGESIZE)); }
 
+  uint32_t getProcessId() const override { return static_cast<uint32_t>(getpid()); }
+
   double getProcessCpu_ms() const override {
     timespec used{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
