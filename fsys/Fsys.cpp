@@ -17,6 +17,7 @@ namespace {
 
 constexpr int kWaitBudget = 30;  // examinations of requests while closing, and one
 constexpr unsigned kPollSpare = 50;
+constexpr unsigned kLeavingWriters = 100;  // looks for calls that write while the process ends
 constexpr uint32_t kUnknownSectorSize = 512;
 constexpr int kOutstandingWritesLevel = 8;
 constexpr unsigned kServingThreads = 2;
@@ -367,6 +368,27 @@ void Fsys::drainAll() {
     file->WaitForDrain();
     if (file->hasPendingSegment() && file->SendWriteSegBuffer() == eResultOk) file->WaitForDrain();
   }
+}
+
+// Waits neither for writes in flight nor for long: this very thread may have to end them.
+void Fsys::leaveBehind() {
+  beginEnd();
+  while (FsysFile* file = pinOneForClosing(writeFiles_, writeFilesLock_)) {
+    if (file->writersHaveLeft(kLeavingWriters)) file->flushForClosing();
+    file->unpin();
+  }
+}
+
+// Null when there is none left that nobody closes.
+FsysFile* Fsys::pinOneForClosing(Vector<FsysFile*>& files, CriticalSection& lock) {
+  CriticalSectionLock held(lock);
+  for (FsysFile* file : files) {
+    if (file->closing_.get()) continue;
+    file->closing_.set(true);
+    file->pin();
+    return file;
+  }
+  return nullptr;
 }
 
 void Fsys::markAllClosing(Vector<FsysFile*>& files, CriticalSection& lock) {

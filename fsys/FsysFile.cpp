@@ -118,7 +118,7 @@ uint32_t FsysFile::Seek(long offset, SEEK_TYPE type) {
 
 void FsysFile::WaitForDrain() {
   FilePin pin(this);
-  mustNotHoldUp() ? flushCacheInTime() : flushCache();
+  closing_ ? flushForClosing() : flushCache();
   double deadline_ms = Qv::now() + kDrainWait_ms;
   // What this very thread is telling now cannot end while it waits here.
   while (writeBytesOutstanding_.get() > DeliveryScope::writeBytesHeld(this)) {

@@ -151,11 +151,19 @@ void FsysFile::leaveWriting() {
 
 // For a closer, once the file is marked: a callback may be writing at this moment.
 void FsysFile::waitForWriters() {
-  auto isWriting = [this] {
-    CriticalSectionLock lock(*lock_);
-    return writersInside_ > 0;
-  };
-  while (isWriting()) OS()->getThreads()->sleep(kWritersSleep_ms);
+  while (!writersHaveLeft(1)) OS()->getThreads()->sleep(kWritersSleep_ms);
+}
+
+// Looks so many times, with a short sleep in between.
+bool FsysFile::writersHaveLeft(unsigned looks) {
+  for (;;) {
+    {
+      CriticalSectionLock lock(*lock_);
+      if (writersInside_ == 0) return true;
+    }
+    if (--looks == 0) return false;
+    OS()->getThreads()->sleep(kWritersSleep_ms);
+  }
 }
 
 uint32_t FsysFile::DirectWrite(Qv::Ptr<iMemHolder>& data, bool deferrable,
@@ -335,11 +343,12 @@ uint32_t FsysFile::flushCache() {
 }
 
 // A close must not wait for ever for a share that does not answer.
-bool FsysFile::mustNotHoldUp() const {
-  return closing_ && attached_ && driveType_ == iDiskDrive::eNetwork && !DeliveryScope::active();
+uint32_t FsysFile::flushForClosing() {
+  bool mayHoldUp = !attached_ || driveType_ != iDiskDrive::eNetwork;
+  return mayHoldUp ? flushCache() : flushCacheInTime();
 }
 
-// The same for a closer: as a transfer that is waited for no longer than a drain, and tried once.
+// The same as flushCache, as a transfer that is waited for no longer than a drain, and tried once.
 uint32_t FsysFile::flushCacheInTime() {
   uint32_t held = cachedBytes();
   if (held == 0) return eResultOk;

@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "fsys/DeliveryScope.h"
 #include "fsys/EngineSettings.h"
 #include "fsys/Fsys.h"
 #include "fsys/ResultCodes.h"
@@ -32,8 +33,10 @@ uint32_t FsysInitialize() {
   return eResultOk;
 }
 
-// Transfers that end meanwhile still count on the engine: it is named until it is gone.
+// Transfers that end meanwhile still count on the engine: it is named until it is gone. A callback
+// that ends the process cannot be waited for by its own thread: the engine stays.
 void FsysUninitialize(Shutdown::eExitType) {
+  if (theFsys && DeliveryScope::active()) return theFsys->leaveBehind();
   delete theFsys;
   theFsys = nullptr;
 }

@@ -50,6 +50,10 @@ public:
   uint32_t SetCoalesceLength(FsysFile* file, uint32_t length);
   uint32_t GetWriteBytesOutstanding(unsigned int* bytes);
 
+  // For a callback that ends the process: takes nothing new, and writes what the write caches hold.
+  // Everything else goes with the process.
+  void leaveBehind();
+
   static uint32_t CreateBufferSpace();
   // Kept: BufferSpace_ is not cleared (FsysBufTest.ReleasingLeavesThePointerAsItWas).
   static uint32_t ReleaseBufferSpace();
@@ -84,6 +88,7 @@ private:
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
   void drainAll();
+  static FsysFile* pinOneForClosing(Vector<FsysFile*>& files, CriticalSection& lock);
   static void markAllClosing(Vector<FsysFile*>& files, CriticalSection& lock);
   static FsysFile* fileAt(Vector<FsysFile*>& files, CriticalSection& lock, size_t index);
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);

@@ -183,6 +183,7 @@ private:
   bool enterWriting();
   void leaveWriting();
   void waitForWriters();
+  bool writersHaveLeft(unsigned looks);
   uint32_t queueWriteWithRetry(WriteCall& call, FileRequest* request);
   uint32_t queueStraight(WriteCall& call, bool synchronous);
   uint32_t stageWrite(WriteCall& call, bool async);
@@ -191,7 +192,7 @@ private:
   bool growCache(uint64_t bytes);
   void continueIn(const Qv::Ptr<iMemHolder>& next, uint32_t sent);
   uint32_t flushCache();
-  bool mustNotHoldUp() const;
+  uint32_t flushForClosing();
   uint32_t flushCacheInTime();
   bool hasArrivedInTime(FileRequest* write);
 
