@@ -34,6 +34,36 @@ std::string whyNotThere(const Text& path, const std::vector<int>& pieces) {
   return wrong;
 }
 
+// Writes pieces of that size, each when the one before was told, until one fails.
+int piecesThatFit(const Text& path, uint32_t piece_bytes) {
+  FsysFile* file = nullptr;
+  if (FsysOpen(&file, path, 0, 2, nullptr) != 1) return -1;
+  Qv::Ptr<Recorder> recorder(new Recorder);
+  int good = 0;
+  for (bool fits = true; fits; good += fits) {
+    Qv::Ptr<iObject> context = recorder->context();
+    uint64_t at = uint64_t(good) * piece_bytes;
+    Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(piece_bytes, at);
+    fits = file->DirectWrite(data, false, &Recorder::told, context, true) == 1 &&
+           recorder->waitFor(static_cast<size_t>(good) + 1) &&
+           recorder->at(static_cast<size_t>(good)).status == eRequestSucceeded;
+  }
+  return FsysClose(file, nullptr) == 1 ? good : -1;
+}
+
+TEST(FullDiskTest, ExactlyTheRequestThatDoesNotFitIsToldAndAllBeforeItIsThere) {
+  for (uint32_t piece_bytes : {65536u, 262144u, 102400u, 4096u}) {
+    MountedFolder folder(MountedFolder::eMemory, 1);
+    if (folder.path().empty()) GTEST_SKIP() << folder.why();
+    ASSERT_EQ(FsysInitialize(), 1u);
+    const int fitting = (1 << 20) / static_cast<int>(piece_bytes);
+    EXPECT_EQ(piecesThatFit(folder / "a", piece_bytes), fitting) << piece_bytes;
+    EXPECT_EQ(FsysGetLastError(), uint32_t{eOsNoSpace});
+    EXPECT_EQ(whyNotStreamedBack(folder / "a", uint64_t(fitting) * piece_bytes, piece_bytes), "");
+    FsysUninitialize(Shutdown::eNormal);
+  }
+}
+
 TEST(FullDiskTest, AFullDiskIsToldToTheCallerAndWhatWasWrittenBeforeStays) {
   MountedFolder folder(MountedFolder::eMemory, 4);
   if (folder.path().empty()) GTEST_SKIP() << folder.why();

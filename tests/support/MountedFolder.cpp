@@ -1,5 +1,6 @@
 #include "tests/support/MountedFolder.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 
@@ -15,7 +16,7 @@ MountedFolder::MountedFolder(eKind kind, unsigned size_mib) {
     mounted_ =
         run("mount -t tmpfs -o size=" + std::to_string(size_mib) + "m fsys-test '" + place + "'");
   } else {
-    mountLargeSectors(size_mib);
+    mountDrive(kind, size_mib);
   }
   if (!mounted_) path_.clear();
 }
@@ -25,13 +26,16 @@ MountedFolder::~MountedFolder() {
   if (!loop_.empty()) run("losetup -d " + loop_);
 }
 
-void MountedFolder::mountLargeSectors(unsigned size_mib) {
+void MountedFolder::mountDrive(eKind kind, unsigned size_mib) {
+  // An xfs is never smaller.
+  if (kind == eXfs) size_mib = std::max(size_mib, 320u);
+  const std::string sector = kind == eLargeSectors ? "4096" : "512";
   const std::string image = scratch_.bytes("image");
   const std::string answer = scratch_.bytes("answer");
   if (!run("truncate -s " + std::to_string(size_mib) + "M '" + image + "'")) return;
-  if (!run("losetup -b 4096 -f --show '" + image + "' >'" + answer + "'")) return;
+  if (!run("losetup -b " + sector + " -f --show '" + image + "' >'" + answer + "'")) return;
   std::getline(std::ifstream(answer) >> std::ws, loop_);
-  if (!run("mkfs.ext4 -q -b 4096 " + loop_)) return;
+  if (!run((kind == eXfs ? "mkfs.xfs -q " : "mkfs.ext4 -q -b 4096 ") + loop_)) return;
   mounted_ = run("mount " + loop_ + " '" + scratch_.bytes("mounted") + "'");
 }
 

@@ -5,11 +5,12 @@
 #include "tests/support/ScratchFolder.h"
 
 // MountedFolder: a folder of one kind to stream media in: the disk that tests run on, memory, or a
-// drive with sectors of 4096 bytes in a file. Unmounted and gone at the end.
+// drive in a file, with ext4 or xfs on sectors of 512 bytes, or with sectors of 4096. Unmounted and
+// gone at the end.
 // Errors     where the machine forbids mounting, path() is empty and why() says what was refused.
 class MountedFolder {
 public:
-  enum eKind { eDisk, eMemory, eLargeSectors };
+  enum eKind { eDisk, eMemory, eLargeSectors, eExt4, eXfs };
 
   explicit MountedFolder(eKind kind, unsigned size_mib = 192);
   ~MountedFolder();
@@ -24,7 +25,7 @@ public:
 
 private:
   bool run(const std::string& command);
-  void mountLargeSectors(unsigned size_mib);
+  void mountDrive(eKind kind, unsigned size_mib);
 
   ScratchFolder scratch_;
   std::string path_;
