@@ -1,0 +1,52 @@
+// A plug-in that uses the library: its unloading unloads the library too.
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "fsys/Fsys.h"
+#include "tests/support/Pattern.h"
+
+namespace {
+
+constexpr unsigned kBlock = 65536;
+constexpr unsigned kBlocks = 16;
+
+std::atomic<unsigned> told{0};
+std::atomic<unsigned> wrong{0};
+
+class Place : public iObject {
+public:
+  explicit Place(uint64_t begin) : begin_(begin) {}
+  uint64_t begin() const { return begin_; }
+
+private:
+  const uint64_t begin_;
+};
+
+void check(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>& data, RequestStatus status) {
+  uint64_t begin = static_cast<Place*>(context.get())->begin();
+  bool good = status == eRequestSucceeded && data && data->getSize() == kBlock;
+  if (!good || !whyNotPattern(data->getBuffer(), kBlock, begin).empty()) ++wrong;
+  ++told;
+}
+
+}  // namespace
+
+// Reads a file of pattern bytes. 0 when all of it is right; otherwise what went wrong.
+// `shutsDown`: waits for the reads, closes the file and ends the engine; otherwise leaves all that
+// to the unloading.
+extern "C" __attribute__((visibility("default"))) int useEngine(const char* path, bool shutsDown) {
+  if (FsysInitialize() != 1) return 2;
+  FsysFile* file = nullptr;
+  if (FsysOpen(&file, fromUTF8(path), 0, 1, nullptr) != 1) return 3;
+  for (unsigned i = 0; i < kBlocks; ++i) {
+    Qv::Ptr<iObject> place(new Place(uint64_t{i} * kBlock));
+    if (file->DirectRead(long{i} * kBlock, kBlock, false, &check, place) != 1) return 4;
+  }
+  if (!shutsDown) return wrong == 0 ? 0 : 5;
+  while (told < kBlocks) std::this_thread::yield();
+  if (FsysClose(file, nullptr) != 1) return 6;
+  FsysUninitialize(Shutdown::eNormal);
+  return wrong == 0 ? 0 : 5;
+}
