@@ -4,6 +4,11 @@
 
 #include <chrono>
 
+#include "platform/linux/StayLoaded.h"
+
+// Not when it begins: that may be while the library is being unloaded.
+SlowClose::SlowClose() { stayLoaded(); }
+
 void SlowClose::begin(int first, int second) {
   first_ = first;
   second_ = second;

@@ -11,8 +11,10 @@
 //            happened waits for it, for a limited time: what a close sends to a server is there
 //            when it returns, unless the server is dead.
 // Threads    begin: once, by one. wait: any.
+// Kept       the thread may outlive every use of the library, which then stays in memory.
 class SlowClose : public virtual Qv::InternalRefCount {
 public:
+  SlowClose();
   static constexpr unsigned kWait_ms = 2000;
 
   // Closes them, or nothing where one is -1. On the calling thread when no other can be had.

@@ -3,6 +3,7 @@
 #include "platform/Log.h"
 #include "platform/common/Mutex.h"
 #include "platform/linux/LinuxFailure.h"
+#include "platform/linux/StayLoaded.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ void TransferPort::drop(OperationQueue& operations) {
 }
 
 void TransferPort::keepFor(uint64_t transfers) {
+  stayLoaded();
   addRef();
   {
     MutexLock lock(keptLock);

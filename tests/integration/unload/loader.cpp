@@ -1,5 +1,6 @@
 // Loads a plug-in that uses the library, and unloads it, several times: no thread and nothing of
-// the library may be left. Usage: fsys_unload PLUG-IN shut-down|leave-it
+// the library may be left. While the system holds transfers of its, it stays in memory.
+// Usage: fsys_unload PLUG-IN shut-down|leave-it|held
 
 #include <dlfcn.h>
 
@@ -9,8 +10,10 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "tests/support/HeldFileSystem.h"
 #include "tests/support/Pattern.h"
 
 namespace {
@@ -35,24 +38,50 @@ long threads() {
   return std::distance(begin(all), end(all));
 }
 
-int loadAndUnload(const char* plugIn, const std::string& path, bool shutsDown) {
-  const long before = threads();
+int loadAndUnload(const char* plugIn, const std::string& path, bool waits, bool shutsDown) {
   void* loaded = dlopen(plugIn, RTLD_NOW | RTLD_LOCAL);
   if (!loaded) return fail("loading", dlerror());
-  auto use = reinterpret_cast<int (*)(const char*, bool)>(dlsym(loaded, "useEngine"));
+  auto use = reinterpret_cast<int (*)(const char*, bool, bool)>(dlsym(loaded, "useEngine"));
   if (!use) return fail("loading", dlerror());
   if (!isMapped("libfsys.so")) return fail("loading", "the library is not there");
-  if (int code = use(path.c_str(), shutsDown)) return fail("using", std::to_string(code).c_str());
+  if (int code = use(path.c_str(), waits, shutsDown))
+    return fail("using", std::to_string(code).c_str());
   if (dlclose(loaded) != 0) return fail("unloading", dlerror());
+  return 0;
+}
+
+int leaveNothing(const char* plugIn, const std::string& path, bool shutsDown) {
+  const long before = threads();
+  if (int code = loadAndUnload(plugIn, path, shutsDown, shutsDown)) return code;
   if (isMapped("libfsys.so")) return fail("unloading", "the library is still there");
   if (threads() != before) return fail("unloading", "a thread is left");
+  return 0;
+}
+
+// The threads that the share holds go on in the library's code when it lets them go.
+int leaveWhatIsHeld(const char* plugIn) {
+  const std::string folder = (std::filesystem::current_path() / "unload-share").string();
+  std::filesystem::remove(folder);
+  HeldFileSystem share(folder);
+  if (!share.isMounted()) {
+    std::puts("skipped: no file system can be mounted here");
+    return 77;
+  }
+  const long before = threads();
+  if (int code = loadAndUnload(plugIn, folder + "/held", false, true)) return code;
+  if (threads() == before) return fail("unloading", "nothing is held");
+  if (!isMapped("libfsys.so")) return fail("unloading", "the library is gone under its threads");
+  share.letGo();
+  while (threads() != before) std::this_thread::yield();
+  std::puts("what was held has ended");
   return 0;
 }
 
 }  // namespace
 
 int main(int count, char** words) {
-  if (count != 3) return fail("usage", "fsys_unload PLUG-IN shut-down|leave-it");
+  if (count != 3) return fail("usage", "fsys_unload PLUG-IN shut-down|leave-it|held");
+  if (std::strcmp(words[2], "held") == 0) return leaveWhatIsHeld(words[1]);
   const std::string path =
       (std::filesystem::current_path() / (std::string("unload-") + words[2])).string();
   std::vector<unsigned char> bytes = patternBytes(kFileBytes);
@@ -60,7 +89,7 @@ int main(int count, char** words) {
       .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(kFileBytes));
   int code = 0;
   for (int turn = 0; code == 0 && turn < kTurns; ++turn)
-    code = loadAndUnload(words[1], path, std::strcmp(words[2], "shut-down") == 0);
+    code = leaveNothing(words[1], path, std::strcmp(words[2], "shut-down") == 0);
   std::filesystem::remove(path);
   return code;
 }

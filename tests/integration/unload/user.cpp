@@ -34,9 +34,10 @@ void check(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>& data, RequestStatus s
 }  // namespace
 
 // Reads a file of pattern bytes. 0 when all of it is right; otherwise what went wrong.
-// `shutsDown`: waits for the reads, closes the file and ends the engine; otherwise leaves all that
+// `waits` for the reads. `shutsDown`: closes the file and ends the engine; otherwise all that is left
 // to the unloading.
-extern "C" __attribute__((visibility("default"))) int useEngine(const char* path, bool shutsDown) {
+extern "C" __attribute__((visibility("default"))) int useEngine(const char* path, bool waits,
+                                                                bool shutsDown) {
   if (FsysInitialize() != 1) return 2;
   FsysFile* file = nullptr;
   if (FsysOpen(&file, fromUTF8(path), 0, 1, nullptr) != 1) return 3;
@@ -44,9 +45,9 @@ extern "C" __attribute__((visibility("default"))) int useEngine(const char* path
     Qv::Ptr<iObject> place(new Place(uint64_t{i} * kBlock));
     if (file->DirectRead(long{i} * kBlock, kBlock, false, &check, place) != 1) return 4;
   }
-  if (!shutsDown) return wrong == 0 ? 0 : 5;
-  while (told < kBlocks) std::this_thread::yield();
+  while (waits && told < kBlocks) std::this_thread::yield();
+  if (!shutsDown) return 0;
   if (FsysClose(file, nullptr) != 1) return 6;
   FsysUninitialize(Shutdown::eNormal);
-  return wrong == 0 ? 0 : 5;
+  return waits && wrong != 0 ? 5 : 0;
 }
