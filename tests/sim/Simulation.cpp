@@ -58,6 +58,7 @@ void Simulation::choose() {
   // What nothing happens without.
   for (size_t always = 0; always < 4; ++always) weights_[always] = 4 + 2 * dice_.below(6);
   faulty_ = dice_.chance(70);
+  FsysSetImmediateRequestHandling(dice_.chance(60));
   trace_.note("list size %d, force poll %d, retries %d, always cache %d, %s",
               EngineSettings::MaxRequestListSize, EngineSettings::ForcePollLimit,
               EngineSettings::MaxFsysWriteRetries, EngineSettings::AlwaysUseWriteCache,
@@ -135,7 +136,7 @@ void Simulation::step() {
     case 1:
       return read(anyHandle(false));
     case 2:
-      return write(anyHandle(true));
+      return writeSome(anyHandle(true));
     case 3:
       return passOrRun();
     case 4:
@@ -152,7 +153,7 @@ void Simulation::step() {
     case 10:
       return changeCapacity();
     default:
-      return dice_.chance(30) ? endEngine() : disableCache();
+      return dice_.chance(15) ? endEngine() : disableCache();
   }
 }
 

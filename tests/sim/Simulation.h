@@ -72,6 +72,7 @@ private:
   void chooseRange(SimHandle& handle, SimQuestion& question);
   void judgeReadResult(const SimQuestion& question, uint32_t result, bool wasOpen);
   void write(const Handle& handle);
+  void writeSome(const Handle& handle);
   uint32_t anyWriteLength(const SimHandle& handle);
   Qv::Ptr<iMemHolder> cut(SimHandle& handle, uint32_t bytes);
   bool expect(SimQuestion& question, bool& straight);

@@ -150,6 +150,8 @@ void Simulation::checkCounters(const Vector<FsysFile*>& files, bool reads) {
       if (status == FileRequest::QUEUED || status == FileRequest::STARTED ||
           status == FileRequest::FAILED)
         listed += FileRequestPeer::byteCount(*request);
+      else if (status != FileRequest::COMPLETED)
+        broken("a request was told and is not finished: its status is " + std::to_string(status));
     }
     uint32_t counted = reads ? file->GetReadBytesOutstanding() : file->GetWriteBytesOutstanding();
     if (counted != listed)

@@ -196,6 +196,12 @@ void Simulation::write(const Handle& handle) {
   judgeWriteResult(*question, result);
 }
 
+// One behind the other, as a stream comes.
+void Simulation::writeSome(const Handle& handle) {
+  uint32_t more = dice_.chance(50) ? 0 : dice_.between(1, 4);
+  for (uint32_t i = 0; i <= more && failure_.empty(); ++i) write(handle);
+}
+
 // A refused write has no place; unless it is staged: then its bytes stay in the cache.
 void Simulation::settleWrite(SimQuestion& question, uint32_t, bool straight, uint32_t heldBefore) {
   SimHandle& handle = *question.handle;

@@ -23,7 +23,8 @@ uint32_t longestOf(const FileRequest& request, uint32_t coalesceLength) {
 void Simulation::started(const FakeTransfer& transfer) {
   const auto& request = *static_cast<FileRequest*>(transfer.request);
   const FsysFile* file = FileRequestPeer::file(request);
-  if (transfer.write && FileRequestPeer::entries(request).size() > 1)
+  if (transfer.write && !FileRequestPeer::isSynchronous(request) &&
+      FileRequestPeer::entries(request).size() > 1)
     tally_.count(SimTally::eMergedWrites);
   Handle owner;
   for (const Handle& handle : handles_)
