@@ -20,6 +20,7 @@
 #include "platform/Check.h"
 #include "platform/CriticalSection.h"
 #include "platform/OS.h"
+#include "platform/QvLockFree.h"
 
 namespace {
 
@@ -75,11 +76,11 @@ FileRequest::FileRequest(bool is_read, uint32_t byteCount, uint64_t offset, bool
       ByteCount_(byteCount),
       deferrable_(deferrable),
       buffer_(std::move(buffer)),
+      completions_(kEntriesOfOne),
       file_(file),
       waiter_(synchronous ? makeWaiter() : nullptr) {
-  // A constructor that throws runs no destructor: nothing is kept before all of it is there.
-  auto entries = std::make_unique<Entries>(kEntriesOfOne);
   (void)FSYS_CHECK(ByteCount_ != 0, "fsys/FileRequest line 59");
+  // A constructor that throws destroys no entry: none is listed before all of them are there.
   std::unique_ptr<CompletionInfo> caller, waiting;
   if (callback) caller = std::make_unique<CompletionInfo>(callback, context, offset, byteCount);
   if (synchronous_) {
@@ -87,9 +88,16 @@ FileRequest::FileRequest(bool is_read, uint32_t byteCount, uint64_t offset, bool
     waiting = std::make_unique<CompletionInfo>(&SyncFileRequest::SynchWaiter, syncContext_, offset,
                                                byteCount);
   }
-  if (caller) entries->add(caller.release());
-  if (waiting) entries->add(waiting.release());
-  completions_ = entries.release();
+  if (caller) completions_.add(caller.release());
+  if (waiting) completions_.add(waiting.release());
+}
+
+void* FileRequest::operator new(size_t bytes) {
+  return Qv::PooledObject<FileRequest>::operator new(bytes);
+}
+
+void FileRequest::operator delete(void* memory) {
+  Qv::PooledObject<FileRequest>::operator delete(memory);
 }
 
 FileRequest::~FileRequest() {
@@ -98,8 +106,7 @@ FileRequest::~FileRequest() {
     file_->unpin();
   }
   if (syncContext_) syncContext_->forgetRequest();
-  destroyEntries(*completions_);
-  delete completions_;
+  destroyEntries(completions_);
 }
 
 void FileRequest::retain() { shares_.add(); }
@@ -239,20 +246,20 @@ bool FileRequest::Coalesce(FileRequest* other) {
 
 // False, and nothing has changed, when there is no memory for it.
 bool FileRequest::adopt(const FileRequest* other, const Merged& merged) {
-  const size_t entries = completions_->size();
+  const size_t entries = completions_.size();
   const size_t holders = mergedHolders_.size();
   try {
-    copyEntries(*other->completions_, merged.otherShift);
+    copyEntries(other->completions_, merged.otherShift);
     if (!is_read_) keepHolders(other);
   } catch (const std::bad_alloc&) {
-    for (size_t last = completions_->size(); last-- > entries;) {
-      delete (*completions_)[last];
-      completions_->removeIdx(last);
+    for (size_t last = completions_.size(); last-- > entries;) {
+      delete completions_[last];
+      completions_.removeIdx(last);
     }
     for (size_t last = mergedHolders_.size(); last-- > holders;) mergedHolders_.removeIdx(last);
     return false;
   }
-  for (size_t i = 0; i < entries; ++i) (*completions_)[i]->bufferPosition_ += merged.ownShift;
+  for (size_t i = 0; i < entries; ++i) completions_[i]->bufferPosition_ += merged.ownShift;
   if (!is_read_ && merged.ownShift > 0) buffer_ = other->buffer_;
   // A started request keeps its range, which its completion reads without the lock.
   if (Status_ == QUEUED) {
@@ -266,7 +273,7 @@ void FileRequest::copyEntries(const Entries& entries, uint32_t shift) {
   for (const CompletionInfo* entry : entries) {
     auto copy = std::make_unique<CompletionInfo>(*entry);
     copy->bufferPosition_ += shift;
-    completions_->add(copy.get());
+    completions_.add(copy.get());
     static_cast<void>(copy.release());
   }
 }
@@ -371,7 +378,7 @@ int FileRequest::lastBefore(const Entries& entries, uint64_t position) {
 }
 
 int FileRequest::SeekCompletionFunction(uint64_t position) const {
-  return lastBefore(*completions_, position);
+  return lastBefore(completions_, position);
 }
 
 // Takes the entries from `first` on out of the list; nobody is merged in after that.
@@ -380,12 +387,12 @@ FileRequest::Entries FileRequest::takeEntries(uint32_t first) {
   delivered_ = true;
   Entries taken;
   if (first == 0) {
-    taken.swap(*completions_);
+    taken.swap(completions_);
     return taken;
   }
-  while (completions_->size() > first) {
-    taken.add((*completions_)[first]);
-    completions_->removeIdx(first);
+  while (completions_.size() > first) {
+    taken.add(completions_[first]);
+    completions_.removeIdx(first);
   }
   return taken;
 }
@@ -454,7 +461,7 @@ void FileRequest::deliver(CompletionInfo* entry, uint32_t status) {
 // For a request that will not be finished: whoever waits for it, or for one merged into it, goes
 // on.
 void FileRequest::wakeWaiters() {
-  for (CompletionInfo* entry : *completions_) {
+  for (CompletionInfo* entry : completions_) {
     Qv::Ptr<iMemHolder> nothing;
     if (entry->callback_ == &SyncFileRequest::SynchWaiter)
       entry->callback_(entry->context_, nothing, eRequestFailed);
@@ -463,7 +470,7 @@ void FileRequest::wakeWaiters() {
 
 bool FileRequest::CheckCompletionList() const {
   unsigned size = buffer_ ? buffer_->getSize() : 0;
-  for (const CompletionInfo* entry : *completions_) {
+  for (const CompletionInfo* entry : completions_) {
     if (entry->bufferPosition_ == 0) return true;
     if (entry->bufferPosition_ > size) return false;
   }

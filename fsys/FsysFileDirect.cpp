@@ -84,9 +84,8 @@ uint32_t FsysFile::SatisfyFromCache(FileRequest* fr) {
     fr->setStatus(FileRequest::SUCCEEDED);
     fr->bytesDone_ = fr->ByteCount_;
     fr->startAdjust_ = CachedFr->startAdjust_;
-    if (!fr->completions_->empty())
-      (*fr->completions_)[0]->bufferPosition_ =
-          static_cast<uint32_t>(fr->offset_ - CachedFr->offset_);
+    if (!fr->completions_.empty())
+      fr->completions_[0]->bufferPosition_ = static_cast<uint32_t>(fr->offset_ - CachedFr->offset_);
     (void)FSYS_CHECK(fr->buffer_ == NULL, "fsys/FsysFile");
     (void)FSYS_CHECK(CachedFr->buffer_ != NULL, "fsys/FsysFile");
     if (CachedFr != fr) fr->buffer_ = CachedFr->buffer_;

@@ -1,30 +1,10 @@
 #include "fsys/MemRef.h"
 
-#include <new>
-
 #include "platform/QvLockFree.h"
 
-namespace {
+void* MemRef::operator new(size_t bytes) { return Qv::PooledObject<MemRef>::operator new(bytes); }
 
-using Pool = Qv::LockFree::Stack<sizeof(MemRef), alignof(MemRef)>;
-
-// Never destroyed: slices may go while the process ends.
-Pool& pool() {
-  alignas(Pool) static unsigned char room[sizeof(Pool)];
-  static Pool* made = new (room) Pool;
-  return *made;
-}
-
-}  // namespace
-
-void* MemRef::operator new(size_t bytes) {
-  if (void* memory = bytes == sizeof(MemRef) ? pool().take() : nullptr) return memory;
-  throw std::bad_alloc();
-}
-
-void MemRef::operator delete(void* memory) {
-  if (memory) pool().give(memory);
-}
+void MemRef::operator delete(void* memory) { Qv::PooledObject<MemRef>::operator delete(memory); }
 
 MemRef::MemRef(const Qv::Ptr<iMemHolder>& underlying, unsigned start, unsigned size)
     : underlying_(underlying), start_(start), size_(size) {}

@@ -5,7 +5,9 @@
 #include <utility>
 #include <vector>
 
-// Vector: a growable array that keeps its order.
+#include "platform/ArrayMemory.h"
+
+// Vector: a growable array that keeps its order. A few small entries cost no allocation.
 // Threads    guarded by its owner.
 // Units      indices count entries from 0; `npos` is "not there".
 template <typename T>
@@ -62,5 +64,5 @@ public:
   auto end() const { return items_.end(); }
 
 private:
-  std::vector<T> items_;
+  std::vector<T, ArrayMemory<T>> items_;
 };

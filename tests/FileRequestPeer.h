@@ -23,10 +23,10 @@ struct FileRequestPeer {
     return x.asyncContext_;
   }
   static Qv::Ptr<iThreadEvent>& waiter(FileRequest& x) { return x.waiter_; }
-  static const Vector<CompletionInfo*>& entries(const FileRequest& x) { return *x.completions_; }
+  static const Vector<CompletionInfo*>& entries(const FileRequest& x) { return x.completions_; }
 
   static void addEntry(FileRequest& x, const CompletionInfo& entry) {
-    x.completions_->add(new CompletionInfo(entry));
+    x.completions_.add(new CompletionInfo(entry));
   }
   static void setBuffer(FileRequest& x, const Qv::Ptr<iMemHolder>& buffer) { x.buffer_ = buffer; }
   static void setCarriedByCaller(FileRequest& x) { x.carriedByCaller_ = true; }

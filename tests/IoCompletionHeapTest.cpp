@@ -53,6 +53,24 @@ TEST_F(IoCompletionHeapTest, FinishedReadsAreToldWithoutAnAllocation) {
   EXPECT_EQ(allocations, 0u);
 }
 
+TEST_F(IoCompletionHeapTest, AReadThatTheCacheAnswersAsksTheHeapForNothing) {
+  FsysFile* file = readPatternFile(L"/m/a", 1 << 20);
+  startReads(file);
+  os_->asyncIo().finishAll();
+  Qv::Ptr<iObject> nobody;
+  ASSERT_EQ(file->DirectRead(100, 50, false, &count, nobody), 1u) << "the pools grow";
+  told = 0;
+  unsigned allocations;
+  {
+    CountingHeap heap;
+    if (!heap.seesAllocations()) GTEST_SKIP() << kSanitized;
+    for (int i = 0; i < kTransfers; ++i) file->DirectRead(100 + i, 50, false, &count, nobody);
+    allocations = heap.allocations();
+  }
+  EXPECT_EQ(told, kTransfers);
+  EXPECT_EQ(allocations, 0u);
+}
+
 TEST_F(IoCompletionHeapTest, FinishedWritesAreToldWithoutAnAllocation) {
   told = 0;
   // What is written over has its memory in the fake already.

@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "tests/support/CountingHeap.h"
+
 namespace {
 
 Vector<int> made(std::initializer_list<int> items) {
@@ -58,6 +60,27 @@ TEST(VectorTest, ConsumeAppendsAllEntriesAndEmptiesTheOther) {
   empty.consume(vector);
   EXPECT_EQ(empty.size(), 3u);
   EXPECT_TRUE(vector.empty());
+}
+
+TEST(VectorTest, AFewSmallEntriesAskTheHeapForNothingOnceTheirPoolHasGrown) {
+  auto fill = [] {
+    Vector<int> vector;
+    for (int i = 0; i < 8; ++i) vector.add(i);
+    EXPECT_EQ(itemsOf(vector), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
+    Vector<int> copy = vector;
+    copy.insert(0, 9);
+    EXPECT_EQ(copy.size(), 9u);
+    EXPECT_EQ(copy[8], 7);
+    return vector;
+  };
+  Vector<int> kept = fill();
+  CountingHeap heap;
+  if (!heap.seesAllocations()) GTEST_SKIP() << "the sanitizer's own operators stand there";
+  Vector<void*> entries;
+  for (int i = 0; i < 4; ++i) entries.add(&entries);
+  EXPECT_EQ(heap.allocations(), 0u);
+  entries.add(nullptr);
+  EXPECT_GT(heap.allocations(), 0u) << "the fifth makes it a long one";
 }
 
 TEST(VectorTest, EntriesThatCanOnlyBeMovedAreKept) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "fsys/Export.h"
@@ -37,6 +38,10 @@ using CompletionCallback = void (*)(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolde
 struct FSYS_EXPORT CompletionInfo {
   CompletionInfo(CompletionCallback callback, const Qv::Ptr<iObject>& context, uint64_t offset,
                  uint32_t length);
+
+  // From a pool: one comes and goes with every transfer.
+  static void* operator new(size_t bytes);
+  static void operator delete(void* memory);
 
   CompletionCallback callback_;
   Qv::Ptr<iObject> context_;

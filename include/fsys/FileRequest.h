@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "fsys/CompletionInfo.h"
@@ -65,6 +66,9 @@ public:
   ~FileRequest();
   FileRequest(const FileRequest&) = delete;
   FileRequest& operator=(const FileRequest&) = delete;
+  // From a pool: one comes and goes with every transfer.
+  static void* operator new(size_t bytes);
+  static void operator delete(void* memory);
 
   // Shares (see Ownership). Any thread.
   void retain();
@@ -164,7 +168,7 @@ private:
   uint32_t bytesDone_ = 0;
   Qv::Ptr<iMemHolder> buffer_;
   Qv::Ptr<iAsyncContext> asyncContext_;
-  Entries* completions_ = nullptr;  // owned; guarded by the file's lock once queued
+  Entries completions_;  // owned; guarded by the file's lock once queued
   double startTime_ms_ = 0;
   FsysFile* file_;
   uint16_t startRetries_ = 0;

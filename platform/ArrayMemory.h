@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+#include "platform/PlatformExport.h"
+
+// Memory for short arrays, from a pool that grows to what is used at once and allocates nothing
+// after that: lists of one or two entries are made and dropped at every transfer.
+// Threads    any; no lock.
+constexpr size_t kShortArray_bytes = 32;
+// Throws std::bad_alloc.
+PLATFORM_EXPORT void* takeShortArray();
+PLATFORM_EXPORT void giveShortArray(void* memory) noexcept;
+
+// ArrayMemory: where a Vector's entries lie: short arrays in that pool, longer ones on the heap.
+template <typename T>
+struct ArrayMemory {
+  using value_type = T;
+
+  ArrayMemory() = default;
+  template <typename U>
+  ArrayMemory(const ArrayMemory<U>&) {}  // NOLINT(google-explicit-constructor): an allocator's own
+
+  T* allocate(size_t count) {
+    if (isShort(count)) return static_cast<T*>(takeShortArray());
+    if (count > static_cast<size_t>(-1) / sizeof(T)) throw std::bad_array_new_length();
+    return static_cast<T*>(::operator new(count * sizeof(T)));
+  }
+  void deallocate(T* memory, size_t count) {
+    if (isShort(count)) return giveShortArray(memory);
+    ::operator delete(memory);
+  }
+  bool operator==(const ArrayMemory&) const { return true; }
+
+private:
+  static_assert(alignof(T) <= alignof(std::max_align_t));
+  static bool isShort(size_t count) { return count <= kShortArray_bytes / sizeof(T); }
+};
