@@ -6,13 +6,13 @@
 
 // WriteBehind: looks after what one file wrote into the page cache and left to the system.
 // Story      Told of every such write. Left alone the system would gather the bytes for half a
-//            minute and then have the writer wait for all of them: so each 8 MiB the disk is told
+//            minute and then have the writer wait for all of them: so each 16 MiB the disk is told
 //            to begin. Whoever closes the file settles.
 // Threads    any.
 // Units      bytes.
 class WriteBehind {
 public:
-  static constexpr uint64_t kBegin_bytes = 8u << 20;
+  static constexpr uint64_t kBegin_bytes = 16u << 20;
 
   // The first `bytes` of a write at the offset are in the page cache now.
   void wrote(int descriptor, uint64_t offset, uint32_t bytes);
