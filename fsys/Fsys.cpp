@@ -205,16 +205,26 @@ std::unique_ptr<FsysFile> Fsys::openNative(const LightweightString<wchar_t>& pat
   return file;
 }
 
+// True when this call made it.
+bool Fsys::makeReceiver() {
+  CriticalSectionLock lock(ownLock_);
+  if (receiver_) return false;
+  try {
+    receiver_ = Qv::Ptr<IOCompletionReceiver>(new IOCompletionReceiver);
+    return true;
+  } catch (const std::bad_alloc&) {
+    Log("No completion handler can be made: transfers are served by threads\n");
+    return false;
+  }
+}
+
 // Without a receiver the file's transfers are served by the engine's own threads.
 void Fsys::attach(FsysFile* file, uint32_t flags) {
-  CriticalSectionLock lock(ownLock_);
-  if (!receiver_ && file->isASyncIOSupported()) {
-    try {
-      receiver_ = Qv::Ptr<IOCompletionReceiver>(new IOCompletionReceiver);
-    } catch (const std::bad_alloc&) {
-      Log("No completion handler can be made: transfers are served by threads\n");
-    }
+  if (file->isASyncIOSupported() && makeReceiver()) {
+    readPoll_->sendOnErrands(receiver_->readHandler());
+    writePoll_->sendOnErrands(receiver_->writeHandler());
   }
+  CriticalSectionLock lock(ownLock_);
   if (!receiver_) return;
   file->SetUpIoCompletionNotify(isForWriting(flags) ? receiver_->writeHandler()
                                                     : receiver_->readHandler());

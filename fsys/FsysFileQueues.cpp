@@ -34,7 +34,7 @@ void waitFor(iThreadEvent& waiter) {
 // callbacks have returned. That spares two changes of thread a request.
 void FsysFile::kickPoll() {
   if (DeliveryScope::takeKick(this)) return;
-  if (poll_) poll_->Kick();
+  if (poll_) poll_->Rouse();
 }
 
 bool FsysFile::mayDefer(const FileRequest* request) const {

@@ -5,10 +5,21 @@
 
 #include "fsys/FsysFile.h"
 #include "platform/OS.h"
+#include "platform/OsAsyncIo.h"
 
 namespace {
 
 constexpr unsigned kShortestWait_ms = 1;
+
+// A pass by another thread than the poller's. The poller takes it back before it goes.
+class PollErrand final : public iTask {
+public:
+  explicit PollErrand(FsysPoll& poll) : poll_(poll) {}
+  void run() override { poll_.PassIfFree(); }
+
+private:
+  FsysPoll& poll_;
+};
 
 }  // namespace
 
@@ -29,12 +40,27 @@ FsysPoll::~FsysPoll() { Stop(); }
 
 void FsysPoll::Stop() {
   running_.set(false);
+  if (CompletionPortHandler* messenger = messenger_.exchange(nullptr))
+    messenger->setErrand(nullptr);
   Kick();
   if (threadId_ != 0) co_kill(threadId_);
   threadId_ = 0;
 }
 
 void FsysPoll::Kick() { wake_->signal(); }
+
+// Without memory for the errand it stays with kicks.
+void FsysPoll::sendOnErrands(CompletionPortHandler* handler) {
+  Qv::Ptr<iTask> errand(new (std::nothrow) PollErrand(*this));
+  if (!errand) return;
+  handler->setErrand(errand);
+  messenger_.set(handler);
+}
+
+void FsysPoll::Rouse() {
+  CompletionPortHandler* messenger = messenger_.get();
+  if (!messenger || !messenger->sendOnErrand()) Kick();
+}
 
 unsigned FsysPoll::StartPolling(void* poll) {
   auto* self = static_cast<FsysPoll*>(poll);
@@ -47,22 +73,35 @@ unsigned FsysPoll::StartPolling(void* poll) {
 
 unsigned FsysPoll::Polltasks() {
   if (!running_) return 1;
-  foundWork_ = false;
   CriticalSectionLock lock(*filesLock_);
+  foundWork_ = pass();
+  return 1;
+}
+
+void FsysPoll::PassIfFree() {
+  if (!running_) return;
+  if (!filesLock_->tryEnter()) return Kick();
+  pass();
+  filesLock_->leave();
+}
+
+// Whether anything was started.
+bool FsysPoll::pass() {
+  bool found = false;
   for (size_t i = 0; i < files_->size();) {
     FsysFile* file = (*files_)[i];
-    passOver(file);
+    found |= passOver(file);
     if (!running_) break;
     // A callback may have closed this file, or one before it: then the next one stands here now.
     if (i < files_->size() && (*files_)[i] == file) ++i;
   }
-  return 1;
+  return found;
 }
 
-void FsysPoll::passOver(FsysFile* file) {
+bool FsysPoll::passOver(FsysFile* file) {
   FilePin pin(file);
   file->StartRequests(reads_ ? file->readRequests_ : file->writeRequests_);
-  foundWork_ |= file->foundWork_;
+  return file->foundWork_;
 }
 
 // Work seldom comes alone, and a synchronous write kicks nobody: after a pass that started writes

@@ -14,6 +14,8 @@ public:
   CriticalSection& operator=(const CriticalSection&) = delete;
 
   void enter() ACQUIRE();
+  // False, and nothing is held, when another thread holds it. Does not wait.
+  bool tryEnter() TRY_ACQUIRE(true);
   void leave() RELEASE();
 
 private:

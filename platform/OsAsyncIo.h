@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "platform/OsThreads.h"
 #include "platform/PlatformExport.h"
 #include "platform/QvDC.h"
 #include "platform/iObject.h"
@@ -64,7 +65,12 @@ private:
 // iCompletionPort: what stands behind a CompletionPortHandler. Files are attached to the port.
 // Ownership  the destructor returns only when no command runs and none can start; transfers that
 //            are still in flight then end without being reported.
-class iCompletionPort : public iObject {};
+class iCompletionPort : public iObject {
+public:
+  // See CompletionPortHandler.
+  virtual void setErrand(const Qv::Ptr<iTask>& errand) = 0;
+  virtual bool sendOnErrand() = 0;
+};
 
 // iAsyncIo: the asynchronous I/O service.
 // Threads    any. createPort and describe may make a ring and a thread to find out what can be had.
@@ -114,6 +120,14 @@ public:
   ~CompletionPortHandler();
   CompletionPortHandler(const CompletionPortHandler&) = delete;
   CompletionPortHandler& operator=(const CompletionPortHandler&) = delete;
+
+  // The errand on which the handler's thread can be sent; null takes it away, and returns when it
+  // does not run any more and cannot start. Not from a command, nor from the errand itself.
+  void setErrand(const Qv::Ptr<iTask>& errand);
+  // While there is an errand. True: it will run on the handler's thread, no lock held, before the
+  // commands of what ends from now on; who comes before it has begun shares the run. False: the
+  // thread is not waiting, or none can be sent, and nothing will run. Any thread; does not wait.
+  bool sendOnErrand();
 
   // For the platform's files.
   iCompletionPort* port() const { return port_.get(); }

@@ -75,6 +75,7 @@ private:
   std::unique_ptr<FsysFile> openNative(const LightweightString<wchar_t>& path, uint32_t value,
                                        uint32_t flags, uint32_t sectorSize,
                                        iDiskDrive::eType driveType);
+  bool makeReceiver();
   void attach(FsysFile* file, uint32_t flags);
   FsysPoll* pollFor(uint32_t flags) const;
   uint32_t prepareForWriting(FsysFile* file);

@@ -8,12 +8,14 @@
 #include "platform/OsThreads.h"
 #include "platform/Vector.h"
 
+class CompletionPortHandler;
 class FsysFile;
 
 // FsysPoll: starts the queued requests of one direction's files, on a timer or when kicked.
 // Story      The engine makes one for reads and one for writes; each has a thread that passes over
 //            its file list until the poller goes.
-// Threads    Kick: any. Polltasks: the poller's thread, under the list's lock for the whole pass.
+// Threads    Kick, Rouse: any. A pass holds the list's lock; the poller's thread makes it, or the
+//            completion handler's when it was waiting as somebody queued.
 //            Callbacks of failed starts run inside a pass, with that lock and the file's lock held.
 //            A callback's own thread may pass over its one file instead, without the list's lock.
 // Ownership  the list and its lock are the engine's; the thread is the poller's. The destructor
@@ -35,6 +37,13 @@ public:
   void Stop();
   // Makes the next pass start at once. Any thread; takes no lock; does not wait; cannot fail.
   void Kick();
+  // As Kick, for who has just queued something: where the handler's thread waits it makes the pass
+  // instead, since it is the one that hears of the transfers' ends.
+  void Rouse();
+  // From now on Rouse may send that handler's thread; until Stop.
+  void sendOnErrands(CompletionPortHandler* handler);
+  // A pass by a thread that must not wait for the list: if somebody has it, the poller is kicked.
+  void PassIfFree();
   // Whether its thread could be made; without it nothing is started.
   bool hasThread() const { return threadId_ != 0; }
   // One pass over the files. Returns 1.
@@ -45,7 +54,8 @@ public:
 private:
   friend struct LayoutPeer;
   friend struct FsysPollPeer;
-  void passOver(FsysFile* file);
+  bool pass() REQUIRES(*filesLock_);
+  bool passOver(FsysFile* file);
   unsigned nextWait_ms();
 
   // Fixed order; fixed after construction unless said otherwise.
@@ -57,6 +67,8 @@ private:
   unsigned spare_;
   OsWord<bool> running_{true};
   bool reads_;
+
+  OsWord<CompletionPortHandler*> messenger_{nullptr};
 
   // The poller's thread alone.
   bool foundWork_ = false;

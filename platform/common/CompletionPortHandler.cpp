@@ -9,3 +9,7 @@ CompletionPortHandler::CompletionPortHandler(const char* name, CompletionCommand
 }
 
 CompletionPortHandler::~CompletionPortHandler() = default;
+
+void CompletionPortHandler::setErrand(const Qv::Ptr<iTask>& errand) { port_->setErrand(errand); }
+
+bool CompletionPortHandler::sendOnErrand() { return port_->sendOnErrand(); }

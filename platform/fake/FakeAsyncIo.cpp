@@ -146,3 +146,13 @@ void FakeAsyncIo::report(FakeTransfer& transfer, void* request, uint32_t done, u
   if (error != 0) errors_.setLastError(error);
   command.execute(CompletionPortHandlerCallbackContext(done, request, error == 0));
 }
+
+unsigned FakeAsyncIo::runErrands() {
+  unsigned ran = 0;
+  for (const std::shared_ptr<FakePortState>& port : ports_) {
+    if (!std::exchange(port->isAsked, false) || !port->errand) continue;
+    ++ran;
+    port->errand->run();
+  }
+  return ran;
+}

@@ -24,6 +24,8 @@ struct FakePortState {
   int queued = 0;
   int kept = 0;
   CompletionCommand command;
+  Qv::Ptr<iTask> errand;
+  bool isAsked = false;  // sent on it, and it has not run
   bool alive = true;
   unsigned executed = 0;  // commands
   unsigned ended = 0;     // which of the ports that have ended it was, from 1
@@ -83,6 +85,12 @@ public:
   // While on, waits and FakeOS::run leave pending transfers alone.
   void hold(bool on) { held_ = on; }
 
+  // Whether ports are waiting, so that they can be sent on errands; at first they are not. Runs the
+  // errand of every port that was sent. How many.
+  void takeErrands(bool on) { takesErrands_ = on; }
+  bool takesErrands() const { return takesErrands_; }
+  unsigned runErrands();
+
   // Finished transfers whose link had been cut, and whose port had gone.
   unsigned lateDropped() const { return lateDropped_; }
   unsigned unreported() const { return unreported_; }
@@ -126,4 +134,5 @@ private:
   // Shared: a context may outlive the fake.
   std::shared_ptr<unsigned> liveContexts_ = std::make_shared<unsigned>(0);
   bool held_ = false;
+  bool takesErrands_ = false;
 };

@@ -15,6 +15,12 @@ public:
     state_->command = CompletionCommand();
   }
 
+  void setErrand(const Qv::Ptr<iTask>& errand) override { state_->errand = errand; }
+  bool sendOnErrand() override {
+    state_->isAsked |= asyncIo_.takesErrands();
+    return state_->isAsked;
+  }
+
   const std::shared_ptr<FakePortState>& state() const { return state_; }
 
 private:

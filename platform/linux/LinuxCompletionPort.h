@@ -16,6 +16,8 @@ public:
 
   // Once, before the port is used.
   void give(const Qv::Ptr<TransferPort>& transfers, const iAsyncIo::Description& description);
+  void setErrand(const Qv::Ptr<iTask>& errand) override { transfers_->setErrand(errand); }
+  bool sendOnErrand() override { return transfers_->sendOnErrand(); }
   const Qv::Ptr<TransferPort>& transfers() const { return transfers_; }
 
   // Describes the ports that exist, as iAsyncIo::describe() says. False when there is none.

@@ -34,6 +34,10 @@ void CriticalSection::enter() NO_THREAD_SAFETY_ANALYSIS {
   FSYS_INVARIANT(result == 0);
 }
 
+bool CriticalSection::tryEnter() NO_THREAD_SAFETY_ANALYSIS {
+  return pthread_mutex_trylock(mutexIn(lock_)) == 0;
+}
+
 void CriticalSection::leave() NO_THREAD_SAFETY_ANALYSIS {
   int result = pthread_mutex_unlock(mutexIn(lock_));
   FSYS_INVARIANT(result == 0);

@@ -108,6 +108,21 @@ uint32_t RingPort::start(AsyncOperation* operation) {
   return 1;
 }
 
+void RingPort::setErrand(const Qv::Ptr<iTask>& errand) {
+  MutexLock lock(errandLock_);
+  errand_ = errand;
+}
+
+// Who finds it asked already comes before the reaper has begun to look: the run is his too.
+bool RingPort::sendOnErrand() {
+  uint32_t state = eWaiting;
+  if (reaper_.compare_exchange_strong(state, eAsked)) {
+    wake();
+    return true;
+  }
+  return state == eAsked;
+}
+
 void RingPort::wake() {
   uint64_t one = 1;
   [[maybe_unused]] ssize_t written = write(wakeDescriptor_, &one, sizeof(one));
@@ -170,6 +185,7 @@ void RingPort::reap() {
   while (waitForCompletions()) {
     collect();
     restart();
+    if (mustRun_) runErrand();
     deliver();
   }
   if (isKept()) letGo();
@@ -180,10 +196,29 @@ bool RingPort::isKept() {
   return isKept_;
 }
 
+// What it starts goes in together.
+void RingPort::runErrand() {
+  {
+    MutexLock lock(errandLock_);
+    if (!errand_) return;
+    executing = this;
+    errand_->run();
+    executing = nullptr;
+  }
+  restart();
+}
+
 // False when a closed port has nothing more in flight.
 bool RingPort::waitForCompletions() {
+  if (closed_.load(std::memory_order_acquire) && maySettle()) return false;
+  reaper_.store(eWaiting);
+  await();
+  mustRun_ = reaper_.exchange(eBusy) == eAsked;
+  return true;
+}
+
+void RingPort::await() {
   bool closed = closed_.load(std::memory_order_acquire);
-  if (closed && maySettle()) return false;
   io_uring_cqe* cqe = nullptr;
   if (submitFailed_) {
     __kernel_timespec retry = {0, kRetry_ns};
@@ -194,7 +229,6 @@ bool RingPort::waitForCompletions() {
   } else {
     io_uring_wait_cqe(&ring_, &cqe);
   }
-  return true;
 }
 
 // One step of a closed port's end: it waits, cancels, waits again, and lets the closer go. True

@@ -22,6 +22,9 @@ public:
 
   // 1: the transfer is the port's now. Otherwise an OsError, and it stays the caller's.
   virtual uint32_t start(AsyncOperation* operation) = 0;
+  // See CompletionPortHandler. A port that has no thread to send takes no errand.
+  virtual void setErrand(const Qv::Ptr<iTask>&) {}
+  virtual bool sendOnErrand() { return false; }
   // Returns when no command runs and none can start. Once; not from a command.
   virtual void close() = 0;
 

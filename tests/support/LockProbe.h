@@ -1,7 +1,5 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <thread>
 
 #include "platform/CriticalSection.h"
@@ -11,13 +9,11 @@
 //            re-entrant. It does not wait.
 class LockProbe {
 public:
-  // A critical section begins with the system's lock.
   static bool isHeld(CriticalSection& section) {
-    auto* lock = reinterpret_cast<pthread_mutex_t*>(&section);
     bool held = true;
     std::thread([&] {
-      if (pthread_mutex_trylock(lock) != 0) return;
-      pthread_mutex_unlock(lock);
+      if (!section.tryEnter()) return;
+      section.leave();
       held = false;
     }).join();
     return held;
