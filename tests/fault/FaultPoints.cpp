@@ -1,7 +1,5 @@
 #include "tests/fault/FaultPoints.h"
 
-thread_local int FaultPause::depth_ = 0;
-
 void FaultPoints::arm(const Fault& fault) {
   std::lock_guard lock(lock_);
   fault_ = fault;
