@@ -38,7 +38,8 @@ struct SimHandle {
 
   unsigned number = 0;
   SimPlace* place = nullptr;
-  FsysFile* file = nullptr;
+  FsysFile* file = nullptr;  // gone before the state says so while the engine ends
+  uint32_t sectorSize = 0;   // of the file
   bool writing = false;
   bool async = false;
   bool attached = false;  // its completions come by themselves; otherwise tasks transfer

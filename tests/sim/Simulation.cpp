@@ -201,6 +201,7 @@ void Simulation::open() {
 void Simulation::adopt(const Handle& handle, unsigned attachFaults) {
   FaultPlan& faults = os_->faults();
   FsysFile& file = *handle->file;
+  handle->sectorSize = file.GetSectorSize();
   handle->async = file.isASyncIOSupported();
   handle->attached = handle->async && attachFaults == faults.fired(FaultPlan::eAttach) +
                                                           faults.fired(FaultPlan::eCreatePort);

@@ -117,7 +117,7 @@ void Simulation::judgeReadResult(const SimQuestion& question, uint32_t result, b
 uint32_t Simulation::anyWriteLength(const SimHandle& handle) {
   if (dice_.chance(8)) return dice_.between(60'000, 140'000);
   if (!handle.wholeSectors && dice_.chance(80)) return dice_.between(1, 5000);
-  uint32_t sector = handle.file->GetSectorSize();
+  uint32_t sector = handle.sectorSize;
   return sector * dice_.between(1, sector > 512 ? 3 : 16);
 }
 
@@ -132,7 +132,7 @@ Qv::Ptr<iMemHolder> Simulation::cut(SimHandle& handle, uint32_t bytes) {
 bool Simulation::expect(SimQuestion& question, bool& straight) {
   SimHandle& handle = *question.handle;
   WriteStream& stream = handle.stream;
-  uint32_t sector = handle.file->GetSectorSize();
+  uint32_t sector = handle.sectorSize;
   bool network = FsysFilePeer::driveType(*handle.file) == iDiskDrive::eNetwork;
   bool caching = cachingOn_ && (network || EngineSettings::AlwaysUseWriteCache == 1);
   question.offset = stream.position();

@@ -38,7 +38,7 @@ void Simulation::started(const FakeTransfer& transfer) {
   if (!owner) return broken("a transfer starts for no open file");
   if (FileRequestPeer::byteCount(request) > longestOf(request, owner->longestMerge))
     broken("a request is longer than the file lets it become");
-  uint32_t sector = owner->file->GetSectorSize();
+  uint32_t sector = owner->sectorSize;
   if (!transfer.write && (transfer.offset % sector != 0 || transfer.bytes % sector != 0))
     broken("a read starts that is not whole sectors");
 }
@@ -103,7 +103,7 @@ void Simulation::noteMove(const FakeMove& move, const Handle& handle) {
           EngineSettings::MaxNetWriteQueue);
     }
   } else if (move.transfer == 0 && !move.write) {
-    seen.requestOffset += handle->file->GetSectorSize();
+    seen.requestOffset += handle->sectorSize;
   }
   if (!move.write && move.error == 0) {
     const std::vector<unsigned char>& disk = handle->place->disk;
