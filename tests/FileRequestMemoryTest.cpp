@@ -1,5 +1,8 @@
 // Requests that find no memory: none is half made, half merged or left untold.
 
+#include <memory>
+
+#include "platform/ArrayMemory.h"
 #include "tests/FileRequestFixture.h"
 #include "tests/support/FailingHeap.h"
 
@@ -7,6 +10,42 @@ namespace {
 
 using Peer = FileRequestPeer;
 constexpr int kMost = 50;  // allocations
+
+// All that the pools of requests have, for a scope: what is needed then is asked of the heap.
+class SparesTaken {
+public:
+  explicit SparesTaken(FailingHeap& heap) {
+    entries_.reserve(kRoom);
+    arrays_.reserve(kRoom);
+    heap.refuse(0, false);
+    takeAll([this] { entries_.push_back(std::make_unique<CompletionInfo>(nullptr, none_, 0, 0)); });
+    takeAll([this] { arrays_.push_back(takeShortArray()); });
+    heap.letBe();
+  }
+  ~SparesTaken() {
+    for (void* array : arrays_) giveShortArray(array);
+  }
+  SparesTaken(const SparesTaken&) = delete;
+  SparesTaken& operator=(const SparesTaken&) = delete;
+  size_t size() const { return entries_.size() + arrays_.size(); }
+
+private:
+  static constexpr size_t kRoom = 1 << 16;
+
+  template <typename Take>
+  static void takeAll(const Take& take) {
+    try {
+      for (size_t i = 0; i < kRoom; ++i) take();
+      ADD_FAILURE() << "a pool has no end";
+    } catch (const std::bad_alloc&) {
+      // That was the last.
+    }
+  }
+
+  Qv::Ptr<iObject> none_;
+  std::vector<std::unique_ptr<CompletionInfo>> entries_;
+  std::vector<void*> arrays_;
+};
 
 class FileRequestMemoryTest : public FileRequestTest {
 protected:
@@ -21,6 +60,17 @@ protected:
   RequestHandle queued(RequestHandle request) {
     return inStatus(std::move(request), FileRequest::QUEUED);
   }
+  // Makes a synchronous request, for which an allocation fails. Whether one did.
+  bool makeWithout(int nth) {
+    Qv::Ptr<iObject> context = recorder_->context();
+    heap_.refuse(nth, true);
+    try {
+      FileRequest request(true, 100, 0, false, true, nullptr, &file_, &Recorder::told, context);
+    } catch (const std::bad_alloc&) {
+      // As it should when one was refused.
+    }
+    return heap_.letBe();
+  }
   // A started read of 512 bytes whose block is filled.
   RequestHandle finishedRead() {
     RequestHandle request = makeRead(0, 512, 1);
@@ -33,17 +83,25 @@ protected:
 };
 
 TEST_F(FileRequestMemoryTest, ARequestThatCannotBeMadeLeavesNothingBehind) {
-  Qv::Ptr<iObject> context = recorder_->context();
+  ASSERT_FALSE(makeWithout(kMost));  // now the pools have what they need
   bool refused = true;
   int tried = 0;
   for (; refused && tried < kMost; ++tried) {
-    heap_.refuse(tried, true);
-    try {
-      FileRequest request(true, 100, 0, false, true, nullptr, &file_, &Recorder::told, context);
-    } catch (const std::bad_alloc&) {
-    }
-    refused = heap_.letBe();
+    size_t spares = SparesTaken(heap_).size();
+    refused = makeWithout(tried);
     EXPECT_EQ(heap_.live(), 0) << "allocation " << tried;
+    EXPECT_EQ(SparesTaken(heap_).size(), spares) << "allocation " << tried;
+  }
+  EXPECT_FALSE(refused);
+  EXPECT_GT(tried, 2);
+}
+
+TEST_F(FileRequestMemoryTest, ARequestThatFindsThePoolsEmptyIsMadeOrNot) {
+  bool refused = true;
+  int tried = 0;
+  for (; refused && tried < kMost; ++tried) {
+    SparesTaken all(heap_);
+    refused = makeWithout(tried);
   }
   EXPECT_FALSE(refused);
   EXPECT_GT(tried, 4);
@@ -57,6 +115,7 @@ TEST_F(FileRequestMemoryTest, ARequestThatCannotBeMergedInStaysByItselfAndNothin
     RequestHandle first =
         queued(makeWrite(100, 100, Qv::Ptr<iMemHolder>(new MemRef(whole, 100, 100)), 1));
     RequestHandle before = makeWrite(0, 100, Qv::Ptr<iMemHolder>(new MemRef(whole, 0, 100)), 2);
+    SparesTaken all(heap_);
     heap_.refuse(tried, true);
     bool merged = first->Coalesce(before.get());
     refused = heap_.letBe();

@@ -21,7 +21,8 @@ enum RequestStatus : uint32_t {
 //            - on the caller's own stack, no lock held (answered from the read cache, absorbed by
 //              the write cache, or given up by FsysClose);
 //            - on the thread that makes a pass, a poller's or a completion thread, with the file's
-//              lock held and on a poller's also the list's (a start failed, or needed no transfer).
+//              lock held and, where the pass is over all files, the list's as well (a start failed,
+//              or needed no transfer).
 //              Here it may use its own file only.
 //            In all three it may queue more work on its own file: this never waits, also where the
 //            caller asked for a synchronous write; a full list is answered at once. It may close

@@ -36,6 +36,7 @@ FaultCall FaultPoints::lastFired() const {
 
 FaultPoints::Verdict FaultPoints::next(FaultCall call) {
   if (FaultPause::active()) return {};
+  FaultPause own;  // the lists of errors are made when they are first looked at
   std::lock_guard lock(lock_);
   ++calls_[static_cast<size_t>(call)];
   if (call != FaultCall::eAllocate) ++total_;
