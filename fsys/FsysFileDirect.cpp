@@ -348,13 +348,15 @@ uint32_t FsysFile::flushForClosing() {
 }
 
 // The same as flushCache, as a transfer that is waited for no longer than a drain, and tried once.
+// Without memory for it as ever: bytes that nobody tried to write would be lost for sure.
 uint32_t FsysFile::flushCacheInTime() {
   uint32_t held = cachedBytes();
   if (held == 0) return eResultOk;
   if (flushGivenUp_) return eResultFailed;
-  auto* request = new FileRequest(false, held, writeCachePosition_, false, true, writeCache_, this,
-                                  nullptr, nullptr);
-  uint32_t result = request->waiter_ ? LowLevelAsyncWrite(request) : uint32_t{eOsNoMemory};
+  FileRequest* request = makeFlush(held);
+  if (!request) return flushCache();
+  uint32_t result = LowLevelAsyncWrite(request);
+  if (result != eResultOk) OsAtomics::store(FsysError, result);
   if (result == eResultOk && !hasArrivedInTime(request)) result = eResultFailed;
   request->release();
   if (result != eResultOk) return result;
@@ -362,6 +364,17 @@ uint32_t FsysFile::flushCacheInTime() {
   writeCacheFill_ = writeCache_->getBuffer();
   writeCachePosition_ = position_.get();
   return eResultOk;
+}
+
+// Null without memory.
+FileRequest* FsysFile::makeFlush(uint32_t held) try {
+  auto* request = new FileRequest(false, held, writeCachePosition_, false, true, writeCache_, this,
+                                  nullptr, nullptr);
+  if (request->waiter_) return request;
+  request->release();
+  return nullptr;
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
 // What has not is cut off; the system keeps the bytes for as long as it needs them.

@@ -194,6 +194,7 @@ private:
   uint32_t flushCache();
   uint32_t flushForClosing();
   uint32_t flushCacheInTime();
+  FileRequest* makeFlush(uint32_t held);
   bool hasArrivedInTime(FileRequest* write);
 
   static constexpr uint32_t kDrainWait_ms = 4000;  // longest wait for writes in flight
