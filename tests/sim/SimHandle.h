@@ -45,11 +45,12 @@ struct SimHandle {
   bool attached = false;  // its completions come by themselves; otherwise tasks transfer
   eState state = eOpen;
   bool cacheDisabled = false;
-  bool readsNothing = false;  // some of its reads ask for no bytes
-  bool wholeSectors = false;  // it is written in whole sectors alone
-  uint32_t longestMerge = 0;  // its largest coalesce length, ever
-  unsigned writesInside = 0;  // calls of DirectWrite on the stack
-  uint64_t lastOffset = 0;    // of the last read
+  bool readsNothing = false;   // some of its reads ask for no bytes
+  bool wholeSectors = false;   // it is written in whole sectors alone
+  uint32_t longestMerge = 0;   // its largest coalesce length, ever
+  unsigned refusedBefore = 0;  // starts of writes, when its close began
+  unsigned writesInside = 0;   // calls of DirectWrite on the stack
+  uint64_t lastOffset = 0;     // of the last read
   uint32_t lastLength = 0;
   WriteStream stream;
   Qv::Ptr<SimReel> reel;

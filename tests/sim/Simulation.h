@@ -95,6 +95,9 @@ private:
 
   // Ends and checks (SimulationChecks.cpp).
   void close(const Handle& handle);
+  unsigned refusedStarts();
+  bool excuseGivenUp(const Handle& handle);
+  void beginClosing(const Handle& handle);
   void closed(const Handle& handle);
   void endEngine();
   void finish();

@@ -10,8 +10,8 @@ namespace {
 
 constexpr double kDrain_ms = 4000;
 constexpr double kRequests_ms = 29 * 100;
-// Of one file: its drain, its writes, its drain, its reads.
-constexpr double kLongestClose_ms = 2 * kDrain_ms + 2 * kRequests_ms;
+// Of one file: what it holds (on a share), its drain, its writes, its drain, its reads.
+constexpr double kLongestClose_ms = 3 * kDrain_ms + 2 * kRequests_ms;
 constexpr double kCalm_ms = 4000;
 constexpr double kSlack_ms = 100;
 
@@ -48,7 +48,8 @@ void Simulation::close(const Handle& handle) {
   unsigned leaving = leaving_;
   double start_ms = os_->clock().now_ms();
   double slowed_ms = slowed_ms_;
-  handle->state = SimHandle::eClosing;
+  beginClosing(handle);
+  FsysError = 1;
   {
     SimTrace::Inside inside(trace_);
     if (FsysClose(handle->file, nullptr) != 1) return broken("a file cannot be closed");
@@ -60,11 +61,38 @@ void Simulation::close(const Handle& handle) {
   if (took_ms > kLongestClose_ms * (1 + nested) + kSlack_ms)
     broken("a close took " + std::to_string(took_ms) + " ms");
   if (took_ms > kRequests_ms) tally_.count(SimTally::eLongCloses);
+  if (excuseGivenUp(handle) && FsysGetLastError() == 1) broken("a close gives up bytes silently");
   closed(handle);
+}
+
+unsigned Simulation::refusedStarts() {
+  return os_->faults().fired(FaultPlan::eStartWrite) +
+         os_->faults().fired(FaultPlan::eCreateContext);
+}
+
+// The writes that a close has cut off may still move their bytes, or not; and what the file held
+// is lost when its start was refused. Whether there is such a thing.
+bool Simulation::excuseGivenUp(const Handle& handle) {
+  if (!handle->writing) return false;
+  bool any = false;
+  for (const FakeTransfer& transfer : os_->asyncIo().pending()) {
+    if (!transfer.write || owners_[transfer.number - 1] != handle) continue;
+    if (transfer.context->isLinked()) continue;
+    handle->stream.excuse(transfer.offset, transfer.bytes);
+    any = true;
+  }
+  if (refusedStarts() == handle->refusedBefore || handle->stream.held() == 0) return any;
+  return handle->stream.excuse(handle->stream.position(), handle->stream.held()) || any;
+}
+
+void Simulation::beginClosing(const Handle& handle) {
+  handle->state = SimHandle::eClosing;
+  handle->refusedBefore = refusedStarts();
 }
 
 void Simulation::closed(const Handle& handle) {
   handle->state = SimHandle::eClosed;
+  excuseGivenUp(handle);
   if (uint32_t untold = unanswered(*handle))
     broken("f" + std::to_string(handle->number) + " is closed, and " + std::to_string(untold) +
            " accepted requests were not answered");
@@ -84,7 +112,7 @@ void Simulation::endEngine() {
     longest_ms += static_cast<double>(files->size()) * (kDrain_ms + kLongestClose_ms);
   }
   for (const Handle& handle : handles_)
-    if (handle->state == SimHandle::eOpen) handle->state = SimHandle::eClosing;
+    if (handle->state == SimHandle::eOpen) beginClosing(handle);
   double start_ms = os_->clock().now_ms();
   double slowed_ms = slowed_ms_;
   {

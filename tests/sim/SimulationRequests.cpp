@@ -299,7 +299,7 @@ void Simulation::closeFromCallback(SimQuestion& question) {
     return faults.fired(FaultPlan::ePostTask) + faults.fired(FaultPlan::eCreateTaskQueue);
   };
   unsigned refused = refusals();
-  handle->state = SimHandle::eClosing;
+  beginClosing(handle);
   uint32_t result = FsysClose(handle->file, nullptr);
   trace_.note("f%u is to be closed: %u", handle->number, result);
   if (result == 1) {

@@ -39,10 +39,15 @@ std::string WriteStream::whyNotMoved(uint64_t offset, const unsigned char* buffe
   return "";
 }
 
-void WriteStream::excuse(uint64_t offset, uint64_t bytes) {
+bool WriteStream::excuse(uint64_t offset, uint64_t bytes) {
+  bool any = false;
   uint64_t last = std::min(offset + bytes, end());
-  for (uint64_t i = std::max(offset, base_); i < last; ++i)
-    if (fates_[i - base_] == eGiven) fates_[i - base_] = eExcused;
+  for (uint64_t i = std::max(offset, base_); i < last; ++i) {
+    if (fates_[i - base_] != eGiven) continue;
+    fates_[i - base_] = eExcused;
+    any = true;
+  }
+  return any;
 }
 
 std::string WriteStream::whyNotComplete() const {

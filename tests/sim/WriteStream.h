@@ -28,7 +28,8 @@ public:
   // A write has ended: of `bytes`, the first `done` are on the disk.
   std::string whyNotMoved(uint64_t offset, const unsigned char* buffer, uint32_t bytes,
                           uint32_t done, bool failed);
-  void excuse(uint64_t offset, uint64_t bytes);
+  // Whether any of them needed it.
+  bool excuse(uint64_t offset, uint64_t bytes);
   // For a file that is closed.
   std::string whyNotComplete() const;
 
