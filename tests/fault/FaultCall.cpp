@@ -7,14 +7,9 @@
 
 namespace {
 
-using Errors = std::vector<uint32_t>;
-
-// As OsErrors: the system's own numbers behind the base.
-Errors numbered(std::initializer_list<int> errors) {
-  Errors all;
-  for (int error : errors) all.push_back(eOsErrorBase + static_cast<uint32_t>(error));
-  return all;
-}
+// As OsErrors: the system's own numbers behind the base. Fixed: who asks may be a refused heap.
+template <int... errors>
+constexpr uint32_t kErrors[] = {eOsErrorBase + static_cast<uint32_t>(errors)...};
 
 const char* const kNames[] = {
     "openMedia",   "openFile",     "openServed",      "getDisk",       "exists",
@@ -40,24 +35,24 @@ bool isTransfer(FaultCall call) {
          call == FaultCall::eFinishWrite;
 }
 
-const std::vector<uint32_t>& faultErrors(FaultCall call) {
-  static const Errors opening =
-      numbered({EACCES, ENOENT, EMFILE, ENFILE, ENOMEM, EROFS, EIO, ELOOP, ENOSPC, EINTR, EPERM,
-                ENOTDIR, EISDIR, ENAMETOOLONG, EDQUOT, ETXTBSY, ENXIO, ESTALE, EOVERFLOW});
-  static const Errors looking = numbered({ENOENT, EACCES, EIO, ELOOP, ENOMEM, ENOTDIR, ESTALE});
-  static const Errors changing = numbered({EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOSPC, ENOMEM,
-                                           EDQUOT, ELOOP, ENOTDIR, EMLINK, EISDIR});
-  static const Errors describing = numbered({EIO, ENOMEM, EOVERFLOW, ESTALE, EBADF});
-  static const Errors reading =
-      numbered({EIO, ENOMEM, ESTALE, EINTR, EAGAIN, EINVAL, EBADF, ENODEV, ETIMEDOUT});
-  static const Errors writing = numbered({EIO, ENOSPC, EDQUOT, EFBIG, ENOMEM, ESTALE, EINTR, EAGAIN,
-                                          EINVAL, EROFS, EPERM, ENODEV, ETIMEDOUT});
-  static const Errors settling = numbered({EIO, ENOSPC, EDQUOT, EBADF});
-  static const Errors starting = numbered({ENOMEM, EAGAIN, ECANCELED, EINVAL, EBADF});
-  static const Errors attaching = numbered({EOPNOTSUPP, EINVAL, ENOMEM});
-  static const Errors threads = numbered({EAGAIN, ENOMEM, EPERM});
-  static const Errors porting = numbered({ENOMEM, EPERM, ENOSYS, EAGAIN, EMFILE});
-  static const Errors memory = numbered({ENOMEM});
+std::span<const uint32_t> faultErrors(FaultCall call) {
+  constexpr const auto& opening =
+      kErrors<EACCES, ENOENT, EMFILE, ENFILE, ENOMEM, EROFS, EIO, ELOOP, ENOSPC, EINTR, EPERM,
+              ENOTDIR, EISDIR, ENAMETOOLONG, EDQUOT, ETXTBSY, ENXIO, ESTALE, EOVERFLOW>;
+  constexpr const auto& looking = kErrors<ENOENT, EACCES, EIO, ELOOP, ENOMEM, ENOTDIR, ESTALE>;
+  constexpr const auto& changing = kErrors<EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOSPC, ENOMEM,
+                                           EDQUOT, ELOOP, ENOTDIR, EMLINK, EISDIR>;
+  constexpr const auto& describing = kErrors<EIO, ENOMEM, EOVERFLOW, ESTALE, EBADF>;
+  constexpr const auto& reading =
+      kErrors<EIO, ENOMEM, ESTALE, EINTR, EAGAIN, EINVAL, EBADF, ENODEV, ETIMEDOUT>;
+  constexpr const auto& writing = kErrors<EIO, ENOSPC, EDQUOT, EFBIG, ENOMEM, ESTALE, EINTR, EAGAIN,
+                                          EINVAL, EROFS, EPERM, ENODEV, ETIMEDOUT>;
+  constexpr const auto& settling = kErrors<EIO, ENOSPC, EDQUOT, EBADF>;
+  constexpr const auto& starting = kErrors<ENOMEM, EAGAIN, ECANCELED, EINVAL, EBADF>;
+  constexpr const auto& attaching = kErrors<EOPNOTSUPP, EINVAL, ENOMEM>;
+  constexpr const auto& threads = kErrors<EAGAIN, ENOMEM, EPERM>;
+  constexpr const auto& porting = kErrors<ENOMEM, EPERM, ENOSYS, EAGAIN, EMFILE>;
+  constexpr const auto& memory = kErrors<ENOMEM>;
   switch (call) {
     case FaultCall::eOpenMedia:
     case FaultCall::eOpenFile:

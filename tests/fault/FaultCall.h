@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 // FaultCall: the calls of the system that can fail.
@@ -42,6 +43,6 @@ std::vector<FaultCall> everyFaultCall();
 // The name of a kind, for people.
 const char* faultCallName(FaultCall call);
 // The error numbers that Linux gives there. Never none.
-const std::vector<uint32_t>& faultErrors(FaultCall call);
+std::span<const uint32_t> faultErrors(FaultCall call);
 // Whether such a call transfers bytes, so that it can be cut short.
 bool isTransfer(FaultCall call);

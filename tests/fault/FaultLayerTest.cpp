@@ -151,7 +151,7 @@ TEST_F(FaultLayerTest, EveryKindOfCallFailsWithEachOfItsErrorsAndThenGoesWellAga
   for (FaultCall kind : everyFaultCall()) {
     if (kind == FaultCall::eAllocate) continue;
     os_->files().addFile(Text(L"/m/a"), patternBytes(kBytes));
-    const std::vector<uint32_t>& errors = faultErrors(kind);
+    std::span<const uint32_t> errors = faultErrors(kind);
     for (unsigned pick = 0; pick < errors.size(); ++pick) {
       layer_.points().arm({.call = kind, .nth = 2, .pick = pick});
       OS()->getErrors()->setLastError(0);

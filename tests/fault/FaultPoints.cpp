@@ -36,7 +36,6 @@ FaultCall FaultPoints::lastFired() const {
 
 FaultPoints::Verdict FaultPoints::next(FaultCall call) {
   if (FaultPause::active()) return {};
-  FaultPause own;  // the lists of errors are made when they are first looked at
   std::lock_guard lock(lock_);
   ++calls_[static_cast<size_t>(call)];
   if (call != FaultCall::eAllocate) ++total_;
@@ -59,7 +58,7 @@ FaultPoints::Verdict FaultPoints::verdictLocked(FaultCall call) const {
   verdict.error = fault_->error;
   bool isRead = call == FaultCall::eRead || call == FaultCall::eFinishRead;
   bool endsWell = verdict.cutShort && isRead;
-  const std::vector<uint32_t>& errors = faultErrors(call);
+  std::span<const uint32_t> errors = faultErrors(call);
   if (verdict.error == 0 && !endsWell) verdict.error = errors[fault_->pick % errors.size()];
   return verdict;
 }
