@@ -34,8 +34,8 @@ void check(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>& data, RequestStatus s
 }  // namespace
 
 // Reads a file of pattern bytes. 0 when all of it is right; otherwise what went wrong.
-// `waits` for the reads. `shutsDown`: closes the file and ends the engine; otherwise all that is left
-// to the unloading.
+// `waits` for the reads. `shutsDown`: closes the file and ends the engine; otherwise all that is
+// left to the unloading.
 extern "C" __attribute__((visibility("default"))) int useEngine(const char* path, bool waits,
                                                                 bool shutsDown) {
   if (FsysInitialize() != 1) return 2;
