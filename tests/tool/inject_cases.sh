@@ -27,7 +27,8 @@ check_injected() {
   [ -z "$(find . -name '.fsys-*')" ] || wrong "$1" "left behind: $(find . -name '.fsys-*')"
 }
 
-# How often the tool makes that call before it comes to a command: the loader's are not ours.
+# How often the tool makes that call before it comes to a command: the loader's are not ours. Calls
+# are counted a thread, so that blocks are small enough for each thread to have more than so many.
 calls_of_the_loader() {
   strace -f -qq -e "trace=$1" -o trace "$fsys" --version >/dev/null
   wc -l <trace
@@ -73,7 +74,7 @@ case_copy_is_truthful_whatever_call_fails() {
   may_trace
   random_file source 300001
   what=copy
-  once() { rm -f target; inject "$1" copy source target --block 64K; }
+  once() { rm -f target; inject "$1" copy source target --block 8K; }
   sound() {
     [ "$code" = 0 ] && { cmp source target; return; }
     [ ! -e target ] && return
@@ -88,7 +89,7 @@ case_copy_with_force_keeps_the_old_file_whatever_call_fails() {
   may_trace
   random_file source 300001
   what=copy
-  once() { echo precious >target; inject "$1" copy source target --force --block 64K; }
+  once() { echo precious >target; inject "$1" copy source target --force --block 8K; }
   sound() {
     [ "$code" = 0 ] && { cmp source target; return; }
     [ "$(head -c 20 target)" = precious ] && return
@@ -102,7 +103,7 @@ case_read_is_truthful_whatever_call_fails() {
   may_trace
   random_file source 300001
   what="read"
-  once() { rm -f target; inject "$1" read source --to target --block 64K; }
+  once() { rm -f target; inject "$1" read source --to target --block 8K; }
   sound() {
     [ "$code" = 0 ] && { cmp source target; return; }
     [ ! -e target ] && return
@@ -131,7 +132,7 @@ case_write_is_truthful_whatever_call_fails() {
   what="write"
   once() {
     rm -f target
-    inject "$1" write target --block 64K --flush-every 100K --json <whole
+    inject "$1" write target --block 8K --flush-every 100K --json <whole
     [ "$code" = 0 ] || json_says_why
   }
   sound() {
@@ -178,7 +179,7 @@ case_a_gathered_block_is_not_counted_when_the_write_that_sends_it_fails() {
 case_verify_is_truthful_whatever_call_fails() {
   may_trace
   what=verify
-  once() { rm -f target; inject "$1" verify target --size 300001 --seed 4 --block 64K; }
+  once() { rm -f target; inject "$1" verify target --size 300001 --seed 4 --block 8K; }
   sound() {
     [ "$code" = 0 ] || [ -e target ] || return 0
     "$fsys" verify target --check-only --size 300001 --seed 4 --quiet

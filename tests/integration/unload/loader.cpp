@@ -80,6 +80,10 @@ int leaveWhatIsHeld(const char* plugIn) {
 }  // namespace
 
 int main(int count, char** words) {
+#ifdef __SANITIZE_THREAD__
+  std::puts("skipped: the race detector goes on looking at what was unloaded");
+  return 77;
+#endif
   if (count != 3) return fail("usage", "fsys_unload PLUG-IN shut-down|leave-it|held");
   if (std::strcmp(words[2], "held") == 0) return leaveWhatIsHeld(words[1]);
   const std::string path =
