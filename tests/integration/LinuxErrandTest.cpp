@@ -114,7 +114,9 @@ TEST_F(LinuxErrandTest, TakingItAwayWaitsUntilItHasRun) {
   EXPECT_TRUE(taking.get());
 }
 
-TEST_F(LinuxErrandTest, AHandlerOfThreadsHasNoneToSend) {
+using LinuxThreadsErrandTest = LinuxFileFixture;
+
+TEST_F(LinuxThreadsErrandTest, AHandlerOfThreadsHasNoneToSend) {
   ScopedEnvironment choice("FSYS_IO", "threads");
   AsyncTester tester;
   tester.handler()->setErrand(errand([] {}));
