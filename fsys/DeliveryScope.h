@@ -15,7 +15,7 @@ class FsysFile;
 class DeliveryScope {
 public:
   // `countedBytes`: what the request still counts as outstanding while it is told. `takesKicks`:
-  // on a completion thread that holds no lock.
+  // on a thread that holds no lock and will make the pass.
   explicit DeliveryScope(const FileRequest* request, uint32_t countedBytes = 0,
                          bool takesKicks = false);
   // For a caller of the file's who is answered without a request.

@@ -119,6 +119,7 @@ uint32_t FsysFile::Seek(long offset, SEEK_TYPE type) {
 void FsysFile::WaitForDrain() {
   FilePin pin(this);
   closing_ ? flushForClosing() : flushCache();
+  if (closing_) heldIsSent_.set(true);
   double deadline_ms = Qv::now() + kDrainWait_ms;
   // What this very thread is telling now cannot end while it waits here.
   while (writeBytesOutstanding_.get() > DeliveryScope::writeBytesHeld(this)) {

@@ -341,13 +341,23 @@ uint32_t FsysFile::flushCache() {
   return eResultOk;
 }
 
-// A close must not wait for ever for a share that does not answer.
-uint32_t FsysFile::flushForClosing() {
-  bool mayHoldUp = !attached_ || driveType_ != iDiskDrive::eNetwork;
-  return mayHoldUp ? flushCache() : flushCacheInTime();
+// False when somebody else of that kind has it. The write cache has no lock of its own.
+bool FsysFile::claimLastFlush(eLast who) {
+  CriticalSectionLock lock(*lock_);
+  if (lastFlush_ != eNobody && lastFlush_ != who) return false;
+  lastFlush_ = who;
+  return true;
 }
 
-// The same as flushCache, as a transfer that is waited for no longer than a drain, and tried once.
+bool FsysFile::isShare() const { return driveType_ == iDiskDrive::eNetwork; }
+
+// A close must not wait for ever for a share that does not answer.
+uint32_t FsysFile::flushForClosing() {
+  return attached_ && isShare() ? flushCacheInTime() : flushCache();
+}
+
+// The same as flushCache, as a transfer that is waited for no longer than a drain. What did not
+// arrive in that time is not tried again.
 // Without memory for it as ever: bytes that nobody tried to write would be lost for sure.
 uint32_t FsysFile::flushCacheInTime() {
   uint32_t held = cachedBytes();

@@ -201,9 +201,14 @@ uint32_t FsysFile::StartRequests(RequestList* list) {
   removeOldestRequest(list);
   if (!startQueuedLocked(list)) return eResultFailed;
   removeOldestRequest(list);
-  if (foundWork_ && EngineSettings::ShowRequestDebug)
-    Log("Started requests of %s\n", toUTF8(name_).c_str());
+  if (foundWork_ && EngineSettings::ShowRequestDebug) tellStarted();
   return eResultOk;
+}
+
+void FsysFile::tellStarted() const try {
+  Log("Started requests of %s\n", toUTF8(name_).c_str());
+} catch (const std::bad_alloc&) {
+  Log("Started requests of a file\n");
 }
 
 // Failed transfers have told their callers; here they go, and what they still count is taken off.

@@ -59,7 +59,7 @@ void IOCompletionReceiver::finish(FileRequest* request, uint32_t bytes, bool suc
   }
   FsysFile* file = request->file_;
   FilePin pin(file);
-  // Only a transfer ends on a completion thread, where no lock is held.
+  // Where a transfer ends no lock is held: on a completion thread, or on that of who made it.
   bool takesKicks = request->inFlight_;
   bool passWanted = succeeded
                         ? finishSucceeded(request, bytes, takesKicks)

@@ -19,9 +19,10 @@ enum RequestStatus : uint32_t {
 // Threads    callbacks run in three settings:
 //            - on a completion thread, no lock held (a transfer ended);
 //            - on the caller's own stack, no lock held (answered from the read cache, absorbed by
-//              the write cache, or given up by FsysClose);
-//            - on the thread that makes a pass, a poller's or a completion thread, with the file's
-//              lock held and, where the pass is over all files, the list's as well (a start failed,
+//              the write cache, a write that its caller waits for and makes, or given up by
+//              FsysClose);
+//            - on the thread that makes a pass (a poller's, a completion thread, a writer that
+//              waits), with the file's lock held and, where the pass is over all files, the list's as well (a start failed,
 //              or needed no transfer).
 //              Here it may use its own file only.
 //            In all three it may queue more work on its own file: this never waits, also where the

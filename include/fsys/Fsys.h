@@ -89,7 +89,9 @@ private:
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
   void drainAll();
-  static FsysFile* pinOneForClosing(Vector<FsysFile*>& files, CriticalSection& lock);
+  FsysFile* pinOneToLeave();
+  void leave(FsysFile* file);
+  bool flushInLeaving(FsysFile* file);
   static void markAllClosing(Vector<FsysFile*>& files, CriticalSection& lock);
   static FsysFile* fileAt(Vector<FsysFile*>& files, CriticalSection& lock, size_t index);
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);

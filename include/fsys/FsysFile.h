@@ -29,7 +29,7 @@ enum SEEK_TYPE : uint32_t {
 //            WaitForDrain: one thread at a time a file (the write cache and the position are not
 //            locked); a write's own callback may write on, also while the writer still waits in
 //            DirectWrite, or while the file is being closed. StartRequests: the poller, completion
-//            threads. The file's lock guards both request lists; it is re-entrant, and the list's
+//            threads, a writer that waits. The file's lock guards both request lists; it is re-entrant, and the list's
 //            lock comes before it. Counters are atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.
@@ -41,8 +41,9 @@ enum SEEK_TYPE : uint32_t {
 // Kept       DirectRead after DisableCache counts as accepted and does nothing
 //            (FsysFileDirectTest.ADisabledCacheIgnoresReads); the kept read that is dropped is the
 //            last in the list and never the first
-//            (FsysFileTest.TheLastKeptReadIsDroppedAndNeverTheFirst); a synchronous write waits for
-//            the poller's own pass (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
+//            (FsysFileTest.TheLastKeptReadIsDroppedAndNeverTheFirst); a synchronous write kicks
+//            nobody before its completion: the poller's own pass starts it, or, on a drive that
+//            answers soon, its writer's (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
 class FSYS_EXPORT FsysFile {
 public:
   using RequestList = Vector<FileRequest*>;
@@ -94,8 +95,8 @@ public:
   uint32_t QueueWriteRequest(FileRequest* request);
   uint32_t CheckRequestListSize(RequestList* list);
   void removeOldestRequest(RequestList* list);
-  // A pass over one list, by the poller with the engine's list lock held, or by a completion
-  // thread whose callback asked for it, with no lock held.
+  // A pass over one list: in a pass over all files with the engine's list lock held; by a completion
+  // thread whose callback asked for it, or a writer that waits, with no lock held.
   uint32_t StartRequests(RequestList* list);
 
   // Sends the write cache and waits at most 4000 ms for writes in flight.
@@ -126,6 +127,7 @@ public:
 private:
   friend class Fsys;
   friend class FsysPoll;
+  friend class FlushTask;
   friend class FileRequest;
   friend class FilePin;
   friend class IOCompletionReceiver;
@@ -164,6 +166,7 @@ private:
   void countDeferred();
   void kickPoll();
   void countOutstanding(bool read, int64_t delta);
+  void tellStarted() const;
   void sweepFailedLocked(RequestList* list);
   uint32_t startOne(FileRequest* request);
   bool startQueuedLocked(RequestList* list);
@@ -191,6 +194,10 @@ private:
   uint32_t appendToCache(const unsigned char* bytes, uint32_t count);
   bool growCache(uint64_t bytes);
   void continueIn(const Qv::Ptr<iMemHolder>& next, uint32_t sent);
+  // Who sends what is held as the file ends: a closer, or who leaves the file behind.
+  enum eLast : uint32_t { eNobody, eCloser, eLeaver };
+  bool claimLastFlush(eLast who);
+  bool isShare() const;
   uint32_t flushCache();
   uint32_t flushForClosing();
   uint32_t flushCacheInTime();
@@ -228,7 +235,10 @@ private:
   uint32_t writeCacheCapacity_ = 0;
   uint32_t writersInside_ = 0;  // calls of DirectWrite; guarded by *lock_
   bool attached_ = false;
+  eLast lastFlush_ = eNobody;        // guarded by *lock_
+  bool isLeftBehind_ = false;        // guarded by the list's lock
   bool flushGivenUp_ = false;        // the closer's alone
+  OsWord<bool> heldIsSent_{false};   // as it closes, as far as the system took it
   OsWord<bool> wroteBehind_{false};  // and nobody has settled it
   OsWord<bool> foundWork_{false};    // the last pass started something
   OsShares pins_{1};

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -119,6 +120,45 @@ TEST_F(EngineExitDeathTest, WhatWasAcceptedIsWrittenWhenAWritesCallbackExits) {
   std::string there = folder_.content("new");
   EXPECT_EQ(there.size(), 1001u);
   EXPECT_EQ("", whyNotPattern(there.data(), there.size(), 0));
+}
+
+TEST_F(EngineExitDeathTest, WhatFilesHoldThatACallbackClosesIsWrittenWhenItExits) {
+  auto body = [this] {
+    static FsysFile* staged = open(place("new"), 2);
+    static FsysFile* file = open(place("other"), 2);
+    static Qv::Ptr<Recorder>& silent = *new Qv::Ptr<Recorder>(new Recorder);
+    static Qv::Ptr<Recorder>& recorder = *new Qv::Ptr<Recorder>(new Recorder);
+    write(staged, 0, 1001, silent);
+    // The first waits for this very callback, so that the second is never closed.
+    recorder->onCall([](const Recorder::Call&) {
+      FsysClose(file, nullptr);
+      FsysClose(staged, nullptr);
+      std::exit(45);
+    });
+    for (unsigned i = 0; i < 8; ++i) write(file, uint64_t{i} * kBlock, kBlock, recorder);
+    stay();
+  };
+  EXPECT_EXIT(body(), ::testing::ExitedWithCode(45), "");
+  std::string there = folder_.content("new");
+  EXPECT_EQ(there.size(), 1001u);
+  EXPECT_EQ("", whyNotPattern(there.data(), there.size(), 0));
+}
+
+TEST_F(EngineExitDeathTest, WhatWasAcceptedIsWrittenWhenTheCallbackOfAFailedStartExits) {
+  auto body = [this] {
+    FsysFile* staged = open(place("new"), 2);
+    FsysFile* file = open(place("clip"), 1);
+    static Qv::Ptr<Recorder>& silent = *new Qv::Ptr<Recorder>(new Recorder);
+    static Qv::Ptr<Recorder>& recorder = *new Qv::Ptr<Recorder>(new Recorder);
+    write(staged, 0, 1001, silent);
+    recorder->onCall([](const Recorder::Call&) { std::exit(46); });
+    Qv::Ptr<iObject> context = recorder->context();
+    constexpr long kBehindTheLast = std::numeric_limits<long>::max() - kBlock;
+    file->DirectRead(kBehindTheLast, kBlock, false, &Recorder::told, context);
+    stay();
+  };
+  EXPECT_EXIT(body(), ::testing::ExitedWithCode(46), "");
+  EXPECT_EQ(folder_.content("new").size(), 1001u);
 }
 
 }  // namespace
