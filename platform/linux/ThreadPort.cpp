@@ -63,6 +63,7 @@ void ThreadPort::work() {
   {
     MutexLock lock(lock_);
     isEnd = --alive_ == 0 && isKept_;
+    if (isKept_) endKept(1);
     quiet_.wakeAll();
   }
   if (isEnd) letGo();
@@ -91,7 +92,6 @@ void ThreadPort::carryOutLocked(AsyncOperation* operation) {
     if (slowCount_ != 0 && idle_ > 0) work_.wakeOne();
   }
   if (closed_) {
-    if (isKept_) endKept(1);
     lock_.unlock();
     delete operation;
     lock_.lock();
