@@ -1,7 +1,6 @@
 #include "platform/Shutdown.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <vector>
 
@@ -10,19 +9,15 @@
 
 namespace {
 
+uint32_t processId() { return nativeOS()->getSystemInfo()->getProcessId(); }
+
+void runOwn();
+
 struct Entry {
   Shutdown::Callback callback;
   int priority;
+  uint32_t process = processId();
 };
-
-std::atomic<uint32_t> ownProcess{0};
-
-uint32_t processId() { return nativeOS()->getSystemInfo()->getProcessId(); }
-
-// A process that was forked has the callbacks, but not the threads that they end.
-void runIfOwn() {
-  if (processId() == ownProcess.load(std::memory_order_relaxed)) Shutdown::run(Shutdown::eNormal);
-}
 
 // ShutdownList: the callbacks that wait, the next one to run first.
 class ShutdownList {
@@ -32,18 +27,18 @@ public:
     auto place = std::find_if(entries_.begin(), entries_.end(),
                               [&](const Entry& e) { return e.priority <= entry.priority; });
     entries_.insert(place, entry);
-    if (runsAtExit_) return;
-    ownProcess.store(processId(), std::memory_order_relaxed);
-    runsAtExit_ = std::atexit(&runIfOwn) == 0;
+    if (!runsAtExit_) runsAtExit_ = std::atexit(&runOwn) == 0;
   }
 
-  // Null when none waits.
-  Shutdown::Callback takeNext() {
+  // Null when none waits. `process`: of those that it added; 0: of all.
+  Shutdown::Callback takeNext(uint32_t process) {
     MutexLock lock(lock_);
-    if (entries_.empty()) return nullptr;
-    Shutdown::Callback next = entries_.front().callback;
-    entries_.erase(entries_.begin());
-    return next;
+    auto next = std::find_if(entries_.begin(), entries_.end(),
+                             [&](const Entry& e) { return process == 0 || e.process == process; });
+    if (next == entries_.end()) return nullptr;
+    Shutdown::Callback callback = next->callback;
+    entries_.erase(next);
+    return callback;
   }
 
 private:
@@ -58,6 +53,12 @@ ShutdownList& list() {
   return only;
 }
 
+// A process that was forked has the callbacks of its parent, but not the threads that they end.
+void runOwn() {
+  uint32_t own = processId();
+  while (Shutdown::Callback next = list().takeNext(own)) next(Shutdown::eNormal);
+}
+
 }  // namespace
 
 void Shutdown::addCallback(Callback callback, int priority) {
@@ -65,5 +66,5 @@ void Shutdown::addCallback(Callback callback, int priority) {
 }
 
 void Shutdown::run(eExitType type) {
-  while (Callback next = list().takeNext()) next(type);
+  while (Callback next = list().takeNext(0)) next(type);
 }

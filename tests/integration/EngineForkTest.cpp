@@ -139,4 +139,27 @@ TEST_F(EngineForkTest, AProgramThatIsRunMeanwhileHasNoneOfItsDescriptors) {
   EXPECT_EQ(FsysClose(writing, nullptr), 1u);
 }
 
+TEST_F(EngineForkTest, AChildThatStartsAnEngineOfItsOwnEndsItAsItExits) {
+  FsysUninitialize(Shutdown::eNormal);
+  std::fflush(nullptr);
+  pid_t made = fork();
+  if (made == 0) {
+    isForked = true;
+    alarm(kChildLives_s);
+    FsysFile* file = nullptr;
+    if (FsysInitialize() != 1 || FsysOpen(&file, folder_ / "own", 0, 2, nullptr) != 1) _exit(99);
+    Qv::Ptr<Recorder> recorder(new Recorder);
+    Qv::Ptr<iObject> context = recorder->context();
+    Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(1001);
+    if (file->DirectWrite(data, false, &Recorder::told, context, false) != 1) _exit(98);
+    std::exit(10);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(made, &status, 0), made);
+  EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 10);
+  EXPECT_EQ(folder_.content("own").size(), 1001u);
+  ASSERT_EQ(FsysInitialize(), 1u);
+}
+
 }  // namespace
