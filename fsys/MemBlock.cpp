@@ -1,6 +1,15 @@
 #include "fsys/MemBlock.h"
 
 #include "platform/OS.h"
+#include "platform/QvLockFree.h"
+
+void* MemBlock::operator new(size_t bytes) {
+  return Qv::PooledObject<MemBlock>::operator new(bytes);
+}
+
+void MemBlock::operator delete(void* memory) {
+  Qv::PooledObject<MemBlock>::operator delete(memory);
+}
 
 MemBlock::MemBlock(unsigned size) : memory_(nullptr), size_(size + kExtraBytes), offset_(0) {
   memory_ = static_cast<unsigned char*>(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "fsys/iMemHolder.h"
 
 // MemBlock: a page-granular region of its own, the buffer of a read.
@@ -23,6 +25,10 @@ public:
   unsigned getUsed() const override;
   // Does nothing and answers false.
   bool setUsed(unsigned used) override;
+
+  // From a pool: a read asks for its region and nothing else.
+  static void* operator new(size_t bytes);
+  static void operator delete(void* memory);
 
 private:
   friend struct LayoutPeer;
