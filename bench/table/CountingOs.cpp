@@ -2,22 +2,25 @@
 
 namespace {
 
-thread_local uint64_t asked = 0;
+thread_local uint64_t askedOfHeap = 0;
+thread_local uint64_t askedOfRegions = 0;
 
 iMemoryManager* heap() { return nativeOS()->getMemoryManager(); }
 iVirtualMemory* regions() { return nativeOS()->getVirtualMemory(); }
 
 }  // namespace
 
-uint64_t CountingOs::onThisThread() { return asked; }
+uint64_t CountingOs::onThisThread() { return askedOfHeap + askedOfRegions; }
+
+uint64_t CountingOs::heapOnThisThread() { return askedOfHeap; }
 
 void* CountingOs::Heap::allocate(size_t bytes) {
-  ++asked;
+  ++askedOfHeap;
   return heap()->allocate(bytes);
 }
 
 void* CountingOs::Heap::allocateAligned(size_t bytes, size_t alignment) {
-  ++asked;
+  ++askedOfHeap;
   return heap()->allocateAligned(bytes, alignment);
 }
 
@@ -26,7 +29,7 @@ void CountingOs::Heap::free(void* memory) { heap()->free(memory); }
 void CountingOs::Heap::freeAligned(void* memory) { heap()->freeAligned(memory); }
 
 void* CountingOs::Regions::allocate(void* hint, size_t bytes, unsigned type, unsigned protection) {
-  ++asked;
+  ++askedOfRegions;
   return regions()->allocate(hint, bytes, type, protection);
 }
 

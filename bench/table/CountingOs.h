@@ -13,6 +13,8 @@ class CountingOs final : public iOS {
 public:
   // Allocations and regions that this thread has asked for.
   static uint64_t onThisThread();
+  // Of them, what was not a buffer: no region.
+  static uint64_t heapOnThisThread();
 
   iMemoryManager* getMemoryManager() override { return &heap_; }
   iVirtualMemory* getVirtualMemory() override { return &regions_; }

@@ -54,14 +54,15 @@ int runStaged(const Workload::File& file, uint64_t bytes) {
   return EngineSide::writeStaged({{file}, bytes, kPiece, 1}, &Trace::mark).wrong == 0 ? 0 : 1;
 }
 
-// Ends: counts what a thread asked the heap for between two callbacks.
+// Ends: counts what a thread asked the heap for between two callbacks: it ends a transfer, and may
+// start the next one.
 struct Ends : iObject {
   static void ended(Qv::Ptr<iObject>& context, Qv::Ptr<iMemHolder>&, RequestStatus status) {
-    static thread_local uint64_t atLastEnd = CountingOs::onThisThread();
+    static thread_local uint64_t atLastEnd = CountingOs::heapOnThisThread();
     auto* ends = static_cast<Ends*>(context.get());
-    ends->asked += CountingOs::onThisThread() - atLastEnd;
+    ends->asked += CountingOs::heapOnThisThread() - atLastEnd;
     if (status != eRequestSucceeded) ++ends->wrong;
-    atLastEnd = CountingOs::onThisThread();
+    atLastEnd = CountingOs::heapOnThisThread();
     ends->come.release();
   }
   std::binary_semaphore come{0};

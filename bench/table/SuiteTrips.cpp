@@ -113,7 +113,7 @@ void Suite::cacheHits() {
 }
 
 void Suite::counted() {
-  const char* name = "allocations to finish a transfer";
+  const char* name = "allocations from one transfer to the next";
   if (!wanted(name)) return;
   std::string spare = scratch_.path("spare");
   Row& row = addCounted(name);
