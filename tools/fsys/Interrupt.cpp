@@ -48,7 +48,7 @@ timespec toTimespec(double ms) {
 }  // namespace
 
 void Interrupt::install() {
-  if (pipe2(wakePipe, O_CLOEXEC | O_NONBLOCK) != 0)
+  if (wakePipe[0] < 0 && pipe2(wakePipe, O_CLOEXEC | O_NONBLOCK) != 0)
     throw systemError("preparing for signals", "", errno);
   struct sigaction action = {};
   action.sa_handler = &onSignal;

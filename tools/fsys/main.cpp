@@ -3,97 +3,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <memory>
-#include <new>
-#include <system_error>
-#include <vector>
 
-#include "tools/fsys/CopyCommand.h"
-#include "tools/fsys/DemoCommand.h"
-#include "tools/fsys/DoctorCommand.h"
-#include "tools/fsys/EngineSession.h"
-#include "tools/fsys/Interrupt.h"
-#include "tools/fsys/ReadCommand.h"
-#include "tools/fsys/Text.h"
-#include "tools/fsys/VerifyCommand.h"
-#include "tools/fsys/WriteCommand.h"
+#include "tools/fsys/Tool.h"
 
 namespace {
-
-using Commands = std::vector<std::unique_ptr<Command>>;
-
-constexpr int kSignalExit = 128;  // and the signal's number
 
 // A closed standard descriptor would become that of the next file that is opened.
 void openStandardDescriptors() {
   for (int expected = STDIN_FILENO; expected <= STDERR_FILENO; ++expected)
     if (fcntl(expected, F_GETFD) < 0 && open("/dev/null", O_RDWR) != expected) _exit(1);
-}
-
-Commands makeCommands(CLI::App& app) {
-  Commands commands;
-  commands.push_back(std::make_unique<ReadCommand>());
-  commands.push_back(std::make_unique<WriteCommand>());
-  commands.push_back(std::make_unique<CopyCommand>());
-  commands.push_back(std::make_unique<VerifyCommand>());
-  commands.push_back(std::make_unique<DoctorCommand>());
-  commands.push_back(std::make_unique<DemoCommand>());
-  for (const auto& command : commands) command->attach(app);
-  return commands;
-}
-
-int exitCodeOf(const ToolError& error) {
-  if (error.code() == ExitCode::eInterrupted) return kSignalExit + Interrupt::requested();
-  return static_cast<int>(error.code());
-}
-
-int reportUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
-  // --help and --version are no errors.
-  if (error.get_exit_code() == 0) return app.exit(error);
-  constexpr int code = static_cast<int>(ExitCode::eUsage);
-  if (json) {
-    nlohmann::ordered_json result;
-    result["ok"] = false;
-    result["error"] = {
-        {"kind", nameOf(ExitCode::eUsage)}, {"exit_code", code}, {"why", error.what()}};
-    std::printf("%s\n",
-                result.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
-  } else {
-    std::fprintf(stderr, "fsys: %s\nfsys --help, or fsys COMMAND --help, says more.\n",
-                 error.what());
-  }
-  return code;
-}
-
-int reported(Command& command, const ToolError& error) {
-  command.report(error, exitCodeOf(error));
-  return exitCodeOf(error);
-}
-
-int runCommand(Command& command) {
-  try {
-    Interrupt::install();
-    EngineSession engine(command.isVerbose());
-    return static_cast<int>(command.run());
-  } catch (const ToolError& error) {
-    return reported(command, error);
-  } catch (const std::bad_alloc&) {
-    return reported(command, ToolError(ExitCode::eResources, "", "", "no memory"));
-  } catch (const std::system_error& error) {
-    // Of all that the standard library asks of the system only threads can be refused here.
-    return reported(command, ToolError(ExitCode::eResources, "", "", error.what()));
-  }
-}
-
-// What standard output did not take was not told.
-int flushed(int code) {
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return code;
-  std::fprintf(stderr, "fsys: writing to standard output: %s\n", std::strerror(errno));
-  return code == 0 ? static_cast<int>(ExitCode::eIo) : code;
 }
 
 }  // namespace
@@ -102,19 +21,5 @@ int main(int count, char** arguments) {
   openStandardDescriptors();
   // In step with standard error, also where both go to one file.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  CLI::App app("Streams media files through the fsys engine, and checks them.", "fsys");
-  app.set_version_flag("--version", "fsys " FSYS_TOOL_VERSION);
-  app.require_subcommand(1);
-  app.get_formatter()->column_width(34);
-  Commands commands = makeCommands(app);
-  try {
-    app.parse(count, arguments);
-  } catch (const CLI::ParseError& error) {
-    bool json = std::any_of(arguments, arguments + count,
-                            [](const char* word) { return std::strcmp(word, "--json") == 0; });
-    return flushed(reportUsage(app, error, json));
-  }
-  for (const auto& command : commands)
-    if (command->wasNamed()) return flushed(runCommand(*command));
-  return static_cast<int>(ExitCode::eUsage);
+  return runTool(count, arguments);
 }
