@@ -30,7 +30,7 @@ EngineFile::~EngineFile() {
 uint64_t EngineFile::size() const {
   FILE_INFO info;
   uint32_t result = file_->LowLevelGetInfo(&info);
-  if (result != 1) throw engineError("asking for the size of", name_, result);
+  if (result != 1) throw transferError("asking for the size of", name_, result);
   return info.writePosition;
 }
 
@@ -42,5 +42,5 @@ void EngineFile::close() {
   uint32_t error = FsysGetLastError();
   // Bytes that were held are sent now; only the last error tells when that failed.
   if (access_ == eWrite && result == 1 && error >= eOsErrorBase) result = error;
-  if (result != 1) throw engineError("closing", name_, result);
+  if (result != 1) throw transferError("closing", name_, result);
 }

@@ -79,7 +79,7 @@ void ReadStream::ask(const ByteRange& range) {
                                         &PendingTransfer::finished, context);
     if (result == 1) break;
     // The list is full: a finished read makes room with the next pass.
-    if (Qv::now() > deadline_ms) throw engineError("reading", file_.name(), kListFull);
+    if (Qv::now() > deadline_ms) throw transferError("reading", file_.name(), kListFull);
     Interrupt::wait(-1, kRoomLook_ms);
   }
   pending_.push_back(transfer);
@@ -109,9 +109,9 @@ bool ReadStream::next(Block& block) {
   waitFor(transfer);
   pending_.pop_front();
   if (transfer->failed || !transfer->data) {
-    throw engineError(text("reading %u bytes at %llu of", static_cast<unsigned>(transfer->length),
-                           static_cast<unsigned long long>(transfer->offset)),
-                      file_.name(), transfer->error);
+    throw transferError(text("reading %u bytes at %llu of", static_cast<unsigned>(transfer->length),
+                             static_cast<unsigned long long>(transfer->offset)),
+                        file_.name(), transfer->error);
   }
   block.range = {transfer->offset, transfer->length};
   block.data = transfer->data;

@@ -13,6 +13,7 @@ constexpr uint32_t kTooSlow = 9;
 constexpr uint32_t kNoBufferSpace = 10;
 constexpr uint32_t kNotEmptyNumber = 39;
 constexpr uint32_t kNotADevice = 6;
+constexpr uint32_t kTooManyFilesInAll = 23;
 constexpr uint32_t kQuotaNumber = 122;
 
 ExitCode codeOf(uint32_t error) {
@@ -39,6 +40,7 @@ ExitCode codeOf(uint32_t error) {
       return ExitCode::eUsage;
     case eOsNoMemory:
     case eOsTooManyFiles:
+    case eOsErrorBase + kTooManyFilesInAll:
     case kListFull:
     case kNoBufferSpace:
       return ExitCode::eResources;
@@ -118,6 +120,11 @@ void ToolError::compose() {
 
 ToolError engineError(std::string doing, std::string file, uint32_t error) {
   return ToolError(codeOf(error), std::move(doing), std::move(file), wordsOf(error));
+}
+
+ToolError transferError(std::string doing, std::string file, uint32_t error) {
+  return ToolError(error == eOsInvalid ? ExitCode::eIo : codeOf(error), std::move(doing),
+                   std::move(file), wordsOf(error));
 }
 
 ToolError systemError(std::string doing, std::string file, int error) {

@@ -51,5 +51,7 @@ private:
 
 // For an error of the engine: an OsError, or one of its own result codes.
 ToolError engineError(std::string doing, std::string file, uint32_t error);
+// The same where a transfer failed: no name and no option is to blame for that.
+ToolError transferError(std::string doing, std::string file, uint32_t error);
 // For an errno value.
 ToolError systemError(std::string doing, std::string file, int error);

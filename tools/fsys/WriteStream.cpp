@@ -51,8 +51,8 @@ void WriteStream::collectLocked() {
 
 void WriteStream::throwIfFailed() const {
   if (!failed_) return;
-  throw engineError(text("writing at %llu of", static_cast<unsigned long long>(failedOffset_)),
-                    file_.name(), error_);
+  throw transferError(text("writing at %llu of", static_cast<unsigned long long>(failedOffset_)),
+                      file_.name(), error_);
 }
 
 void WriteStream::waitForRoom() {
@@ -106,8 +106,8 @@ void WriteStream::settle() {
   finish();
   uint32_t result = sendGathered();
   if (result == 1) return;
-  throw engineError(text("writing at %llu of", static_cast<unsigned long long>(writtenEnd_)),
-                    file_.name(), result);
+  throw transferError(text("writing at %llu of", static_cast<unsigned long long>(writtenEnd_)),
+                      file_.name(), result);
 }
 
 // A write of nothing sends what is gathered first, and says how that went.
