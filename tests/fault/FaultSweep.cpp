@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include "platform/OS.h"
-
 namespace {
 
 constexpr unsigned kMeasured = 2;  // plays that are measured
@@ -18,9 +16,8 @@ const char* nameOf(std::optional<FaultCall> call) { return call ? faultCallName(
 
 }  // namespace
 
-FaultSweep::FaultSweep(FaultLayer& layer, const Text& folder, const FaultScenario& scenario,
-                       eDepth depth, bool countsHeap)
-    : layer_(layer), folder_(folder), scenario_(scenario), depth_(depth), countsHeap_(countsHeap) {
+FaultSweep::FaultSweep(FaultLayer& layer, FaultPlay& play, eDepth depth, bool countsHeap)
+    : layer_(layer), played_(play), depth_(depth), countsHeap_(countsHeap) {
   FaultPause own;
   measure();
 }
@@ -28,24 +25,28 @@ FaultSweep::FaultSweep(FaultLayer& layer, const Text& folder, const FaultScenari
 // Before that it is played twice: what is made once and kept for good is no leftover then.
 void FaultSweep::measure() {
   const Fault never{.nth = 0};
-  for (unsigned i = 0; i < 2; ++i) play(never, eClosed);
+  for (unsigned i = 0; i < 2; ++i) play(never, FaultPlay::eClosed);
   findings_.clear();
   for (unsigned i = 0; i < kMeasured; ++i) {
-    play(never, eClosed);
-    for (const auto& [call, calls] : played_)
+    play(never, FaultPlay::eClosed);
+    auto note = [&](std::optional<FaultCall> call) {
+      unsigned calls = played_.surely(call, last_.callsOf(call));
       made_[call] = i == 0 ? calls : std::min(made_[call], calls);
+    };
+    for (FaultCall call : everyFaultCall()) note(call);
+    note(std::nullopt);
   }
-}
-
-void FaultSweep::noteCalls() {
-  for (FaultCall call : everyFaultCall()) played_[call] = layer_.points().calls(call);
-  played_[std::nullopt] = layer_.points().calls();
 }
 
 void FaultSweep::sweepCalls() {
   FaultPause own;
   for (FaultCall call : everyFaultCall())
     if (call != FaultCall::eAllocate && made_[call] > 0) sweep(call);
+  sweepAnyCall();
+}
+
+void FaultSweep::sweepAnyCall() {
+  FaultPause own;
   sweep(std::nullopt);
 }
 
@@ -55,7 +56,7 @@ void FaultSweep::sweepAllocations() {
 }
 
 void FaultSweep::sweep(std::optional<FaultCall> call) {
-  for (unsigned nth = 1; nth < kMostPoints; ++nth)
+  for (unsigned nth = 1; nth < kMostPoints; nth += step_)
     if (!sweepPoint({.call = call, .nth = nth}, nth <= made_[call])) return;
 }
 
@@ -72,79 +73,45 @@ bool FaultSweep::sweepPoint(const Fault& point, bool mustStrike) {
     size_t length = variant / 2 % lengths;
     if (length > 0) fault.cutShort = kInterestingLengths[length - 1];
     fault.pick = static_cast<unsigned>(variant / 2 / lengths);
-    bool strikes = play(fault, eClosed);
+    bool strikes = play(fault, FaultPlay::eClosed);
     // Threads take turns as they like, and need a little more in one play than in another.
     for (unsigned tries = 1; mustStrike && !strikes && tries < kTries; ++tries)
-      strikes = play(fault, eClosed);
-    if (mustStrike && !strikes) found(fault, eClosed, "it never struck");
+      strikes = play(fault, FaultPlay::eClosed);
+    if (mustStrike && !strikes) found(fault, FaultPlay::eClosed, "it never struck");
     struck = struck || strikes;
-    if (strikes) play(fault, eOperation);
+    if (strikes && played_.goesOn()) play(fault, FaultPlay::eOperation);
   }
   return struck;
 }
 
 // Whether the fault struck.
-bool FaultSweep::play(const Fault& fault, eUntil until) {
-  bool struck = false;
+bool FaultSweep::play(const Fault& fault, FaultPlay::eUntil until) {
   for (unsigned i = 0; i < kHeapLooks; ++i) {
     auto begin = std::chrono::steady_clock::now();
+    last_ = {};
     Leftovers before(layer_);
-    std::string wrong;
-    struck = playOnce(fault, until, wrong);
+    last_ = played_.play(layer_, fault, until);
+    std::string wrong = last_.wrong;
     long pieces = countsHeap_ ? before.piecesSince() : 0;
     wrong += before.since();
     if (std::chrono::steady_clock::now() - begin > kLongestPlay) wrong += "it took too long; ";
-    // The heap alone may be the machine's doing: what is lost is lost each time.
+    // The heap alone may be the machine's doing: what is lost is lost each time. And words take
+    // memory.
     if (wrong.empty() && pieces > 0 && i + 1 < kHeapLooks) continue;
-    if (pieces > 0) wrong += std::to_string(pieces) + " more pieces of the heap; ";
+    if (wrong.empty() && pieces > 0) wrong = std::to_string(pieces) + " more pieces of the heap; ";
     if (!wrong.empty()) found(fault, until, wrong);
     break;
   }
-  if (struck) ++points_[fault.call];
-  return struck;
+  if (last_.struck) ++points_[fault.call];
+  return last_.struck;
 }
 
-bool FaultSweep::playOnce(const Fault& fault, eUntil until, std::string& wrong) {
-  OsAtomics::store(FsysError, 1u);
-  FaultTrial trial(layer_, folder_);
-  scenario_.prepare(trial);
-  if (fault.cutShort) trial.allowReadsThatEndEarly();
-  layer_.points().arm(fault);
-  if (trial.start()) scenario_.act(trial);
-  if (until == eOperation) {
-    trial.calm();
-    scenario_.again(trial);
-  }
-  trial.closeAll();
-  noteCalls();
-  trial.calm();
-  bool struck = layer_.points().fired() > 0;
-  recover(trial);
-  trial.end();
-  wrong = trial.findings();
-  return struck;
-}
-
-// The next operations, without a fault: a file is written and read back.
-void FaultSweep::recover(FaultTrial& trial) {
-  if (!trial.start()) return;
-  trial.open("recovery", 2);
-  trial.write("recovery", 4096);
-  trial.write("recovery", 100);
-  trial.wait();
-  trial.close("recovery");
-  trial.open("recovery", 1);
-  trial.read("recovery", 0, 4196);
-  trial.wait();
-  trial.close("recovery");
-}
-
-void FaultSweep::found(const Fault& fault, eUntil until, const std::string& what) {
-  findings_ += std::string(scenario_.name) + ", " + nameOf(fault.call) + " " +
-               std::to_string(fault.nth) + (fault.fromThenOn ? " and from then on" : "") +
-               ", pick " + std::to_string(fault.pick);
+void FaultSweep::found(const Fault& fault, FaultPlay::eUntil until, const std::string& what) {
+  findings_ += played_.name() + ", " + nameOf(fault.call) + " " + std::to_string(fault.nth) +
+               (fault.fromThenOn ? " and from then on" : "") + ", pick " +
+               std::to_string(fault.pick);
   if (fault.cutShort) findings_ += ", cut to " + std::to_string(*fault.cutShort);
-  findings_ += until == eOperation ? ", until the operation: " : ": ";
+  findings_ += until == FaultPlay::eOperation ? ", until the operation: " : ": ";
   findings_ += what + "\n";
 }
 
@@ -155,5 +122,5 @@ std::string FaultSweep::points() const {
     all += points;
     kinds += std::string(" ") + nameOf(call) + " " + std::to_string(points);
   }
-  return std::string(scenario_.name) + ": " + std::to_string(all) + " points:" + kinds;
+  return played_.name() + ": " + std::to_string(all) + " points:" + kinds;
 }

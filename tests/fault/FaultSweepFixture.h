@@ -10,10 +10,12 @@
 #include "tests/fault/FaultSweep.h"
 #include "tests/support/Soak.h"
 
-// FaultSweepFixture: short waits, no diagnostics, and the points that were tried are told.
-class FaultSweepFixture : public testing::TestWithParam<FaultScenario> {
+// FaultSweepFixture: for the sweeps of one sort of scenarios: short waits, no diagnostics, and the
+// points that were tried are told.
+template <typename Scenario>
+class FaultSweepFixture : public testing::TestWithParam<Scenario> {
 public:
-  static std::string nameOf(const testing::TestParamInfo<FaultScenario>& test) {
+  static std::string nameOf(const testing::TestParamInfo<Scenario>& test) {
     return test.param.name;
   }
 

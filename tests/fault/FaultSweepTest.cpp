@@ -1,17 +1,19 @@
 // Every public operation of the engine, with the n-th call failing for every n.
 
 #include "platform/fake/FakeOSScope.h"
+#include "tests/fault/EnginePlay.h"
 #include "tests/fault/FaultSweepFixture.h"
 #include "tests/support/ScratchFolder.h"
 
 namespace {
 
-class FaultSweepTest : public FaultSweepFixture {};
+class FaultSweepTest : public FaultSweepFixture<FaultScenario> {};
 
 TEST_P(FaultSweepTest, OnTheFakeEveryCallMayFail) {
   FakeOSScope os;
   FaultLayer layer;
-  FaultSweep sweep(layer, L"/m/", GetParam(), depth(), false);
+  EnginePlay play(L"/m/", GetParam());
+  FaultSweep sweep(layer, play, depth(), false);
   sweep.sweepCalls();
   tell(sweep);
 }
@@ -19,12 +21,13 @@ TEST_P(FaultSweepTest, OnTheFakeEveryCallMayFail) {
 TEST_P(FaultSweepTest, OnTheSystemEveryCallMayFail) {
   ScratchFolder folder;
   FaultLayer layer;
-  FaultSweep sweep(layer, folder / "", GetParam(), depth(), true);
+  EnginePlay play(folder / "", GetParam());
+  FaultSweep sweep(layer, play, depth(), true);
   sweep.sweepCalls();
   tell(sweep);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, FaultSweepTest, testing::ValuesIn(faultScenarios()),
-                         FaultSweepFixture::nameOf);
+                         FaultSweepTest::nameOf);
 
 }  // namespace
