@@ -1,0 +1,135 @@
+#include "tests/fault/tool/ToolPlay.h"
+
+#include <cerrno>
+
+#include "platform/OsErrors.h"
+
+namespace {
+
+// As the manual page lists them.
+enum Code {
+  eUsage = 2,
+  eNotFound,
+  ePermission,
+  eNoSpace,
+  eIo,
+  eWrong,
+  eExists,
+  eNoFile,
+  eResources
+};
+
+int codeOfOpening(uint32_t error) {
+  switch (error - eOsErrorBase) {
+    case ENOENT:
+    case ENOTDIR:
+      return eNotFound;
+    case EISDIR:
+    case ENXIO:
+      return eNoFile;
+    case ENAMETOOLONG:
+      return eUsage;
+    case EMFILE:
+    case ENFILE:
+      return eResources;
+    default:
+      return 0;
+  }
+}
+
+int codeOf(FaultCall call, uint32_t error) {
+  switch (call) {
+    case FaultCall::eCreateContext:
+    case FaultCall::eCreatePort:
+    case FaultCall::eCreateEvent:
+    case FaultCall::eCreateThread:
+    case FaultCall::eCreateTaskQueue:
+    case FaultCall::ePostTask:
+    case FaultCall::eAllocateRegion:
+    case FaultCall::eAllocate:
+      return eResources;
+    default:
+      break;
+  }
+  bool isOpening = call == FaultCall::eOpenMedia || call == FaultCall::eOpenFile;
+  if (int code = isOpening ? codeOfOpening(error) : 0) return code;
+  switch (error - eOsErrorBase) {
+    case EPERM:
+    case EACCES:
+    case EROFS:
+      return ePermission;
+    case ENOSPC:
+    case EDQUOT:
+      return eNoSpace;
+    case ENOMEM:
+      return eResources;
+    default:
+      return eIo;
+  }
+}
+
+// The exit codes that may come of a fault.
+std::set<int> codesOf(const Fault& fault, const FaultPoints& points) {
+  std::set<int> codes{0};
+  if (points.fired() == 0) return codes;
+  for (FaultCall call : everyFaultCall()) {
+    bool mayHaveStruck = fault.call         ? call == *fault.call
+                         : fault.fromThenOn ? call != FaultCall::eAllocate && points.calls(call) > 0
+                                            : call == points.lastFired();
+    if (!mayHaveStruck) continue;
+    std::span<const uint32_t> errors = faultErrors(call);
+    codes.insert(codeOf(call, errors[fault.pick % errors.size()]));
+    // Bytes that were not read are missing, or wrong.
+    if (fault.cutShort && isTransfer(call)) codes.insert({eIo, eWrong});
+  }
+  return codes;
+}
+
+}  // namespace
+
+ToolPlay::ToolPlay(const std::string& folder, const ToolScenario& scenario)
+    : stage_(folder), scenario_(scenario) {
+  stage_.makeFolder("given");
+  scenario.given(stage_);
+  for (const std::string& word : scenario.words)
+    words_.push_back(word[0] == '@' ? stage_.path(word.substr(1)) : word);
+  if (scenario.input) input_ = stage_.path(scenario.input);
+}
+
+// Pictures that come late merge; and a figure that is printed with more digits takes a piece of the
+// heap.
+unsigned ToolPlay::surely(std::optional<FaultCall> call, unsigned calls) const {
+  if (scenario_.goesByTheClock) return calls / 2;
+  return call == FaultCall::eAllocate ? calls - calls / 20 : calls;
+}
+
+FaultPlayed ToolPlay::play(FaultLayer& layer, const Fault& fault, eUntil) {
+  FaultPlayed played;
+  stage_.allowZeros(fault.cutShort.has_value());
+  scenario_.prepare(stage_);
+  layer.points().arm(fault);
+  ToolRun run = runToolHere(words_, input_);
+  played.note(layer.points());
+  layer.points().disarm();
+  played.wrong = whyNot(run, codesOf(fault, layer.points()));
+  stage_.clear();
+  return played;
+}
+
+std::string ToolPlay::whyNot(const ToolRun& run, const std::set<int>& codes) const {
+  std::string wrong = scenario_.judge(stage_, run) + stage_.leftovers();
+  if (!codes.contains(run.code)) {
+    wrong += "not one of the exit codes";
+    for (int code : codes) wrong += " " + std::to_string(code);
+    wrong += "; ";
+  }
+  bool isJson = words_.back() == "--json";
+  std::string why = isJson ? "\"why\": \"" : "fsys " + words_[0] + ": ";
+  size_t at = (isJson ? run.out : run.err).find(why);
+  if (run.code != 0 && at == std::string::npos && run.err.rfind("fsys: ", 0) != 0)
+    wrong += "no word says why; ";
+  if (!wrong.empty())
+    wrong += "exit code " + std::to_string(run.code) + ", \"" + run.out.substr(0, 300) + "\", \"" +
+             run.err + "\"";
+  return wrong;
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/fault/tool/ToolRun.h"
+#include "tests/fault/tool/ToolStage.h"
+
+// ToolScenario: a command of the tool, with small files, and what holds of it however it ends.
+struct ToolScenario {
+  const char* name;
+  std::vector<std::string> words;   // "@NAME" is a name on the stage
+  void (*given)(const ToolStage&);  // once
+  void (*prepare)(const ToolStage&);
+  // What is not as it is promised; empty when all is. Exit code 0: every byte is right.
+  std::string (*judge)(const ToolStage&, const ToolRun&);
+  const char* input = nullptr;  // the name of standard input; nothing comes without
+  bool goesByTheClock = false;  // how many calls it makes depends on it
+};
+
+// For the names of tests.
+inline void PrintTo(const ToolScenario& scenario, std::ostream* out) { *out << scenario.name; }
+
+// Every command, in its forms, but the demo.
+const std::vector<ToolScenario>& toolScenarios();
+const ToolScenario& toolDemoScenario();

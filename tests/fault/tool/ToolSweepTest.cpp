@@ -1,0 +1,56 @@
+// Every command of the tool, with the n-th call failing for every n.
+
+#include <signal.h>
+
+#include "tests/fault/FaultSweepFixture.h"
+#include "tests/fault/tool/ToolPlay.h"
+#include "tests/support/ScratchFolder.h"
+
+namespace {
+
+// ToolSweepTest: what the tool makes of this process's signals is taken back.
+class ToolSweepTest : public FaultSweepFixture<ToolScenario> {
+protected:
+  ToolSweepTest() {
+    for (size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], nullptr, &before_[i]);
+  }
+  ~ToolSweepTest() override {
+    for (size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], &before_[i], nullptr);
+  }
+
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+  struct sigaction before_[std::size(kSignals)];
+  ScratchFolder folder_;
+};
+
+TEST_P(ToolSweepTest, EveryCallMayFail) {
+  FaultLayer layer;
+  ToolPlay play(folder_.path(), GetParam());
+  FaultSweep sweep(layer, play, depth(), true);
+  sweep.sweepCalls();
+  tell(sweep);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, ToolSweepTest, testing::ValuesIn(toolScenarios()),
+                         ToolSweepTest::nameOf);
+
+// Each play of it takes half a second.
+class ToolDemoSweepTest : public ToolSweepTest {};
+
+TEST_P(ToolDemoSweepTest, EveryCallMayFail) {
+  FaultLayer layer;
+  ToolPlay play(folder_.path(), GetParam());
+  FaultSweep sweep(layer, play, FaultSweep::eOneOfEach, true);
+  if (isSoaking()) {
+    sweep.sweepCalls();
+  } else {
+    sweep.setStep(113);
+    sweep.sweepAnyCall();
+  }
+  tell(sweep);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, ToolDemoSweepTest, testing::Values(toolDemoScenario()),
+                         ToolDemoSweepTest::nameOf);
+
+}  // namespace
