@@ -36,9 +36,8 @@ void Command::report(const ToolError& error, int exitCode) {
 }
 
 void Command::printJson() const {
-  // A name that is no UTF-8 is shown with replacement characters, never refused.
-  std::string printed = results_.dump(2, ' ', false, Json::error_handler_t::replace);
-  std::fprintf(output(), "%s\n", printed.c_str());
+  results_.print(output());
+  std::fputc('\n', output());
 }
 
 void Command::say(const std::string& line) const {
@@ -60,12 +59,12 @@ CLI::Option* Command::addSize(CLI::App* app, const std::string& name, uint64_t& 
   return app->add_option_function<std::string>(name, take, what)->type_name("SIZE");
 }
 
-void putName(nlohmann::ordered_json& json, const std::string& key, const std::string& name) {
+void putName(Json& json, const std::string& key, const std::string& name) {
   json[key] = name;
   if (!isUtf8(name)) json[key + "_bytes"] = inQuotes(name);
 }
 
-void putLatency(nlohmann::ordered_json& json, const LatencyStats& latency) {
+void putLatency(Json& json, const LatencyStats& latency) {
   json["p50_ms"] = latency.percentile(0.5);
   json["p99_ms"] = latency.percentile(0.99);
   json["worst_ms"] = latency.worst();

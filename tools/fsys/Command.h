@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "tools/fsys/Json.h"
 #include "tools/fsys/LatencyStats.h"
 #include "tools/fsys/ToolError.h"
 
@@ -34,8 +34,6 @@ public:
   bool wantsJson() const { return json_; }
 
 protected:
-  using Json = nlohmann::ordered_json;
-
   virtual CLI::App* define(CLI::App& app) = 0;
   virtual ExitCode execute() = 0;
   // Whether standard output belongs to data; words go to standard error then.
@@ -61,9 +59,9 @@ private:
 };
 
 // A name in a JSON object; one that is no UTF-8 stands under KEY_bytes as well, escaped.
-void putName(nlohmann::ordered_json& json, const std::string& key, const std::string& name);
+void putName(Json& json, const std::string& key, const std::string& name);
 // p50, p99 and worst, in ms.
-void putLatency(nlohmann::ordered_json& json, const LatencyStats& latency);
+void putLatency(Json& json, const LatencyStats& latency);
 std::string latencyText(const LatencyStats& latency);
 
 // Meter: wall time and processor time of a stretch of work.

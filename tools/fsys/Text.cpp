@@ -11,8 +11,16 @@ constexpr uint64_t kUnit = 1024;
 constexpr double kMegabyte = 1e6;
 constexpr double kMsPerSecond = 1e3;
 
-// The length of the UTF-8 sequence at `at`, 0 when there is none.
-size_t sequenceAt(const std::string& bytes, size_t at) {
+bool isControl(const std::string& bytes, size_t at, size_t length) {
+  unsigned char lead = static_cast<unsigned char>(bytes[at]);
+  if (length == 1) return lead < 0x20 || lead == 0x7F;
+  // The second set of control characters, U+0080 to U+009F.
+  return length == 2 && lead == 0xC2 && static_cast<unsigned char>(bytes[at + 1]) < 0xA0;
+}
+
+}  // namespace
+
+size_t utf8LengthAt(const std::string& bytes, size_t at) {
   unsigned char lead = static_cast<unsigned char>(bytes[at]);
   size_t length = lead < 0x80                   ? 1
                   : lead >= 0xC2 && lead < 0xE0 ? 2
@@ -31,15 +39,6 @@ size_t sequenceAt(const std::string& bytes, size_t at) {
   return overlong || surrogate || point > 0x10FFFF ? 0 : length;
 }
 
-bool isControl(const std::string& bytes, size_t at, size_t length) {
-  unsigned char lead = static_cast<unsigned char>(bytes[at]);
-  if (length == 1) return lead < 0x20 || lead == 0x7F;
-  // The second set of control characters, U+0080 to U+009F.
-  return length == 2 && lead == 0xC2 && static_cast<unsigned char>(bytes[at + 1]) < 0xA0;
-}
-
-}  // namespace
-
 std::string text(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
@@ -56,7 +55,7 @@ std::string text(const char* format, ...) {
 std::string inQuotes(const std::string& name) {
   std::string result = "\"";
   for (size_t at = 0; at < name.size();) {
-    size_t length = sequenceAt(name, at);
+    size_t length = utf8LengthAt(name, at);
     if (length == 0 || isControl(name, at, length)) {
       size_t bytes = length == 0 ? 1 : length;
       for (size_t i = 0; i < bytes; ++i)
@@ -73,7 +72,7 @@ std::string inQuotes(const std::string& name) {
 
 bool isUtf8(const std::string& bytes) {
   for (size_t at = 0; at < bytes.size();) {
-    size_t length = sequenceAt(bytes, at);
+    size_t length = utf8LengthAt(bytes, at);
     if (length == 0) return false;
     at += length;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -14,6 +15,8 @@ std::string text(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // name can neither fool a terminal nor get lost.
 std::string inQuotes(const std::string& name);
 bool isUtf8(const std::string& bytes);
+// The length of the UTF-8 sequence at `at`, 0 when there is none.
+size_t utf8LengthAt(const std::string& bytes, size_t at);
 
 // "1.50 MiB". Units of 1024.
 std::string sizeText(uint64_t bytes);

@@ -46,12 +46,14 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
   if (error.get_exit_code() == 0) return app.exit(error);
   constexpr int code = static_cast<int>(ExitCode::eUsage);
   if (json) {
-    nlohmann::ordered_json result;
+    Json result;
     result["ok"] = false;
-    result["error"] = {
-        {"kind", nameOf(ExitCode::eUsage)}, {"exit_code", code}, {"why", error.what()}};
-    std::printf("%s\n",
-                result.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+    Json& failure = result["error"];
+    failure["kind"] = nameOf(ExitCode::eUsage);
+    failure["exit_code"] = code;
+    failure["why"] = error.what();
+    result.print(stdout);
+    std::fputc('\n', stdout);
   } else {
     std::fprintf(stderr, "fsys: %s\nfsys --help, or fsys COMMAND --help, says more.\n",
                  error.what());
