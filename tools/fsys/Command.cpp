@@ -1,5 +1,7 @@
 #include "tools/fsys/Command.h"
 
+#include <new>
+
 #include "platform/OS.h"
 #include "tools/fsys/Text.h"
 
@@ -23,6 +25,15 @@ void Command::report(const ToolError& error, int exitCode) {
     std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), error.what());
     return;
   }
+  try {
+    noteFailure(error, exitCode);
+    printJson();
+  } catch (const std::bad_alloc&) {
+    printShortFailure(output(), error.code(), exitCode);
+  }
+}
+
+void Command::noteFailure(const ToolError& error, int exitCode) {
   Json failure;
   failure["kind"] = nameOf(error.code());
   failure["exit_code"] = exitCode;
@@ -32,7 +43,6 @@ void Command::report(const ToolError& error, int exitCode) {
   if (!error.remark().empty()) failure["remark"] = error.remark();
   results_["ok"] = false;
   results_["error"] = failure;
-  printJson();
 }
 
 void Command::printJson() const {
@@ -57,6 +67,13 @@ CLI::Option* Command::addSize(CLI::App* app, const std::string& name, uint64_t& 
     value = bytes;
   };
   return app->add_option_function<std::string>(name, take, what)->type_name("SIZE");
+}
+
+void printShortFailure(FILE* to, ExitCode kind, int exitCode) {
+  std::fprintf(to,
+               "{\n  \"ok\": false,\n  \"error\": {\n    \"kind\": \"%s\",\n"
+               "    \"exit_code\": %d,\n    \"why\": \"no memory to say more\"\n  }\n}\n",
+               nameOf(kind), exitCode);
 }
 
 void putName(Json& json, const std::string& key, const std::string& name) {

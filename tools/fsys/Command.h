@@ -27,7 +27,8 @@ public:
   std::string name() const { return app_->get_name(); }
   // Runs; prints its results unless it throws.
   ExitCode run();
-  // Prints a failure: on standard error in words, or as the one JSON object.
+  // Prints a failure: on standard error in words, or as the one JSON object. Where there is no
+  // memory for that object it is a short one.
   void report(const ToolError& error, int exitCode);
 
   bool isVerbose() const { return verbose_; }
@@ -49,6 +50,7 @@ protected:
 
 private:
   FILE* output() const { return outputIsData() ? stderr : stdout; }
+  void noteFailure(const ToolError& error, int exitCode);
   void printJson() const;
 
   CLI::App* app_ = nullptr;
@@ -58,6 +60,8 @@ private:
   bool verbose_ = false;
 };
 
+// The JSON object of a failure that there is no memory to say more about.
+void printShortFailure(FILE* to, ExitCode kind, int exitCode);
 // A name in a JSON object; one that is no UTF-8 stands under KEY_bytes as well, escaped.
 void putName(Json& json, const std::string& key, const std::string& name);
 // p50, p99 and worst, in ms.

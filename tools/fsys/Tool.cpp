@@ -41,6 +41,11 @@ int exitCodeOf(const ToolError& error) {
   return static_cast<int>(error.code());
 }
 
+bool wantsJson(int count, const char* const* arguments) {
+  return std::any_of(arguments, arguments + count,
+                     [](const char* word) { return std::strcmp(word, "--json") == 0; });
+}
+
 int reportUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
   // --help and --version are no errors.
   if (error.get_exit_code() == 0) return app.exit(error);
@@ -74,7 +79,7 @@ int runCommand(Command& command) {
   } catch (const ToolError& error) {
     return reported(command, error);
   } catch (const std::bad_alloc&) {
-    return reported(command, ToolError(ExitCode::eResources, "", "", "no memory"));
+    return reported(command, noMemory());
   } catch (const std::system_error& error) {
     // Of all that the standard library asks of the system only threads can be refused here.
     return reported(command, ToolError(ExitCode::eResources, "", "", error.what()));
@@ -88,9 +93,7 @@ int flushed(int code) {
   return code == 0 ? static_cast<int>(ExitCode::eIo) : code;
 }
 
-}  // namespace
-
-int runTool(int count, const char* const* arguments) {
+int runCommandLine(int count, const char* const* arguments) {
   CLI::App app("Streams media files through the fsys engine, and checks them.", "fsys");
   app.set_version_flag("--version", "fsys " FSYS_TOOL_VERSION);
   app.require_subcommand(1);
@@ -99,11 +102,25 @@ int runTool(int count, const char* const* arguments) {
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
-    bool json = std::any_of(arguments, arguments + count,
-                            [](const char* word) { return std::strcmp(word, "--json") == 0; });
-    return flushed(reportUsage(app, error, json));
+    return reportUsage(app, error, wantsJson(count, arguments));
   }
   for (const auto& command : commands)
-    if (command->wasNamed()) return flushed(runCommand(*command));
+    if (command->wasNamed()) return runCommand(*command);
   return static_cast<int>(ExitCode::eUsage);
+}
+
+}  // namespace
+
+int runTool(int count, const char* const* arguments) {
+  try {
+    return flushed(runCommandLine(count, arguments));
+  } catch (const std::bad_alloc&) {
+    // A command says so itself: there was none yet.
+    constexpr int code = static_cast<int>(ExitCode::eResources);
+    if (wantsJson(count, arguments))
+      printShortFailure(stdout, ExitCode::eResources, code);
+    else
+      std::fputs("fsys: no memory\n", stderr);
+    return flushed(code);
+  }
 }

@@ -127,6 +127,8 @@ ToolError transferError(std::string doing, std::string file, uint32_t error) {
                    std::move(file), wordsOf(error));
 }
 
+ToolError noMemory() { return ToolError(ExitCode::eResources, "", "", "no memory"); }
+
 ToolError systemError(std::string doing, std::string file, int error) {
   return ToolError(codeOf(eOsErrorBase + static_cast<uint32_t>(error)), std::move(doing),
                    std::move(file),

@@ -53,5 +53,7 @@ private:
 ToolError engineError(std::string doing, std::string file, uint32_t error);
 // The same where a transfer failed: no name and no option is to blame for that.
 ToolError transferError(std::string doing, std::string file, uint32_t error);
+// When memory ran out; takes none.
+ToolError noMemory();
 // For an errno value.
 ToolError systemError(std::string doing, std::string file, int error);
