@@ -32,9 +32,17 @@ PlainFile PlainFile::standardInput() { return PlainFile(STDIN_FILENO, "standard 
 PlainFile PlainFile::standardOutput() { return PlainFile(STDOUT_FILENO, "standard output"); }
 
 PlainFile PlainFile::openForReading(const std::string& name) {
-  int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (descriptor < 0) throw systemError("opening", name, errno);
-  return PlainFile(descriptor, name);
+  PlainFile file(-1, name);
+  file.descriptor_ = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (file.descriptor_ < 0) throw systemError("opening", name, errno);
+  return file;
+}
+
+PlainFile PlainFile::openForWriting(const std::string& path, const std::string& name) {
+  PlainFile file(-1, name);
+  file.descriptor_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (file.descriptor_ < 0) throw systemError("writing", name, errno);
+  return file;
 }
 
 size_t PlainFile::read(unsigned char* bytes, size_t count) {

@@ -15,13 +15,12 @@ public:
   static PlainFile standardInput();
   static PlainFile standardOutput();
   static PlainFile openForReading(const std::string& name);
+  // A file that is there, and is called by another name.
+  static PlainFile openForWriting(const std::string& path, const std::string& name);
   PlainFile(PlainFile&& other) noexcept;
   ~PlainFile();
   PlainFile(const PlainFile&) = delete;
   PlainFile& operator=(const PlainFile&) = delete;
-
-  // Takes over a descriptor.
-  PlainFile(int descriptor, std::string name);
 
   int descriptor() const { return descriptor_; }
   // Fills the buffer as far as the data goes; less than `count` only at its end. Can be interrupted
@@ -35,6 +34,8 @@ public:
   bool sync() const;
 
 private:
+  PlainFile(int descriptor, std::string name);
+
   int descriptor_;
   std::string name_;
 };

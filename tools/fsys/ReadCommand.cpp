@@ -1,8 +1,5 @@
 #include "tools/fsys/ReadCommand.h"
 
-#include <fcntl.h>
-
-#include <cerrno>
 #include <memory>
 
 #include "tools/fsys/EngineSession.h"
@@ -42,10 +39,8 @@ ExitCode ReadCommand::execute() {
     stream(file, size, &output);
   } else {
     PartFile part(to_, factsOf(file_).mode, force_);
-    int descriptor = ::open(part.name().c_str(), O_WRONLY | O_CLOEXEC);
-    if (descriptor < 0) throw systemError("writing", to_, errno);
     {
-      PlainFile output(descriptor, to_);
+      PlainFile output = PlainFile::openForWriting(part.name(), to_);
       stream(file, size, &output);
     }
     checkSize(file, size);
