@@ -1,6 +1,7 @@
 #include "tools/fsys/WriteCommand.h"
 
 #include <algorithm>
+#include <new>
 #include <optional>
 
 #include "tools/fsys/DurableFile.h"
@@ -46,7 +47,19 @@ ExitCode WriteCommand::execute() {
     removeFile(file_);
     existed = false;
   }
-  EngineFile file = opened(existed);
+  try {
+    write(existed);
+  } catch (...) {
+    // The file may have been made, and then nothing written.
+    FileFacts facts = factsOf(file_);
+    if (!existed && facts.isRegular && facts.size == 0) removeFile(file_);
+    throw;
+  }
+  return ExitCode::eSuccess;
+}
+
+void WriteCommand::write(bool existed) {
+  EngineFile file(file_, EngineFile::eWrite, static_cast<uint32_t>(block_));
   uint64_t start = file->GetPosition();
   putName(results(), "file", file_);
   results()["start"] = start;
@@ -65,20 +78,12 @@ ExitCode WriteCommand::execute() {
   } catch (ToolError& error) {
     settleFailure(error, file, stream, start, existed);
     throw;
+  } catch (const std::bad_alloc&) {
+    ToolError error = noMemory();
+    settleFailure(error, file, stream, start, existed);
+    throw error;
   }
   tell(stream, meter, start, size);
-  return ExitCode::eSuccess;
-}
-
-// Opening takes several steps: the file may have been made when a later one fails.
-EngineFile WriteCommand::opened(bool existed) const {
-  try {
-    return EngineFile(file_, EngineFile::eWrite, static_cast<uint32_t>(block_));
-  } catch (const ToolError&) {
-    FileFacts facts = factsOf(file_);
-    if (!existed && facts.isRegular && facts.size == 0) removeFile(file_);
-    throw;
-  }
 }
 
 void WriteCommand::send(WriteStream& stream, uint64_t start, DurableFile* durable) {
@@ -126,16 +131,18 @@ void WriteCommand::settleFailure(ToolError& error, EngineFile& file, WriteStream
   stream.drain();
   try {
     if (file.isOpen()) file.close();
-  } catch (const ToolError&) {
+  } catch (const std::exception&) {
     // The first failure is the one that is told; how far the file reaches is looked up below.
   }
   uint64_t size = factsOf(file_).size;
   uint64_t good = std::clamp(std::min(size, stream.writtenEnd()), start, std::max(size, start));
   if (size > good) truncateFile(file_, good);
+  bool isGone = good == start && !existed;
+  if (isGone) removeFile(file_);
+  // Nothing is left to be done: the words may find no memory.
   results()["bytes"] = good - start;
   results()["size"] = good;
-  if (good == start && !existed) {
-    removeFile(file_);
+  if (isGone) {
     error.withRemark("nothing was written and no file is left");
   } else {
     error.withRemark(sizeText(good - start) + " were written; the file ends after them, at " +

@@ -17,7 +17,7 @@ protected:
   ExitCode execute() override;
 
 private:
-  EngineFile opened(bool existed) const;
+  void write(bool existed);
   void send(WriteStream& stream, uint64_t start, DurableFile* durable);
   void flush(WriteStream& stream, DurableFile& durable);
   void reportLine(const char* state, uint64_t end) const;

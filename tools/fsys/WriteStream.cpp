@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 
 #include "fsys/MemBlock.h"
 #include "fsys/MemRef.h"
@@ -74,8 +75,11 @@ void WriteStream::write(const Qv::Ptr<iMemHolder>& data, uint32_t length) {
   Qv::Ptr<PendingTransfer> transfer(new PendingTransfer(bell_, end_, length));
   Qv::Ptr<iMemHolder> slice(new MemRef(data, 0, length));
   Qv::Ptr<iObject> context = transfer;
-  uint32_t result = file_->DirectWrite(slice, false, &PendingTransfer::finished, context, false);
+  // Noted before it is asked for: what is in flight is waited for, also when memory runs out.
+  pending_.push_back({transfer, writtenEnd_});
+  uint32_t result = directWrite(slice, context);
   if (result != 1) {
+    pending_.pop_back();
     failed_ = true;
     failedOffset_ = end_;
     uint32_t last = FsysGetLastError();
@@ -84,8 +88,13 @@ void WriteStream::write(const Qv::Ptr<iMemHolder>& data, uint32_t length) {
   }
   end_ += length;
   bytes_ += length;
-  std::lock_guard<std::mutex> held(bell_->lock);
-  pending_.push_back({transfer, file_->GetPosition()});
+  pending_.back().sentEnd = file_->GetPosition();
+}
+
+uint32_t WriteStream::directWrite(Qv::Ptr<iMemHolder>& data, Qv::Ptr<iObject>& context) try {
+  return file_->DirectWrite(data, false, &PendingTransfer::finished, context, false);
+} catch (const std::bad_alloc&) {
+  return eOsNoMemory;
 }
 
 void WriteStream::finish() {
@@ -112,7 +121,12 @@ void WriteStream::settle() {
 
 // A write of nothing sends what is gathered first, and says how that went.
 uint32_t WriteStream::sendGathered() {
-  uint32_t result = file_->Write(nullptr, 0);
+  uint32_t result = eOsNoMemory;
+  try {
+    result = file_->Write(nullptr, 0);
+  } catch (const std::bad_alloc&) {
+    return result;
+  }
   if (result == 1) writtenEnd_ = end_;
   return result;
 }

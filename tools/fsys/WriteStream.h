@@ -50,6 +50,7 @@ private:
     uint64_t sentEnd;  // behind it the engine only gathers; as the block was accepted
   };
   void collectLocked();
+  uint32_t directWrite(Qv::Ptr<iMemHolder>& data, Qv::Ptr<iObject>& context);
   uint32_t sendGathered();
   void throwIfFailed() const;
 
