@@ -1,6 +1,7 @@
 #include "tools/fsys/VerifyCommand.h"
 
 #include <algorithm>
+#include <new>
 
 #include "tools/fsys/EngineFile.h"
 #include "tools/fsys/EngineSession.h"
@@ -58,12 +59,18 @@ void VerifyCommand::makeFile() {
   try {
     writeStamps();
   } catch (ToolError& error) {
-    if (factsOf(file_).exists) {
-      removeFile(file_);
-      error.withRemark("the unfinished file was removed");
-    }
+    if (removeUnfinished()) error.withRemark("the unfinished file was removed");
+    throw;
+  } catch (const std::bad_alloc&) {
+    removeUnfinished();
     throw;
   }
+}
+
+bool VerifyCommand::removeUnfinished() const {
+  bool exists = factsOf(file_).exists;
+  if (exists) removeFile(file_);
+  return exists;
 }
 
 void VerifyCommand::writeStamps() {

@@ -12,6 +12,8 @@ protected:
 private:
   void makeFile();
   void writeStamps();
+  // Whether there was one.
+  bool removeUnfinished() const;
   void readBack();
 
   std::string file_;
