@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <future>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -35,6 +36,8 @@ public:
         remove();
       } catch (const ToolError& error) {
         std::fprintf(stderr, "fsys demo: %s; it is left there\n", error.what());
+      } catch (const std::bad_alloc&) {
+        std::fputs("fsys demo: no memory to say what is left there\n", stderr);
       }
     }
   }
@@ -145,6 +148,10 @@ void DemoCommand::playAll(Tracks& tracks, DemoRecorder& recorder) {
     allThere.set_value(nullptr);
     joinAll();
     throw ToolError(ExitCode::eResources, "starting a track's thread", "", error.code().message());
+  } catch (const std::bad_alloc&) {
+    allThere.set_value(nullptr);
+    joinAll();
+    throw;
   }
   Meter meter;
   DemoClock clock{Qv::now() + kLeadIn_ms};
