@@ -1,4 +1,4 @@
-// Every command of the tool, with the n-th call failing for every n.
+// Every command of the tool, with the n-th call or the n-th allocation failing for every n.
 
 #include <signal.h>
 
@@ -31,13 +31,24 @@ TEST_P(ToolSweepTest, EveryCallMayFail) {
   tell(sweep);
 }
 
+TEST_P(ToolSweepTest, EveryAllocationMayBeRefused) {
+  FaultLayer layer;
+  if (!layer.seesAllocations())
+    GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+  ToolPlay play(folder_.path(), GetParam());
+  FaultSweep sweep(layer, play, depth(), true);
+  sweep.setStep(soakTurns(13, 1));
+  sweep.sweepAllocations();
+  tell(sweep);
+}
+
 INSTANTIATE_TEST_SUITE_P(Commands, ToolSweepTest, testing::ValuesIn(toolScenarios()),
                          ToolSweepTest::nameOf);
 
 // Each play of it takes half a second.
 class ToolDemoSweepTest : public ToolSweepTest {};
 
-TEST_P(ToolDemoSweepTest, EveryCallMayFail) {
+TEST_P(ToolDemoSweepTest, EveryCallMayFailAndEveryAllocationBeRefused) {
   FaultLayer layer;
   ToolPlay play(folder_.path(), GetParam());
   FaultSweep sweep(layer, play, FaultSweep::eOneOfEach, true);
@@ -47,6 +58,8 @@ TEST_P(ToolDemoSweepTest, EveryCallMayFail) {
     sweep.setStep(113);
     sweep.sweepAnyCall();
   }
+  sweep.setStep(soakTurns(1201, 1));
+  if (layer.seesAllocations()) sweep.sweepAllocations();
   tell(sweep);
 }
 
