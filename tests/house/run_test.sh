@@ -37,7 +37,7 @@ listed libmount-dev base platform/linux '#include <libmount'
 listed libtbb-dev base platform/linux '#include <tbb/scalable_allocator.h>'
 listed libloki-dev base fsys '#include <loki/'
 listed libcli11-dev base tools '#include <CLI/'
-listed nlohmann-json3-dev base tools '#include <nlohmann/'
+listed nlohmann-json3-dev base bench '#include <nlohmann/'
 listed ffmpeg demo tools ffmpeg
 listed libgtest-dev test tests '#include <gtest/'
 listed libgmock-dev test tests '#include <gmock/'
