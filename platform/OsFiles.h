@@ -44,8 +44,9 @@ public:
   // once; what goes wrong with them later is told by settle().
   virtual uint32_t writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
                                uint32_t* done) = 0;
-  // Waits until the system has given the disk what was written behind, and an error is known; it is
-  // told once. No flush: the disk's own cache and what the file system keeps of the file may be lost.
+  // Waits until the system has given the disk what was written behind, and an error is known; it
+  // is told once. No flush: the disk's own cache, and what the file system keeps of the file, may
+  // be lost.
   virtual uint32_t settle() = 0;
   // At the current position, which starts at 0 and moves by what was done.
   virtual uint32_t read(void* buffer, uint32_t bytes, uint32_t* done) = 0;

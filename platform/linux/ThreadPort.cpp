@@ -63,7 +63,6 @@ void ThreadPort::work() {
   {
     MutexLock lock(lock_);
     isEnd = --alive_ == 0 && isKept_;
-    if (isKept_) endKept(1);
     quiet_.wakeAll();
   }
   if (isEnd) letGo();
@@ -83,15 +82,18 @@ void ThreadPort::workUntilClosed() {
 }
 
 void ThreadPort::carryOutLocked(AsyncOperation* operation) {
+  ++inHand_;
   lock_.unlock();
   carryOut(operation->transfer());
   lock_.lock();
+  --inHand_;
   if (operation->startingWaits()) {
     --slowInHand_;
     // The command may take its time.
     if (slowCount_ != 0 && idle_ > 0) work_.wakeOne();
   }
   if (closed_) {
+    if (isKept_) endKept(1);
     lock_.unlock();
     delete operation;
     lock_.lock();
@@ -130,7 +132,7 @@ void ThreadPort::close() {
     made = made_;
     isKept_ = !drained;
     // Under the lock, so that none of them ends before it is counted.
-    if (isKept_) keepFor(alive_);
+    if (isKept_) keepFor(inHand_);
   }
   drop(dropped);
   for (unsigned i = 0; i < made; ++i) drained ? threads_[i].join() : threads_[i].detach();

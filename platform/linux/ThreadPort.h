@@ -49,6 +49,7 @@ private:
   OperationQueue slow_ GUARDED_BY(lock_);  // whose start may wait
   unsigned readyCount_ GUARDED_BY(lock_) = 0;
   unsigned slowCount_ GUARDED_BY(lock_) = 0;
+  unsigned inHand_ GUARDED_BY(lock_) = 0;  // transfers that the system has
   unsigned slowInHand_ GUARDED_BY(lock_) = 0;
   unsigned idle_ GUARDED_BY(lock_) = 0;
   unsigned commands_ GUARDED_BY(lock_) = 0;
