@@ -5,8 +5,8 @@
 #include "platform/OsThreads.h"
 
 // FlushTask: writes what a file holds for a thread that must not wait without limit.
-// Story      Posted to a queue; who posted it waits for `hasRun` as long as it likes. Alone with the
-//            file: nobody else flushes it any more.
+// Story      Posted to a queue; who posted it waits for `hasRun` as long as it likes. Nobody else
+//            flushes the file any more.
 // Ownership  pins the file; shared by the queue and who waits.
 class FlushTask final : public iTask {
 public:

@@ -22,9 +22,9 @@ enum RequestStatus : uint32_t {
 //              the write cache, a write that its caller waits for and makes, or given up by
 //              FsysClose);
 //            - on the thread that makes a pass (a poller's, a completion thread, a writer that
-//              waits), with the file's lock held and, where the pass is over all files, the list's as well (a start failed,
-//              or needed no transfer).
-//              Here it may use its own file only.
+//              waits), with the file's lock held and, where the pass is over all files, the
+//              list's as well (a start failed, or needed no transfer). Here it may use its own file
+//              only.
 //            In all three it may queue more work on its own file: this never waits, also where the
 //            caller asked for a synchronous write; a full list is answered at once. It may close
 //            its own file: FsysClose returns 1 at once and a thread of the engine's does the rest.

@@ -29,8 +29,8 @@ enum SEEK_TYPE : uint32_t {
 //            WaitForDrain: one thread at a time a file (the write cache and the position are not
 //            locked); a write's own callback may write on, also while the writer still waits in
 //            DirectWrite, or while the file is being closed. StartRequests: the poller, completion
-//            threads, a writer that waits. The file's lock guards both request lists; it is re-entrant, and the list's
-//            lock comes before it. Counters are atomic.
+//            threads, a writer that waits. The file's lock guards both request lists; it is
+//            re-entrant, and the list's lock comes before it. Counters are atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.
 // Units      bytes; positions 64-bit, lengths 32-bit.
@@ -43,7 +43,8 @@ enum SEEK_TYPE : uint32_t {
 //            last in the list and never the first
 //            (FsysFileTest.TheLastKeptReadIsDroppedAndNeverTheFirst); a synchronous write kicks
 //            nobody before its completion: the poller's own pass starts it, or, on a drive that
-//            answers soon, its writer's (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
+//            answers soon, its writer's
+//            (FsysFileTest.ASynchronousWriteKicksOnlyAfterItsCompletion).
 class FSYS_EXPORT FsysFile {
 public:
   using RequestList = Vector<FileRequest*>;
@@ -95,8 +96,8 @@ public:
   uint32_t QueueWriteRequest(FileRequest* request);
   uint32_t CheckRequestListSize(RequestList* list);
   void removeOldestRequest(RequestList* list);
-  // A pass over one list: in a pass over all files with the engine's list lock held; by a completion
-  // thread whose callback asked for it, or a writer that waits, with no lock held.
+  // A pass over one list: in a pass over all files with the engine's list lock held; by a
+  // completion thread whose callback asked for it, or a writer that waits, with no lock held.
   uint32_t StartRequests(RequestList* list);
 
   // Sends the write cache and waits at most 4000 ms for writes in flight.
