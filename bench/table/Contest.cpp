@@ -21,7 +21,11 @@ std::vector<Side> Contest::hold() {
     sides.push_back({entrant.name, {}});
   }
   for (unsigned round = 0; round < rounds_; ++round)
-    for (size_t i = 0; i < entrants_.size(); ++i) sides[i].rounds.push_back(play(entrants_[i]));
+    for (size_t i = 0; i < entrants_.size(); ++i) {
+      // Nobody always comes after the same one: what a side leaves behind shows in the next.
+      size_t turn = (round + i) % entrants_.size();
+      sides[turn].rounds.push_back(play(entrants_[turn]));
+    }
   return sides;
 }
 

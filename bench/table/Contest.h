@@ -8,7 +8,7 @@
 
 // Contest: lets several sides do the same work in turn.
 // Story      Each side does one round that is not counted, then all do the counted rounds in turn:
-//            A B C, A B C, ...
+//            A B C, B C A, C A B, ...
 // Threads    one.
 class Contest {
 public:

@@ -89,7 +89,7 @@ Facts factsOf(const Options& options, const Suite& suite, const std::string& loa
       {"page cache", suite.caches().whatWasDone()},
       {"memory", std::to_string(touched / kMib) + " MiB touched once before"},
       {"rounds",
-       std::to_string(options.rounds) + " of each side in turn, A B C A B C, after one uncounted"},
+       std::to_string(options.rounds) + " of each side in turn, A B C B C A, after one uncounted"},
       {"sizes", std::to_string(options.readMib) + " MiB read, " + std::to_string(options.writeMib) +
                     " MiB written, " + std::to_string(options.stagedMib) + " MiB staged"},
       {"figures", "medians of rounds; compared: medians of neighbouring pairs; MB is 10^6 bytes"},
