@@ -88,7 +88,8 @@ private:
   uint32_t closeLater(FsysFile* file);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
-  void drainAll();
+  // The lists go to functions that lock them.
+  void drainAll() NO_THREAD_SAFETY_ANALYSIS;
   FsysFile* pinOneToLeave();
   void leave(FsysFile* file);
   bool flushInLeaving(FsysFile* file);
