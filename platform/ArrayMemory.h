@@ -24,16 +24,17 @@ struct ArrayMemory {
 
   T* allocate(size_t count) {
     if (isShort(count)) return static_cast<T*>(takeShortArray());
-    if (count > static_cast<size_t>(-1) / sizeof(T)) throw std::bad_array_new_length();
-    return static_cast<T*>(::operator new(count * sizeof(T)));
+    if (count > static_cast<size_t>(-1) / kEntry_bytes) throw std::bad_array_new_length();
+    return static_cast<T*>(::operator new(count * kEntry_bytes));
   }
   void deallocate(T* memory, size_t count) {
-    if (isShort(count)) return giveShortArray(memory);
-    ::operator delete(memory);
+    if (isShort(count)) return giveShortArray(static_cast<void*>(memory));
+    ::operator delete(static_cast<void*>(memory));
   }
   bool operator==(const ArrayMemory&) const { return true; }
 
 private:
   static_assert(alignof(T) <= alignof(std::max_align_t));
-  static bool isShort(size_t count) { return count <= kShortArray_bytes / sizeof(T); }
+  static constexpr size_t kEntry_bytes = sizeof(T);  // NOLINT(bugprone-sizeof-expression)
+  static bool isShort(size_t count) { return count <= kShortArray_bytes / kEntry_bytes; }
 };

@@ -55,6 +55,7 @@ std::optional<std::string> formatted(const char* format, va_list arguments) try 
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-macro-parentheses): `text` is declared
 #define FORMAT_INTO(text, format)                                          \
   va_list arguments;                                                       \
   va_start(arguments, format);                                             \
@@ -62,6 +63,7 @@ std::optional<std::string> formatted(const char* format, va_list arguments) try 
   va_end(arguments);                                                       \
   if (!formattedText) return;                                              \
   const std::string& text = *formattedText
+// NOLINTEND(bugprone-macro-parentheses)
 
 void Log(const char* format, ...) {
   FORMAT_INTO(text, format);

@@ -13,6 +13,17 @@
 #include "tools/fsys/Text.h"
 #include "tools/fsys/WriteStream.h"
 
+namespace {
+
+bool closesWell(EngineFile& file) try {
+  if (file.isOpen()) file.close();
+  return true;
+} catch (const std::exception&) {
+  return false;
+}
+
+}  // namespace
+
 CLI::App* WriteCommand::define(CLI::App& app) {
   block_ = Limits::kDefaultBlock;
   inFlight_ = Limits::kDefaultWritesInFlight;
@@ -129,11 +140,8 @@ void WriteCommand::reportLine(const char* state, uint64_t end) const {
 void WriteCommand::settleFailure(ToolError& error, EngineFile& file, WriteStream& stream,
                                  uint64_t start, bool existed) {
   stream.drain();
-  try {
-    if (file.isOpen()) file.close();
-  } catch (const std::exception&) {
-    // The first failure is the one that is told; how far the file reaches is looked up below.
-  }
+  // The first failure is the one that is told; how far the file reaches is looked up.
+  static_cast<void>(closesWell(file));
   uint64_t size = factsOf(file_).size;
   uint64_t good = std::clamp(std::min(size, stream.writtenEnd()), start, std::max(size, start));
   if (size > good) truncateFile(file_, good);
