@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # ./run asks for the packages that its command needs and that are missing, once; says what was
-# skipped; and ends with the count. It runs in a tree of its own, where whatever it calls is a
-# stand-in that writes down what it was asked. Usage: run_steps.sh ROOT
+# skipped and what failed; and ends with the count. It runs in a tree of its own, where whatever it
+# calls is a stand-in that writes down what it was asked. Usage: run_steps.sh ROOT
 set -uo pipefail
 root=$(readlink -f "$1")
 work=$(mktemp -d)
@@ -21,7 +21,7 @@ make_tree() {
   mkdir -p "$state/bin" "$tree"/{packaging,tools,tests/house,fsys,build}
   cp "$root/run" "$tree/run"
   cp "$root/packaging/debian-packages.txt" "$tree/packaging/"
-  cp "$root/tests/house/skipped.py" "$tree/tests/house/"
+  cp "$root/tests/house/report.py" "$tree/tests/house/"
   : >"$state/installed"
   : >"$state/asked"
   export STATE=$state
@@ -188,11 +188,31 @@ go soak 5 test || complain "./run soak 5 test fails"
 # A run that fails without naming a test is a failure.
 touch "$state/ctest-fails"
 go test && complain "./run test hides a failure"
+says "    failed   every test: ctest ended with 1 and names no test"
 [ "$(tail -n 1 "$state/said")" = "4 passed, 2 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
+# What failed stands together before the count, with the end of what it printed.
+sed -i -e 's/failures="0"/failures="1"/' -e '/"Ring.Ends"/{s/status="run"/status="fail"/;n;s/></>first\nlast</}' \
+  "$state/report.xml"
+go test && complain "./run test hides a test that failed"
+[ "$(tail -n 8 "$state/said")" = "==> what failed
+    failed   every test: Ring.Ends
+      | first
+      | last
+    failed   the same with threads: Ring.Ends
+      | first
+      | last
+2 passed, 2 failed" ] || complain "not said what failed: $(tail -n 8 "$state/said")"
+make_tree
+stand_in "$tree/tests/house/headers.sh" 'echo "no such header"; exit 1'
+go check && complain "./run check hides a step that failed"
+[ "$(tail -n 4 "$state/said")" = "==> what failed
+    failed   each header compiles alone
+      | no such header
+11 passed, 1 failed" ] || complain "not said what failed: $(tail -n 4 "$state/said")"
 # A report that cannot be read is one too, and the count still comes.
 echo '<broken' >"$state/report.xml"
 go test && complain "./run test takes a broken report"
-says "there is no report"
+says "    failed   every test: there is no report"
 [ "$(tail -n 1 "$state/said")" = "0 passed, 2 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
 
 [ "$status" = 0 ] && echo "every command asks for its packages once, and ends with the count"
