@@ -357,8 +357,8 @@ uint32_t FsysFile::flushForClosing() {
 }
 
 // The same as flushCache, as a transfer that is waited for no longer than a drain. What did not
-// arrive in that time is not tried again.
-// Without memory for it as ever: bytes that nobody tried to write would be lost for sure.
+// arrive in that time is not tried again. Without memory for it as ever: bytes that nobody tried to
+// write would be lost for sure.
 uint32_t FsysFile::flushCacheInTime() {
   uint32_t held = cachedBytes();
   if (held == 0) return eResultOk;

@@ -31,8 +31,7 @@ void Fsys::leaveBehind() {
 FsysFile* Fsys::pinOneToLeave() {
   for (unsigned looks = kLeavingLooks; !writeFilesLock_.tryEnter(); --looks) {
     if (looks == 0) {
-      Log("What open files held was not written: a callback that started nothing ends the "
-          "process\n");
+      Log("What open files held was not written: their list was in use as the process ended\n");
       return nullptr;
     }
     OS()->getThreads()->sleep(kLook_ms);

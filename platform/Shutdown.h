@@ -5,8 +5,9 @@
 // Shutdown: what runs when the process ends in an orderly way.
 // Story      Services register callbacks as they start. run() calls them from the highest priority
 //            to the lowest, the last registered first among equals, each once, and forgets them.
-//            A process that never calls run() has it called at exit. One that was forked from it
-//            and did not run another program is left alone: what the callbacks end is not there.
+//            A process that never calls run() has its callbacks called at exit. One that was forked
+//            from it, and did not run another program, has those called that it registered itself:
+//            what the others end is not there.
 // Threads    addCallback: any. run: one thread, with no lock held while a callback runs.
 namespace Shutdown {
 

@@ -238,7 +238,7 @@ private:
   bool attached_ = false;
   eLast lastFlush_ = eNobody;        // guarded by *lock_
   bool isLeftBehind_ = false;        // guarded by the list's lock
-  bool flushGivenUp_ = false;        // the closer's alone
+  bool flushGivenUp_ = false;        // one thread at a time, as the write cache
   OsWord<bool> heldIsSent_{false};   // as it closes, as far as the system took it
   OsWord<bool> wroteBehind_{false};  // and nobody has settled it
   OsWord<bool> foundWork_{false};    // the last pass started something
