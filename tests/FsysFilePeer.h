@@ -12,6 +12,10 @@ struct FsysFilePeer {
   static iThreadEvent& drainEvent(FsysFile& file) { return *file.drainEvent_; }
   static bool closing(const FsysFile& file) { return file.closing_; }
   static void setClosing(FsysFile& file) { file.closing_.set(true); }
+  static void setWritersInside(FsysFile& file, uint32_t calls) { file.writersInside_ = calls; }
+  // As a closer that has come so far.
+  static bool claimAsCloser(FsysFile& file) { return file.claimLastFlush(FsysFile::eCloser); }
+  static void setHeldIsSent(FsysFile& file) { file.heldIsSent_.set(true); }
   static void setPosition(FsysFile& file, uint64_t position) { file.position_.set(position); }
   static uint32_t deferred(const FsysFile& file) { return file.deferredCount_.get(); }
   static void setDeferred(FsysFile& file, uint32_t count) { file.deferredCount_.set(count); }

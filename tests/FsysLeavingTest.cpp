@@ -4,6 +4,8 @@
 
 namespace {
 
+using Texts = std::vector<std::string>;
+
 class FsysLeavingTest : public FsysFileFixture {
 protected:
   void SetUp() override {
@@ -39,6 +41,52 @@ TEST_F(FsysLeavingTest, NothingMoreIsTaken) {
   leaveInACallbackOf(file);
   EXPECT_EQ(write(file, TestHolder::ofPattern(100)), 0u);
   EXPECT_EQ(FsysFilePeer::cachedBytes(*file), 0u);
+}
+
+TEST_F(FsysLeavingTest, WhatAShareDoesNotTakeIsSaidToBeLost) {
+  FsysFile* file = openForWriting(L"/n/a");
+  EXPECT_EQ(write(file, TestHolder::ofPattern(1001)), 1u);
+  os_->faults().fail(FaultPlan::eWrite, eOsIoError, 1, FaultPlan::eFromThenOn);
+  leaveInACallbackOf(file);
+  EXPECT_EQ(texts_.log(), Texts{"The last 1101 bytes of /n/a could not be written\n"});
+}
+
+TEST_F(FsysLeavingTest, AFileThatIsBeingClosedIsLeftToItsCloser) {
+  FsysFile* closing = openForWriting(L"/m/a");
+  EXPECT_EQ(write(closing, TestHolder::ofPattern(1001)), 1u);
+  ASSERT_TRUE(FsysFilePeer::claimAsCloser(*closing));
+  FsysFilePeer::setHeldIsSent(*closing);
+  leaveInACallbackOf(openForWriting(L"/m/b"));
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*closing), 1001u) << "its closer has it";
+  EXPECT_EQ(texts_.log(), Texts{});
+}
+
+TEST_F(FsysLeavingTest, ACloserThatDoesNotComeToItIsWaitedForAWhileAndTheFileNamed) {
+  FsysFile* closing = openForWriting(L"/m/a");
+  ASSERT_TRUE(FsysFilePeer::claimAsCloser(*closing));
+  double begin_ms = os_->clock().now_ms();
+  leaveInACallbackOf(openForWriting(L"/m/b"));
+  EXPECT_EQ(os_->clock().now_ms() - begin_ms, 1000);
+  EXPECT_EQ(texts_.log(),
+            Texts{"What /m/a held may not be written: it was at work as the process ended\n"});
+}
+
+TEST_F(FsysLeavingTest, AFileThatSomebodyWritesToIsWaitedForAWhileAndNamed) {
+  FsysFile* busy = openForWriting(L"/m/a");
+  EXPECT_EQ(write(busy, TestHolder::ofPattern(1001)), 1u);
+  FsysFilePeer::setWritersInside(*busy, 1);
+  leaveInACallbackOf(openForWriting(L"/m/b"));
+  FsysFilePeer::setWritersInside(*busy, 0);
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*busy), 1001u);
+  EXPECT_EQ(texts_.log(),
+            Texts{"What /m/a held may not be written: it was at work as the process ended\n"});
+}
+
+TEST_F(FsysLeavingTest, AClosersTurnIsOverOnceAFileIsLeftBehind) {
+  FsysFile* file = openForWriting(L"/m/a");
+  leaveInACallbackOf(file);
+  recorder_->onCall([](const Recorder::Call&) {});
+  EXPECT_EQ(FsysClose(file, nullptr), 0u);
 }
 
 }  // namespace
