@@ -10,16 +10,12 @@
 #include <vector>
 
 #include "platform/OS.h"
-#include "tests/support/HeldFileSystem.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/support/StreamedFile.h"
+#include "tests/integration/EngineShareFixture.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
-
-constexpr uint32_t kPiece_bytes = 65536;
 
 // What a close waits for requests that do not end: 29 steps of twice the writes' poll delay for
 // each direction, and 4 s for each of two drains of the writes.
@@ -50,38 +46,11 @@ private:
   std::promise<void>& gone_;
 };
 
-class EngineDeadShareTest : public ::testing::Test {
+class EngineDeadShareTest : public EngineShareFixture {
 protected:
-  void SetUp() override {
-    if (!share_.isMounted()) GTEST_SKIP() << "no file system can be mounted here";
-    ASSERT_EQ(FsysInitialize(), 1u);
-  }
-  void TearDown() override {
-    if (!share_.isMounted()) return;
-    share_.letGo();
-    FsysUninitialize(Shutdown::eNormal);
-  }
-
-  FsysFile* open(const char* name, uint32_t flags) {
-    FsysFile* file = nullptr;
-    EXPECT_EQ(FsysOpen(&file, folder_ / name, 0, flags, nullptr), 1u) << name;
-    return file;
-  }
-  FsysFile* openToRead() { return open("share/held", 1); }
-  FsysFile* openToWrite() { return open("share/empty", 2); }
   void die() {
     for (auto what : {HeldFileSystem::eRead, HeldFileSystem::eWrite, HeldFileSystem::eFlush})
       share_.order({what, HeldFileSystem::eHold});
-  }
-  void read(FsysFile* file, unsigned piece) {
-    Qv::Ptr<iObject> context = recorder_->context();
-    ASSERT_EQ(
-        file->DirectRead(long{piece} * kPiece_bytes, kPiece_bytes, false, &Recorder::told, context),
-        1u);
-  }
-  void write(FsysFile* file, Qv::Ptr<iMemHolder> data) {
-    Qv::Ptr<iObject> context = recorder_->context();
-    ASSERT_EQ(file->DirectWrite(data, false, &Recorder::told, context, false), 1u);
   }
   static uint64_t kept() { return OS()->getAsyncIo()->describe().keptTransfers; }
 
@@ -104,10 +73,6 @@ protected:
     EXPECT_EQ(recorder_->count(), calls);
     for (const Recorder::Call& call : recorder_->calls()) EXPECT_EQ(call.status, eRequestFailed);
   }
-
-  ScratchFolder folder_;
-  HeldFileSystem share_{folder_.bytes("share"), HeldFileSystem::eNothing, "fuse.sshfs"};
-  Qv::Ptr<Recorder> recorder_{new Recorder};
 };
 
 TEST_F(EngineDeadShareTest, ClosingAndEndingTakeTheStatedTimeAndWhatIsHeldIsKeptUntilItIsLetGo) {
@@ -118,7 +83,7 @@ TEST_F(EngineDeadShareTest, ClosingAndEndingTakeTheStatedTimeAndWhatIsHeldIsKept
   for (unsigned piece = 0; piece < 3; ++piece) read(reading, piece);
   std::promise<void> gone;
   std::future<void> isGone = gone.get_future();
-  write(writing, Qv::Ptr<iMemHolder>(new WatchedHolder(gone)));
+  write(writing, 0, Qv::Ptr<iMemHolder>(new WatchedHolder(gone)));
   // With threads the third read waits for one.
   share_.waitUntilHeld(3);
 
@@ -160,7 +125,7 @@ TEST_F(EngineDeadShareTest, AFileWithNothingInFlightIsClosed) {
 TEST_F(EngineDeadShareTest, AFileWhoseStagedBytesCannotGoIsClosed) {
   FsysFile* writing = openToWrite();
   die();
-  write(writing, TestHolder::ofPattern(1000));
+  write(writing, 0, TestHolder::ofPattern(1000));
   EXPECT_EQ(recorder_->count(), 1u);
   EXPECT_LT(timeOfClosing(writing), kWritesWait + kSlack);
 }

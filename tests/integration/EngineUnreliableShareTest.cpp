@@ -9,9 +9,7 @@
 #include <vector>
 
 #include "platform/OS.h"
-#include "tests/support/HeldFileSystem.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/support/StreamedFile.h"
+#include "tests/integration/EngineShareFixture.h"
 
 namespace {
 
@@ -19,7 +17,6 @@ using Seconds = std::chrono::duration<double>;
 using Clock = std::chrono::steady_clock;
 using Order = HeldFileSystem::Order;
 
-constexpr uint32_t kPiece_bytes = 65536;
 constexpr unsigned kPieces = HeldFileSystem::kFileBytes / kPiece_bytes;
 // Longer than any machine takes for what is not waited for; only a failure waits so long.
 constexpr Seconds kPatience{20};
@@ -30,37 +27,8 @@ Order onceAt(HeldFileSystem::eWhat what, unsigned piece, HeldFileSystem::eHow ho
   return {what, how, begin, begin + 1, value, 1};
 }
 
-class EngineUnreliableShareTest : public ::testing::Test {
+class EngineUnreliableShareTest : public EngineShareFixture {
 protected:
-  void SetUp() override {
-    if (!share_.isMounted()) GTEST_SKIP() << "no file system can be mounted here";
-    ASSERT_EQ(FsysInitialize(), 1u);
-  }
-  void TearDown() override {
-    if (!share_.isMounted()) return;
-    share_.letGo();
-    FsysUninitialize(Shutdown::eNormal);
-  }
-
-  FsysFile* open(const char* name, uint32_t flags) {
-    FsysFile* file = nullptr;
-    EXPECT_EQ(FsysOpen(&file, folder_ / name, 0, flags, nullptr), 1u) << name;
-    return file;
-  }
-  FsysFile* openToRead() { return open("share/held", 1); }
-  FsysFile* openToWrite() { return open("share/empty", 2); }
-
-  // The ticket is the piece.
-  void read(FsysFile* file, unsigned piece) {
-    Qv::Ptr<iObject> context = recorder_->ticket(static_cast<int>(piece));
-    long begin = long{piece} * kPiece_bytes;
-    ASSERT_EQ(file->DirectRead(begin, kPiece_bytes, false, &Recorder::told, context), 1u);
-  }
-  void write(FsysFile* file, unsigned piece) {
-    Qv::Ptr<iObject> context = recorder_->ticket(static_cast<int>(piece));
-    Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(kPiece_bytes, uint64_t{piece} * kPiece_bytes);
-    ASSERT_EQ(file->DirectWrite(data, false, &Recorder::told, context, false), 1u);
-  }
   void readAll(FsysFile* file) {
     for (unsigned piece = 0; piece < kPieces; ++piece) read(file, piece);
     ASSERT_TRUE(recorder_->waitFor(kPieces));
@@ -84,10 +52,6 @@ protected:
     EXPECT_EQ(told, std::vector<int>(kPieces, 1));
     recorder_->clear();
   }
-
-  ScratchFolder folder_;
-  HeldFileSystem share_{folder_.bytes("share"), HeldFileSystem::eNothing, "fuse.sshfs"};
-  Qv::Ptr<Recorder> recorder_{new Recorder};
 };
 
 TEST_F(EngineUnreliableShareTest, AReadThatFailsIsToldWithItsErrorToItsCallerAndToNobodyElse) {
