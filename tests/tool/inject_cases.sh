@@ -70,18 +70,21 @@ sweep() {
   echo "fsys $what: $tried failures in all"
 }
 
+# What a command that failed may leave, and what is there else: the source's bytes. After a failure
+# only the name's safety is then in doubt, and that is said.
+no_target() { [ "$code" != 0 ] && [ ! -e target ]; }
+as_before() { [ "$code" != 0 ] && [ "$(head -c 20 target)" = precious ]; }
+is_whole() {
+  [ "$code" = 0 ] || grep -q "it is whole and has its name" err || { echo "$1"; return 1; }
+  cmp source target
+}
+
 case_copy_is_truthful_whatever_call_fails() {
   may_trace
   random_file source 300001
   what=copy
   once() { rm -f target; inject "$1" copy source target --block 8K; }
-  sound() {
-    [ "$code" = 0 ] && { cmp source target; return; }
-    [ ! -e target ] && return
-    # Only the name's safety is then in doubt, and that is said.
-    grep -q "it is whole and has its name" err || { echo "a copy is there"; return 1; }
-    cmp source target
-  }
+  sound() { no_target || is_whole "a copy is there"; }
   sweep "pread64 pwrite64" "openat newfstatat statx fsync renameat2 mmap clone3 pipe2"
 }
 
@@ -90,12 +93,7 @@ case_copy_with_force_keeps_the_old_file_whatever_call_fails() {
   random_file source 300001
   what=copy
   once() { echo precious >target; inject "$1" copy source target --force --block 8K; }
-  sound() {
-    [ "$code" = 0 ] && { cmp source target; return; }
-    [ "$(head -c 20 target)" = precious ] && return
-    grep -q "it is whole and has its name" err || { echo "the old file is gone"; return 1; }
-    cmp source target
-  }
+  sound() { as_before || is_whole "the old file is gone"; }
   sweep "pread64 pwrite64" "openat fsync rename"
 }
 
@@ -104,12 +102,7 @@ case_read_is_truthful_whatever_call_fails() {
   random_file source 300001
   what="read"
   once() { rm -f target; inject "$1" read source --to target --block 8K; }
-  sound() {
-    [ "$code" = 0 ] && { cmp source target; return; }
-    [ ! -e target ] && return
-    grep -q "it is whole and has its name" err || { echo "a half file is there"; return 1; }
-    cmp source target
-  }
+  sound() { no_target || is_whole "a half file is there"; }
   sweep "pread64" "openat newfstatat mmap clone3 fsync renameat2"
 }
 
