@@ -13,8 +13,11 @@
 PLATFORM_EXPORT bool reportFailedCheck(const char* condition, const char* place);
 PLATFORM_EXPORT void reportBrokenInvariant(const char* condition, const char* file, int line);
 
-#define FSYS_CHECK(condition, place) \
-  (static_cast<bool>(condition) || reportFailedCheck(#condition, place))
+inline bool reportUnless(bool condition, const char* text, const char* place) {
+  return condition || reportFailedCheck(text, place);
+}
+
+#define FSYS_CHECK(condition, place) reportUnless(static_cast<bool>(condition), #condition, place)
 
 #define FSYS_INVARIANT(condition) \
   (static_cast<bool>(condition) ? void() : reportBrokenInvariant(#condition, __FILE__, __LINE__))
