@@ -56,14 +56,14 @@ FsysBuf* Fsys::BufferSpace_ = nullptr;
 Fsys::Fsys() {
   CreateBufferSpace();
   try {
-    readPoll_ = new FsysPoll(&readFiles_, &readFilesLock_, true,
-                             delay_ms(EngineSettings::ReadPollDelay), kPollSpare);
-    writePoll_ = new FsysPoll(&writeFiles_, &writeFilesLock_, false,
-                              delay_ms(EngineSettings::WritePollDelay), kPollSpare);
+    readPoll_ = std::make_unique<FsysPoll>(&readFiles_, &readFilesLock_, true,
+                                           delay_ms(EngineSettings::ReadPollDelay), kPollSpare);
+    writePoll_ = std::make_unique<FsysPoll>(&writeFiles_, &writeFilesLock_, false,
+                                            delay_ms(EngineSettings::WritePollDelay), kPollSpare);
     if (!readPoll_->hasThread() || !writePoll_->hasThread()) throw std::bad_alloc();
   } catch (...) {
-    delete writePoll_;
-    delete readPoll_;
+    writePoll_.reset();
+    readPoll_.reset();
     ReleaseBufferSpace();
     throw;
   }
@@ -88,8 +88,8 @@ Fsys::~Fsys() {
     file->makeInert();
     keepInert(file);
   }
-  delete readPoll_;
-  delete writePoll_;
+  readPoll_.reset();
+  writePoll_.reset();
   ReleaseBufferSpace();
 }
 
@@ -120,7 +120,7 @@ uint32_t Fsys::ReleaseBufferSpace() {
 }
 
 FsysPoll* Fsys::pollFor(uint32_t flags) const {
-  return isForWriting(flags) ? writePoll_ : readPoll_;
+  return (isForWriting(flags) ? writePoll_ : readPoll_).get();
 }
 
 // Opening ----------------------------------------------------------------------------------------

@@ -29,20 +29,15 @@ void show(int row, const wchar_t* format, double kilobytes) {
 
 }  // namespace
 
-IOCompletionReceiver::IOCompletionReceiver() : readHandler_(nullptr), writeHandler_(nullptr) {
+IOCompletionReceiver::IOCompletionReceiver() {
   CompletionCommand command = OnIOCompletion(this).bind();
-  readHandler_ = new CompletionPortHandler("FsysReads", command, 3, 3, 3, 3);
-  try {
-    writeHandler_ = new CompletionPortHandler("FsysWrites", command, 3, 3, 3, 3);
-  } catch (...) {
-    delete readHandler_;
-    throw;
-  }
+  readHandler_ = std::make_unique<CompletionPortHandler>("FsysReads", command, 3, 3, 3, 3);
+  writeHandler_ = std::make_unique<CompletionPortHandler>("FsysWrites", command, 3, 3, 3, 3);
 }
 
 IOCompletionReceiver::~IOCompletionReceiver() {
-  delete readHandler_;
-  delete writeHandler_;
+  readHandler_.reset();
+  writeHandler_.reset();
 }
 
 unsigned IOCompletionReceiver::executeCommand(OnIOCompletion&,

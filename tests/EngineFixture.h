@@ -28,11 +28,12 @@ struct FsysPeer {
   static const Vector<FsysFile*>& openFiles(const Fsys& engine) { return engine.openFiles_; }
   static bool hasReceiver(const Fsys& engine) { return static_cast<bool>(engine.receiver_); }
   static IOCompletionReceiver* receiver(const Fsys& engine) { return engine.receiver_.get(); }
-  static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_; }
-  static FsysPoll* writePoll(const Fsys& engine) { return engine.writePoll_; }
+  static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_.get(); }
+  static FsysPoll* writePoll(const Fsys& engine) { return engine.writePoll_.get(); }
   static uint32_t readBytes(const Fsys& engine) { return engine.readBytesOutstanding_.get(); }
   static uint32_t writeBytes(const Fsys& engine) { return engine.writeBytesOutstanding_.get(); }
   static CriticalSection& readLock(Fsys& engine) { return engine.readFilesLock_; }
+  static CriticalSection& writeLock(Fsys& engine) { return engine.writeFilesLock_; }
 };
 
 struct FsysPollPeer {

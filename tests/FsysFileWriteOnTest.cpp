@@ -53,9 +53,11 @@ protected:
   // What the poller is kicked for happens inside the kick: before it returns the transfer is over
   // and told.
   void finishInsideTheKick() {
-    Qv::Ptr<iThreadEvent>& wake = FsysPollPeer::wake(*FsysPeer::writePoll(*theFsys));
-    wake = Qv::Ptr<iThreadEvent>(new HookedEvent(wake, [this] {
-      passOverWrites();
+    FsysPoll* poll = FsysPeer::writePoll(*theFsys);
+    Qv::Ptr<iThreadEvent>& wake = FsysPollPeer::wake(*poll);
+    // Also as the poller ends: its engine has none then.
+    wake = Qv::Ptr<iThreadEvent>(new HookedEvent(wake, [this, poll] {
+      poll->Polltasks();
       os_->asyncIo().finishAll();
     }));
   }

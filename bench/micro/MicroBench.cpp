@@ -18,7 +18,7 @@
 #include "platform/QvLockFree.h"
 
 struct FsysPeer {
-  static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_; }
+  static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_.get(); }
 };
 
 namespace {

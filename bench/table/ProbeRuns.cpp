@@ -22,7 +22,7 @@
 #include "fsys/FsysPoll.h"
 
 struct FsysPeer {
-  static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_; }
+  static FsysPoll* readPoll(const Fsys& engine) { return engine.readPoll_.get(); }
 };
 
 namespace {

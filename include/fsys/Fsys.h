@@ -104,8 +104,8 @@ private:
   // Fixed order.
   OsCounter<uint32_t> readBytesOutstanding_;
   OsCounter<uint32_t> writeBytesOutstanding_;
-  FsysPoll* readPoll_ = nullptr;
-  FsysPoll* writePoll_ = nullptr;
+  std::unique_ptr<FsysPoll> readPoll_;
+  std::unique_ptr<FsysPoll> writePoll_;
   Vector<FsysFile*> readFiles_ GUARDED_BY(readFilesLock_);
   Vector<FsysFile*> writeFiles_ GUARDED_BY(writeFilesLock_);
   CriticalSection readFilesLock_;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "fsys/Export.h"
 #include "platform/OsAsyncIo.h"
 #include "platform/QvDC.h"
@@ -33,8 +35,8 @@ public:
   unsigned executeCommand(OnIOCompletion& command,
                           CompletionPortHandlerCallbackContext& context) override;
 
-  CompletionPortHandler* readHandler() const { return readHandler_; }
-  CompletionPortHandler* writeHandler() const { return writeHandler_; }
+  CompletionPortHandler* readHandler() const { return readHandler_.get(); }
+  CompletionPortHandler* writeHandler() const { return writeHandler_.get(); }
 
   // What executeCommand does with a request; also for transfers that were served without a handler.
   static void finish(FileRequest* request, uint32_t bytes, bool succeeded);
@@ -47,8 +49,8 @@ private:
   static void takeOff(FileRequest* request);
   static void judgeVolume(FileRequest* request);
 
-  CompletionPortHandler* readHandler_;
-  CompletionPortHandler* writeHandler_;
+  std::unique_ptr<CompletionPortHandler> readHandler_;
+  std::unique_ptr<CompletionPortHandler> writeHandler_;
 };
 
 // Counted from outside: the engine's reference is one of several.
