@@ -378,11 +378,8 @@ uint32_t FsysFile::flushCacheInTime() {
 
 // Null without memory.
 FileRequest* FsysFile::makeFlush(uint32_t held) try {
-  auto* request = new FileRequest(false, held, writeCachePosition_, false, true, writeCache_, this,
-                                  nullptr, nullptr);
-  if (request->waiter_) return request;
-  request->release();
-  return nullptr;
+  return new FileRequest(false, held, writeCachePosition_, false, true, writeCache_, this, nullptr,
+                         nullptr);
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
