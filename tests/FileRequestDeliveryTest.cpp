@@ -329,6 +329,22 @@ TEST_F(FileRequestDeliveryTest, AListIsGoodWhenAnEntryAt0ComesBeforeAnyThatExcee
   EXPECT_FALSE(checkWith(&file_, {}));
 }
 
+TEST_F(FileRequestDeliveryTest, AListWithoutABufferIsGoodWhenItsFirstEntryIsAt0) {
+  FileRequest request(true, 1, 0, false, false, nullptr, &file_, &Recorder::told,
+                      recorder_->context());
+  EXPECT_TRUE(request.CheckCompletionList());
+  Peer::entries(request)[0]->bufferPosition_ = 1;
+  EXPECT_FALSE(request.CheckCompletionList());
+}
+
+TEST_F(FileRequestDeliveryTest, ARequestOfNoFileTellsItsCallersToo) {
+  FileRequest request(true, 1, 0, false, false, nullptr, nullptr, &Recorder::told,
+                      recorder_->ticket(7));
+  request.NotifyError(eOsIoError, 0);
+  ASSERT_EQ(recorder_->tickets(), Tickets{7});
+  EXPECT_EQ(recorder_->at(0).status, eRequestFailed);
+}
+
 // Merging into a started request while it completes ----------------------------------------------
 
 TEST_F(FileRequestDeliveryTest, AReadMergedIntoATransferInFlightIsToldWhenItEnds) {

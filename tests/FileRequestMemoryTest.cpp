@@ -129,6 +129,32 @@ TEST_F(FileRequestMemoryTest, ARequestThatCannotBeMergedInStaysByItselfAndNothin
   EXPECT_GT(tried, 2);
 }
 
+TEST_F(FileRequestMemoryTest, AMergedWriteThatCannotBeMergedInKeepsItsHoldersToItself) {
+  Qv::Ptr<iMemHolder> whole = TestHolder::ofPattern(1000);
+  auto make = [&](unsigned at, unsigned bytes) {
+    return queued(makeWrite(at, bytes, Qv::Ptr<iMemHolder>(new MemRef(whole, at, bytes))));
+  };
+  bool refused = true;
+  int tried = 0;
+  for (; refused && tried < kMost; ++tried) {
+    RequestHandle first = make(0, 100), second = make(100, 100);
+    // Each brings two holders more than the one before.
+    for (unsigned at = 200; at < 900; at += 100) ASSERT_TRUE(second->Coalesce(make(at, 100).get()));
+    const long references = whole->refCount();
+    SparesTaken all(heap_);
+    heap_.refuse(tried, true);
+    bool merged = first->Coalesce(second.get());
+    refused = heap_.letBe();
+    EXPECT_EQ(merged, !refused) << "allocation " << tried;
+    EXPECT_EQ(Peer::byteCount(*first), merged ? 900u : 100u);
+    EXPECT_EQ(Peer::entries(*first).size(), merged ? 9u : 1u);
+    EXPECT_EQ(Peer::mergedHolders(*first), merged ? 16u : 0u);
+    EXPECT_EQ(whole->refCount(), references);
+  }
+  EXPECT_FALSE(refused);
+  EXPECT_GT(tried, 2);
+}
+
 TEST_F(FileRequestMemoryTest, AReadWhoseBytesCannotBeHandedOutIsToldAsAFailure) {
   RequestHandle request = finishedRead();
   Qv::Ptr<iMemHolder> none;

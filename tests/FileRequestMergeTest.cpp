@@ -378,4 +378,27 @@ TEST_F(FileRequestMergeTest, MergedWritesKeepEveryHolderUntilTheyAreDone) {
   EXPECT_EQ(second->refCount(), 1);
 }
 
+TEST_F(FileRequestMergeTest, AWriteThatWasMergedIntoBringsItsHoldersAlong) {
+  Qv::Ptr<iMemHolder> last = piece(1024, 512);
+  RequestHandle first = queuedWrite(0, 512, 1);
+  RequestHandle second = queuedWrite(512, 512, 2);
+  RequestHandle third = makeWrite(1024, 512, last, 3);
+  EXPECT_TRUE(second->Coalesce(third.get()));
+  EXPECT_TRUE(first->Coalesce(second.get()));
+  third.reset();
+  second.reset();
+  EXPECT_EQ(range(*first), "0+1536");
+  EXPECT_EQ(positions(*first), (Positions{0, 512, 1024}));
+  EXPECT_EQ(last->refCount(), 2) << "the first one holds it now";
+  first.reset();
+  EXPECT_EQ(last->refCount(), 1);
+}
+
+TEST_F(FileRequestMergeTest, AWriteWithoutMemoryEndsNowhereSoThatNoneAbutsIt) {
+  RequestHandle none = inStatus(makeWrite(0, 512, TestHolder::ofPattern(0)), FileRequest::QUEUED);
+  RequestHandle behind = queuedWrite(512, 512);
+  EXPECT_FALSE(FileRequest::runs_into(none.get(), behind.get()));
+  EXPECT_FALSE(none->Coalesce(behind.get()));
+}
+
 }  // namespace

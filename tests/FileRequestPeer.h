@@ -25,6 +25,8 @@ struct FileRequestPeer {
   static Qv::Ptr<iThreadEvent>& waiter(FileRequest& x) { return x.waiter_; }
   static const Vector<CompletionInfo*>& entries(const FileRequest& x) { return x.completions_; }
 
+  static size_t mergedHolders(const FileRequest& x) { return x.mergedHolders_.size(); }
+
   static void addEntry(FileRequest& x, const CompletionInfo& entry) {
     x.completions_.add(new CompletionInfo(entry));
   }

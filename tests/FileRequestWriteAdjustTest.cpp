@@ -60,6 +60,17 @@ TEST_F(FileRequestTest, AnUnalignedWriteWithoutASegmentPrintsAndGoesOutWhole) {
   EXPECT_EQ(request->transferBytes(), 100u);
 }
 
+TEST_F(FileRequestTest, AnUnalignedWriteWithoutBytesPrintsAndLeavesTheSegmentAlone) {
+  Qv::Ptr<iMemHolder> segment = makeSegment();
+  for (const Qv::Ptr<iMemHolder>& none : {Qv::Ptr<iMemHolder>(), TestHolder::ofPattern(0)}) {
+    RequestHandle request = makeWrite(1000, 100, none);
+    EXPECT_EQ(request->WriteSectorAdjust(512, segment), 0u);
+    EXPECT_EQ(request->transferBytes(), 100u);
+  }
+  EXPECT_EQ(whyNotOld(segment->getBuffer(), 512), "");
+  EXPECT_EQ(texts_.out().size(), 2u);
+}
+
 TEST_F(FileRequestTest, BytesThatLeaveTheSectorOpenArePendingUpToTheirEnd) {
   Qv::Ptr<iMemHolder> segment = makeSegment();
   RequestHandle request = makeWrite(1124, 200, TestHolder::ofPattern(200, 1124));
@@ -172,6 +183,15 @@ TEST_F(FileRequestTest, ARefusedSectorFailsItsWriteAndTheRestIsNotTransferred) {
       inStatus(makeWrite(100, 1024, TestHolder::ofPattern(1024)), FileRequest::STARTED);
   EXPECT_EQ(request->StartRequest(&file_), eOsIoError);
   EXPECT_EQ(file_.starts().size(), 1u);
+}
+
+TEST_F(FileRequestTest, ACompletedSectorForWhichThereIsNoMemoryFailsItsWrite) {
+  FsysFilePeer::giveSegment(file_, makeSegment(), 0);
+  os_->faults().fail(FaultPlan::eAllocateRegion, eOsNoMemory);
+  RequestHandle request =
+      inStatus(makeWrite(100, 1024, TestHolder::ofPattern(1024)), FileRequest::STARTED);
+  EXPECT_EQ(request->StartRequest(&file_), eOsNoMemory);
+  EXPECT_TRUE(file_.starts().empty());
 }
 
 TEST_F(FileRequestTest, AWriteLongerThanItsHolderIsRefusedBeforeAnythingIsCopiedToTheSegment) {

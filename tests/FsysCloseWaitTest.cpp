@@ -103,6 +103,16 @@ TEST_F(FsysCloseWaitTest, WritesThatAreGivenUpAreTakenOffOnce) {
   EXPECT_EQ(recorder_->count(), 3u);
 }
 
+TEST_F(FsysCloseWaitTest, WhatAShareHoldsGoesAlsoWithoutMemoryForAWaiter) {
+  os_->files().setDrive(L"/n/", {.type = iDiskDrive::eNetwork});
+  FsysFile* file = openForWriting(L"/n/a");
+  write(file, TestHolder::ofPattern(100));
+  os_->faults().fail(FaultPlan::eCreateEvent, eOsNoMemory);
+  EXPECT_EQ(FsysClose(file, nullptr), 1u);
+  EXPECT_EQ(os_->faults().fired(FaultPlan::eCreateEvent), 1u);
+  EXPECT_EQ(os_->files().bytesOf(L"/n/a"), patternBytes(100));
+}
+
 TEST_F(FsysCloseWaitTest, HeldBytesThatCannotBeWrittenAreNamedAndTheFileIsClosed) {
   FsysFile* file = openForWriting(L"/m/a");
   write(file, TestHolder::ofPattern(100));

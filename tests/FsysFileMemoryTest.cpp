@@ -1,6 +1,11 @@
 // Requests that find no memory: nothing moves, nothing is counted, and what is written is whole.
 
+#include <set>
+#include <string>
+
 #include "fsys/DeliveryScope.h"
+#include "fsys/LostBytes.h"
+#include "tests/FileRequestPeer.h"
 #include "tests/FsysFileDirectFixture.h"
 #include "tests/support/FailingHeap.h"
 
@@ -131,6 +136,115 @@ TEST_F(FsysFileMemoryTest, ACallbacksCloseThatFindsNoMemoryIsRefusedAndTheFileSt
   EXPECT_EQ(result, 0u);
   EXPECT_EQ(FsysGetLastError(), uint32_t{eOsNoMemory});
   EXPECT_EQ(FsysClose(file, nullptr), 1u) << "it is open";
+}
+
+TEST_F(FsysFileMemoryTest, ASegmentThatFindsNoMemoryForItsRequestStaysPending) {
+  FsysFile* file = openForWriting(L"/m/a");
+  FsysFilePeer::setPosition(*file, 100);
+  FsysFilePeer::giveSegment(*file, TestHolder::ofPattern(512), 100);
+  std::vector<RequestHandle> requests;
+  requests.reserve(1 << 16);
+  heap_.refuse(0, false);
+  try {
+    // Until the pool of requests is empty.
+    while (requests.size() < requests.capacity())
+      requests.emplace_back(
+          new FileRequest(false, 1, 0, false, false, nullptr, file, nullptr, nullptr));
+  } catch (const std::bad_alloc&) {
+  }
+  EXPECT_EQ(file->SendWriteSegBuffer(), uint32_t{eOsNoMemory});
+  EXPECT_TRUE(heap_.letBe());
+  EXPECT_EQ(FsysFilePeer::pendingSegmentBytes(*file), 100u);
+  EXPECT_EQ(FsysGetLastError(), uint32_t{eOsNoMemory});
+}
+
+TEST_F(FsysFileMemoryTest, AnOpenThatFindsNoMemoryIsInNoneOfTheEnginesLists) {
+  constexpr size_t kFiles = 50;  // the lists grow several times
+  for (uint32_t flags : {1u, 2u}) {
+    os_->files().addFile(L"/m/a", patternBytes(kBytes));
+    const Vector<FsysFile*>& list =
+        flags == 1 ? FsysPeer::readFiles(*theFsys) : FsysPeer::writeFiles(*theFsys);
+    const size_t before = FsysPeer::openFiles(*theFsys).size();
+    for (size_t open = 0; open < kFiles; ++open) {
+      uint32_t result = 0;
+      for (int nth = 0; result != 1 && nth < kMost; ++nth) {
+        EXPECT_EQ(list.size(), open) << "allocation " << nth;
+        EXPECT_EQ(FsysPeer::openFiles(*theFsys).size(), before + open) << "allocation " << nth;
+        FsysFile* file = nullptr;
+        const Text path(L"/m/a");
+        heap_.refuse(nth, true);
+        result = FsysOpen(&file, path, 0, flags, nullptr);
+        heap_.letBe();
+      }
+      ASSERT_EQ(result, 1u);
+    }
+  }
+}
+
+// A text that names a file is said without the name where there is no memory for it.
+class FsysTextMemoryTest : public FsysFileMemoryTest {
+protected:
+  static constexpr const wchar_t* kPath = L"/m/a name that no string keeps within itself";
+  const std::string kName = "/m/a name that no string keeps within itself";
+
+  // What was logged while one allocation after the other was refused.
+  template <typename Say>
+  std::set<std::string> saidWithout(const Say& say) {
+    std::set<std::string> said;
+    bool refused = true;
+    for (int nth = 0; refused && nth < kMost; ++nth) {
+      texts_.clear();
+      heap_.refuse(nth, true);
+      try {
+        say();
+      } catch (const std::bad_alloc&) {
+        // The test's own: what keeps the texts.
+      }
+      refused = heap_.letBe();
+      for (const std::string& text : texts_.log()) said.insert(text);
+    }
+    EXPECT_FALSE(refused);
+    return said;
+  }
+
+  using Texts = std::set<std::string>;
+};
+
+TEST_F(FsysTextMemoryTest, BytesThatAreLost) {
+  EXPECT_EQ(saidWithout([] { reportLost(5, Text(kPath)); }),
+            (Texts{"The last 5 bytes of " + kName + " could not be written\n",
+                   "The last 5 bytes of a file could not be written\n"}));
+}
+
+TEST_F(FsysTextMemoryTest, AFileThatIsLeft) {
+  const std::string end = " held may not be written: it was at work as the process ended\n";
+  EXPECT_EQ(saidWithout([] { reportLeft(Text(kPath)); }),
+            (Texts{"What " + kName + end, "What a file" + end}));
+}
+
+TEST_F(FsysTextMemoryTest, AFileThatDidNotReachItsDisk) {
+  FsysFile* file = openForWriting(kPath);
+  os_->faults().fail(FaultPlan::eSettle, eOsIoError, 1, FaultPlan::eFromThenOn);
+  const std::string end = " reached its disk: error 0x1005\n";
+  EXPECT_EQ(saidWithout([file] {
+              FsysFilePeer::setWroteBehind(*file);
+              FsysFilePeer::settleWrites(*file);
+            }),
+            (Texts{"Not all of " + kName + end, "Not all of a file" + end}));
+}
+
+TEST_F(FsysTextMemoryTest, AFileWhoseRequestsWereStarted) {
+  SettingScope tells(EngineSettings::ShowRequestDebug, 1);
+  FsysFile* file = readPatternFile(kPath, 1 << 20);
+  long position = 0;
+  Texts said = saidWithout([&] {
+    // Neither merged with the one before nor answered from it.
+    read(file, position += 8192, kBytes);
+    passOverReads();
+    passOverReads();
+  });
+  EXPECT_TRUE(said.contains("Started requests of " + kName + "\n"));
+  EXPECT_TRUE(said.contains("Started requests of a file\n"));
 }
 
 }  // namespace

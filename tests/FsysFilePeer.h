@@ -16,6 +16,8 @@ struct FsysFilePeer {
   // As a closer that has come so far.
   static bool claimAsCloser(FsysFile& file) { return file.claimLastFlush(FsysFile::eCloser); }
   static void setHeldIsSent(FsysFile& file) { file.heldIsSent_.set(true); }
+  static void setWroteBehind(FsysFile& file) { file.wroteBehind_.set(true); }
+  static void settleWrites(FsysFile& file) { file.settleWrites(); }
   static void setPosition(FsysFile& file, uint64_t position) { file.position_.set(position); }
   static uint32_t deferred(const FsysFile& file) { return file.deferredCount_.get(); }
   static void setDeferred(FsysFile& file, uint32_t count) { file.deferredCount_.set(count); }

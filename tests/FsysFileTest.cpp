@@ -15,7 +15,12 @@ TEST_F(FsysFileTest, AFileWithoutAPathIsNotSetUpAndTakesNothing) {
   Qv::Ptr<iObject> context;
   EXPECT_EQ(file.DirectRead(0, 1, false, &Recorder::told, context), 0u);
   EXPECT_EQ(file.ClearMemoryRefs(), 1u);
+  EXPECT_EQ(file.SatisfyFromCache(request), 0u);
+  EXPECT_EQ(file.QueueWriteRequest(request), 0u);
+  Qv::Ptr<iMemHolder> data = TestHolder::ofPattern(512);
+  EXPECT_EQ(file.DirectWrite(data, false, &Recorder::told, context, false), 0u);
   request->release();
+  EXPECT_EQ(recorder_->count(), 0u);
 }
 
 TEST_F(FsysFileTest, ANewFileStoresItsArgumentsAndStartsAtZero) {

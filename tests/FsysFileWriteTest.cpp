@@ -304,6 +304,24 @@ TEST_F(FsysFileWriteTest, TheNumberOfRetriesIsASetting) {
   os_->asyncIo().hold(false);
 }
 
+TEST_F(FsysFileWriteTest, AWriterThatWaitsForRoomGivesUpWhenTheFileIsBeingClosed) {
+  FsysFile* file = openForWriting(L"/m/a");
+  FsysFile* other = readPatternFile(L"/m/r", 512);
+  os_->asyncIo().hold(true);
+  for (int i = 0; i < 41; ++i) write(file, TestHolder::ofPattern(512, uint64_t(i) * 512), i);
+  os_->run();
+  os_->asyncIo().hold(false);
+  // Told during the sleep, in which nothing of the list ends.
+  os_->faults().fail(FaultPlan::eFinishWrite, eOsIoError, 1, FaultPlan::eFromThenOn);
+  recorder_->onCall([&](const Recorder::Call& call) {
+    if (call.ticket == 77) FsysFilePeer::setClosing(*file);
+  });
+  read(other, 0, 512, 77);
+  EXPECT_EQ(write(file, TestHolder::ofPattern(512)), 0u);
+  EXPECT_EQ(os_->threads().sleeps(), std::vector<uint32_t>{20});
+  EXPECT_EQ(file->GetPosition(), 41 * 512u);
+}
+
 TEST_F(FsysFileWriteTest, AFailureOtherThan8IsNotTriedAgain) {
   FsysFile* file = openForWriting(L"/m/a");
   FsysFilePeer::setDeferred(*file, 61);

@@ -1,6 +1,7 @@
 // A callback that ends the process: what the files hold.
 
 #include "tests/FsysFileFixture.h"
+#include "tests/support/HeldByAnother.h"
 
 namespace {
 
@@ -33,6 +34,27 @@ TEST_F(FsysLeavingTest, WithoutThatThreadThisOneWrites) {
   EXPECT_EQ(write(file, TestHolder::ofPattern(1001)), 1u);
   os_->faults().fail(FaultPlan::eCreateTaskQueue, eOsNoMemory, 1, FaultPlan::eFromThenOn);
   leaveInACallbackOf(file);
+  EXPECT_EQ(os_->files().bytesOf(L"/n/a"), patternBytes(1101));
+}
+
+TEST_F(FsysLeavingTest, NorIsItAskedWhereNobodyCouldTellOfItsEnd) {
+  FsysFile* file = openForWriting(L"/n/a");
+  EXPECT_EQ(write(file, TestHolder::ofPattern(1001)), 1u);
+  recorder_->onCall([this](const Recorder::Call&) {
+    os_->faults().fail(FaultPlan::eCreateEvent, eOsNoMemory);
+    FsysUninitialize(Shutdown::eNormal);
+    EXPECT_EQ(os_->faults().fired(FaultPlan::eCreateEvent), 1u);
+  });
+  EXPECT_EQ(write(file, TestHolder::ofPattern(100, 1001)), 1u);
+  EXPECT_EQ(os_->files().bytesOf(L"/n/a"), patternBytes(1101));
+}
+
+TEST_F(FsysLeavingTest, WhatThatThreadDoesNotTakeThisOneWrites) {
+  FsysFile* file = openForWriting(L"/n/a");
+  EXPECT_EQ(write(file, TestHolder::ofPattern(1001)), 1u);
+  os_->faults().fail(FaultPlan::ePostTask, eOsNoMemory);
+  leaveInACallbackOf(file);
+  EXPECT_EQ(os_->faults().fired(FaultPlan::ePostTask), 1u);
   EXPECT_EQ(os_->files().bytesOf(L"/n/a"), patternBytes(1101));
 }
 
@@ -80,6 +102,24 @@ TEST_F(FsysLeavingTest, AFileThatSomebodyWritesToIsWaitedForAWhileAndNamed) {
   EXPECT_EQ(FsysFilePeer::cachedBytes(*busy), 1001u);
   EXPECT_EQ(texts_.log(),
             Texts{"What /m/a held may not be written: it was at work as the process ended\n"});
+}
+
+TEST_F(FsysLeavingTest, AListThatAnotherThreadDoesNotLetGoIsWaitedForAWhile) {
+  FsysFile* file = openForWriting(L"/m/a");
+  EXPECT_EQ(write(file, TestHolder::ofPattern(1001)), 1u);
+  // Their passes would wait for the list too.
+  readPoll()->Stop();
+  writePoll()->Stop();
+  double begin_ms = os_->clock().now_ms();
+  {
+    HeldByAnother held(FsysPeer::writeLock(*theFsys));
+    leaveInACallbackOf(file);
+  }
+  EXPECT_EQ(os_->clock().now_ms() - begin_ms, 100);
+  EXPECT_EQ(FsysFilePeer::cachedBytes(*file), 1101u);
+  EXPECT_EQ(
+      texts_.log(),
+      Texts{"What open files held was not written: their list was in use as the process ended\n"});
 }
 
 TEST_F(FsysLeavingTest, AClosersTurnIsOverOnceAFileIsLeftBehind) {

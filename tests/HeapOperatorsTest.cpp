@@ -177,9 +177,11 @@ TEST_F(HeapOperatorsTest, NewOf0BytesIsMemoryOfItsOwn) {
   counted([&] {
     void* first = ::operator new(0);
     void* second = ::operator new(0);
-    distinct = first && second && first != second;
+    void* aligned = ::operator new(0, kAlignment);
+    distinct = first && second && first != second && aligned;
     ::operator delete(first);
     ::operator delete(second);
+    ::operator delete(aligned, kAlignment);
   });
   EXPECT_TRUE(distinct);
 }

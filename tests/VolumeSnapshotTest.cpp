@@ -55,4 +55,25 @@ TEST_F(VolumeSnapshotTest, AListThatIsReadWhileItIsReplacedGoesWithALaterChange)
   EXPECT_EQ(drive->refCount(), 1);
 }
 
+TEST_F(VolumeSnapshotTest, AListThatWasReplacedUnderAReaderGoesAtLastWithTheSnapshot) {
+  Qv::Ptr<MediaDrive> drive(new MediaDrive(Text(L"/m")));
+  {
+    VolumeSnapshot snapshot;
+    VolumeSnapshot::Drives drives;
+    drives.add(drive);
+    snapshot.replace(drives);
+    drives.clear();
+    snapshot.find([&snapshot](const MediaDrive&) {
+      snapshot.replace({});
+      return false;
+    });
+    EXPECT_EQ(drive->refCount(), 2);
+  }
+  EXPECT_EQ(drive->refCount(), 1);
+}
+
+TEST_F(VolumeSnapshotTest, ADriveWithoutAPathLiesAtTheRoot) {
+  EXPECT_EQ(MediaDrive(Text()).getRootLocation(), Text(L"/"));
+}
+
 }  // namespace
