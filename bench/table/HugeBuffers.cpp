@@ -1,26 +1,30 @@
 #include "bench/table/HugeBuffers.h"
 
-#include <sys/mman.h>
-
-#include <cstdint>
+#include <algorithm>
 #include <cstring>
 #include <new>
 
-namespace {
+#include "platform/OS.h"
 
-constexpr size_t kHugePage = size_t{2} << 20;
-
-size_t roundUp(size_t bytes) { return (bytes + kHugePage - 1) / kHugePage * kHugePage; }
-
-}  // namespace
-
-HugeBuffers::HugeBuffers(size_t bytes) : mapped_(roundUp(bytes) + kHugePage) {
-  mapping_ = mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (mapping_ == MAP_FAILED) throw std::bad_alloc();
-  start_ = reinterpret_cast<unsigned char*>(roundUp(reinterpret_cast<uintptr_t>(mapping_)));
-  // Refused advice leaves small pages: slower, and as good.
-  (void)madvise(start_, roundUp(bytes), MADV_HUGEPAGE);
-  std::memset(start_, 0, bytes);
+HugeBuffers::HugeBuffers(size_t bytes) {
+  pieces_.reserve(bytes / kPiece + 1);
+  for (size_t done = 0; done < bytes; done += kPiece) add(std::min(kPiece, bytes - done));
 }
 
-HugeBuffers::~HugeBuffers() { munmap(mapping_, mapped_); }
+void HugeBuffers::add(size_t bytes) {
+  void* memory =
+      OS()->getVirtualMemory()->allocate(nullptr, bytes, eVmReserveAndCommit, eVmReadWrite);
+  if (!memory) {
+    freeAll();
+    throw std::bad_alloc();
+  }
+  std::memset(memory, 0, bytes);
+  pieces_.push_back(static_cast<unsigned char*>(memory));
+}
+
+HugeBuffers::~HugeBuffers() { freeAll(); }
+
+void HugeBuffers::freeAll() {
+  for (unsigned char* piece : pieces_)
+    OS()->getVirtualMemory()->free(piece, 0, eVmDecommitAndRelease);
+}
