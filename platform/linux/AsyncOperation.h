@@ -42,6 +42,8 @@ public:
   OperationQueue& operator=(const OperationQueue&) = delete;
 
   bool empty() const { return first_ == nullptr; }
+  // Null when it is empty.
+  AsyncOperation* first() const { return first_; }
   void push(AsyncOperation* operation) {
     operation->next_ = nullptr;
     *end_ = operation;

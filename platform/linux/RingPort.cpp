@@ -21,6 +21,8 @@ constexpr unsigned kRingEntries = 2 * RingPort::kInFlightLimit;
 constexpr unsigned kReapedAtOnce = 64;
 // How long a start by a command may be held back for those that follow it, beyond one command.
 constexpr auto kHeldBack = std::chrono::microseconds(50);
+// Up to this length the disk is done with a transfer before it matters that it came alone.
+constexpr uint32_t kShort_bytes = 262144;
 // How long the reaper waits before it offers again what the kernel had no room for.
 constexpr long kRetry_ns = 1000000;
 // Waiting with a time-out beside the submission side, and completions that are never lost.
@@ -308,6 +310,13 @@ void RingPort::restart() {
   submitFailed_ = !submitLocked();
 }
 
+// Whether the system has nothing to do, although something short is ready for it.
+bool RingPort::isStarving() {
+  MutexLock lock(lock_);
+  AsyncOperation* next = ready_.first();
+  return inFlight_ == 0 && next && next->transfer().nextPart().bytes <= kShort_bytes;
+}
+
 void RingPort::deliver() {
   executing = this;
   auto since = Clock::now();
@@ -316,7 +325,7 @@ void RingPort::deliver() {
       delete operation;
     else
       report(operation, command_);
-    if (finished_.empty() || Clock::now() - since < kHeldBack) continue;
+    if (finished_.empty() || !(isStarving() || Clock::now() - since >= kHeldBack)) continue;
     restart();
     since = Clock::now();
   }

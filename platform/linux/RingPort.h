@@ -22,7 +22,9 @@
 //            thread cannot leave before what it started. It is the end of a port that was kept.
 //            What commands start goes in together once the batch that they belong to is delivered,
 //            or 50 us and one command later: that is one system call, and one notice to the disk,
-//            for many.
+//            for many. A short transfer does not wait for them while the disk has nothing to do:
+//            measured, 3 % of the throughput of eight reads of 64 KiB, 1.5 % of 256 KiB; of 1 MiB
+//            it costs some, since the system then makes more pieces of them.
 //            While it waits the reaper can be sent on an errand: that is one change of thread where
 //            a thread of its own, which then wakes the reaper, is two.
 //            Starting on the spot was measured against leaving all of it to the reaper: for a
@@ -64,6 +66,7 @@ private:
   void collect();
   void takeCompletion(void* data, int32_t outcome, uint32_t flags);
   void restart();
+  bool isStarving();
   void deliver();
   void wake();
 
