@@ -34,7 +34,7 @@ struct Outcome {
 // What one of kHits cache hits makes of system calls; of allocations, holders from their pool.
 Outcome callsInHits(const Workload::File& file, const std::string& trace);
 Outcome allocationsInHits(const Workload::File& file);
-// Median time of a pass.
+// Median time of a pass, of the medians of several processes.
 Outcome idlePass_us(const Workload::File& file);
 // Allocations of the completion threads for one transfer's end, callbacks left out.
 Outcome allocationsPerRead(const Workload::File& file, const std::string& spare);
