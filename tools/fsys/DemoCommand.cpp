@@ -49,7 +49,7 @@ public:
     while (!names_.empty()) {
       std::string name = std::move(names_.back());
       names_.pop_back();
-      if (!keep_ && factsOf(name).exists) removeFile(name);
+      if (!keep_) removeFileIfThere(name);
     }
   }
 

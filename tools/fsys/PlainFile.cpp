@@ -117,6 +117,10 @@ void removeFile(const std::string& name) {
   if (::unlink(name.c_str()) != 0) throw systemError("removing", name, errno);
 }
 
+void removeFileIfThere(const std::string& name) {
+  if (::unlink(name.c_str()) != 0 && errno != ENOENT) throw systemError("removing", name, errno);
+}
+
 void truncateFile(const std::string& name, uint64_t size) {
   if (::truncate(name.c_str(), static_cast<off_t>(size)) != 0)
     throw systemError("cutting", name, errno);

@@ -56,6 +56,8 @@ struct FileFacts {
 FileFacts factsOf(const std::string& name);
 // As `doing` what: throws for a failure.
 void removeFile(const std::string& name);
+// The same, but a file that is not there will do.
+void removeFileIfThere(const std::string& name);
 void truncateFile(const std::string& name, uint64_t size);
 // The folder of a name as it is written, "." when there is none; and the part behind it.
 std::string folderOf(const std::string& name);
