@@ -172,8 +172,8 @@ TEST_F(FsysFileMemoryTest, AnOpenThatFindsNoMemoryIsInNoneOfTheEnginesLists) {
         EXPECT_EQ(FsysPeer::openFiles(*theFsys).size(), before + open) << "allocation " << nth;
         FsysFile* file = nullptr;
         const Text path(L"/m/a");
-        // An open can do without some of it, and then its list grows behind the refusal: so all that
-        // follow are refused too. Not to a writer: the fake needs memory to take his cache back.
+        // An open can do without some of it, and then its list grows behind the refusal: so what
+        // follows is refused too. Not to a writer: the fake needs memory to take his cache back.
         heap_.refuse(nth, flags == 2);
         result = FsysOpen(&file, path, 0, flags, nullptr);
         heap_.letBe();
