@@ -176,6 +176,10 @@ uint32_t FsysFile::CheckRequestListSize(RequestList* list) {
 
 void FsysFile::removeOldestRequest(RequestList* list) {
   CriticalSectionLock lock(*lock_);
+  removeOldestLocked(list);
+}
+
+void FsysFile::removeOldestLocked(RequestList* list) {
   for (size_t i = list->size(); i-- > 1;) {
     FileRequest* request = (*list)[i];
     if (request->status() != FileRequest::COMPLETED || request->lastUse_ > kLargestLastUse)
@@ -190,6 +194,10 @@ void FsysFile::removeOldestRequest(RequestList* list) {
 
 uint32_t FsysFile::StartRequests(RequestList* list) {
   FilePin pin(this);
+  return startPinned(list);
+}
+
+uint32_t FsysFile::startPinned(RequestList* list) {
   foundWork_.set(false);
   Qv::Ptr<MediaDrive> volume = DiskManager::getVolume(name_);
   if (volume && deferredCount_.get() == 0) volume->setBusy(false);
@@ -198,9 +206,9 @@ uint32_t FsysFile::StartRequests(RequestList* list) {
   CriticalSectionLock lock(*lock_);
   if (list->empty()) return eResultOk;
   sweepFailedLocked(list);
-  removeOldestRequest(list);
+  removeOldestLocked(list);
   if (!startQueuedLocked(list)) return eResultFailed;
-  removeOldestRequest(list);
+  removeOldestLocked(list);
   if (foundWork_ && EngineSettings::ShowRequestDebug) tellStarted();
   return eResultOk;
 }

@@ -100,7 +100,7 @@ bool FsysPoll::pass() {
 
 bool FsysPoll::passOver(FsysFile* file) {
   FilePin pin(file);
-  file->StartRequests(reads_ ? file->readRequests_ : file->writeRequests_);
+  file->startPinned(reads_ ? file->readRequests_ : file->writeRequests_);
   return file->foundWork_;
 }
 

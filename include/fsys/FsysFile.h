@@ -28,8 +28,8 @@ enum SEEK_TYPE : uint32_t {
 // Threads    DirectRead, QueueReadRequest: any, at once. DirectWrite, Read, Write, Seek,
 //            WaitForDrain: one thread at a time a file (the write cache and the position are not
 //            locked); a write's own callback may write on, also while the writer still waits in
-//            DirectWrite, or while the file is being closed. StartRequests: the poller, completion
-//            threads, a writer that waits. The file's lock guards both request lists; it is
+//            DirectWrite, or while the file is being closed. StartRequests: completion threads, a
+//            writer that waits. The file's lock guards both request lists; it is
 //            re-entrant, and the list's lock comes before it. Counters are atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.
@@ -96,8 +96,8 @@ public:
   uint32_t QueueWriteRequest(FileRequest* request);
   uint32_t CheckRequestListSize(RequestList* list);
   void removeOldestRequest(RequestList* list);
-  // A pass over one list: in a pass over all files with the engine's list lock held; by a
-  // completion thread whose callback asked for it, or a writer that waits, with no lock held.
+  // A pass over one list: by a completion thread whose callback asked for it, or a writer that
+  // waits, with no lock held.
   uint32_t StartRequests(RequestList* list);
 
   // Sends the write cache and waits at most 4000 ms for writes in flight.
@@ -168,6 +168,9 @@ private:
   void kickPoll();
   void countOutstanding(bool read, int64_t delta);
   void tellStarted() const;
+  // StartRequests by who holds a pin already: a pass over all files, under their list's lock.
+  uint32_t startPinned(RequestList* list);
+  void removeOldestLocked(RequestList* list);
   void sweepFailedLocked(RequestList* list);
   uint32_t startOne(FileRequest* request);
   bool startQueuedLocked(RequestList* list);
