@@ -34,25 +34,29 @@ Probes::Outcome number(const Child::Result& result, const char* key) {
   return {std::atof(result.output.c_str() + place + std::string(key).size() + 1), ""};
 }
 
-Probes::Outcome traced(const std::vector<std::string>& probe, const std::string& trace,
-                       Trace::eThreads threads) {
-  if (Child::run({"strace", "-V"}).status != 0) return {std::nullopt, "strace is not installed"};
+Probes::Calls traced(const std::vector<std::string>& probe, const std::string& trace,
+                     Trace::eThreads threads) {
+  if (Child::run({"strace", "-V"}).status != 0) return {{}, "strace is not installed"};
   std::vector<std::string> words{"strace", "-f", "-o", trace};
   words.insert(words.end(), probe.begin(), probe.end());
   Child::Result result = Child::run(words);
-  if (result.status != 0)
-    return {std::nullopt, "strace ended with status " + std::to_string(result.status)};
-  std::optional<uint64_t> calls = Trace::callsBetweenMarks(trace, threads);
-  if (!calls) return {std::nullopt, "the trace holds no marks"};
-  return {static_cast<double>(*calls), ""};
+  if (result.status != 0) return {{}, "strace ended with status " + std::to_string(result.status)};
+  std::optional<Trace::Calls> calls = Trace::callsBetweenMarks(trace, threads);
+  if (!calls) return {{}, "the trace holds no marks"};
+  return {*calls, ""};
 }
 
 }  // namespace
 
+Probes::Outcome Probes::Calls::per(double what) const {
+  if (!why.empty()) return {std::nullopt, why};
+  double all = 0;
+  for (const auto& [name, count] : each) all += static_cast<double>(count);
+  return {all / what, ""};
+}
+
 Probes::Outcome Probes::callsInHits(const Workload::File& file, const std::string& trace) {
-  Outcome calls = traced(command("hits", file, ""), trace, Trace::eMarking);
-  if (calls.value) *calls.value /= kHits;
-  return calls;
+  return traced(command("hits", file, ""), trace, Trace::eMarking).per(kHits);
 }
 
 Probes::Outcome Probes::allocationsInHits(const Workload::File& file) {
@@ -80,7 +84,7 @@ Probes::Outcome Probes::allocationsPerWrite(const Workload::File& file, const st
   return number(Child::run(command("allocations", file, spare)), "a_write");
 }
 
-Probes::Outcome Probes::callsInStaged(const Workload& work, const std::string& trace) {
+Probes::Calls Probes::callsInStaged(const Workload& work, const std::string& trace) {
   return traced(command("staged", work.files[0], "", work.bytesPerFile), trace, Trace::eAll);
 }
 

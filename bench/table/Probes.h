@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "bench/table/Trace.h"
 #include "bench/table/Workload.h"
 
 struct Options;
@@ -31,6 +32,14 @@ struct Outcome {
   std::string why;              // why not
 };
 
+struct Calls {
+  Trace::Calls each;
+  std::string why;  // why they could not be found out; empty: they were
+
+  // All of them together, over so many of something.
+  Outcome per(double what) const;
+};
+
 // What one of kHits cache hits makes of system calls; of allocations, holders from their pool.
 Outcome callsInHits(const Workload::File& file, const std::string& trace);
 Outcome allocationsInHits(const Workload::File& file);
@@ -40,7 +49,7 @@ Outcome idlePass_us(const Workload::File& file);
 Outcome allocationsPerRead(const Workload::File& file, const std::string& spare);
 Outcome allocationsPerWrite(const Workload::File& file, const std::string& spare);
 // System calls of all threads for the workload's staged writes, to a new file.
-Outcome callsInStaged(const Workload& work, const std::string& trace);
+Calls callsInStaged(const Workload& work, const std::string& trace);
 // Aligned writes that the kernel was told to take from elsewhere than the caller's bytes.
 Outcome copiedWrites(const Workload::File& file, const std::string& spare);
 

@@ -16,7 +16,6 @@ namespace {
 constexpr uint32_t kKib = 1 << 10;
 constexpr uint32_t kMib = 1 << 20;
 constexpr uint32_t kStagedAtOnce = 128 * kKib;
-constexpr uint64_t kCountedStaged = 32 * kMib;
 constexpr double kLeastShare = 0.98;     // of the ring's throughput
 constexpr double kMostCpu = 1.25;        // of the ring's processor time
 constexpr double kLeastShareStaged = 2;  // of the page cache's throughput
@@ -112,10 +111,11 @@ void Suite::stagedWrites() {
   Row& row = add(name, Row::eThroughput, contest);
   row.bars = {Judge::share(row, kPageCache, kLeastShareStaged)};
 
-  work.bytesPerFile = std::min<uint64_t>(work.bytesPerFile, kCountedStaged);
-  Probes::Outcome calls = Probes::callsInStaged(work, scratch_.path("trace"));
+  Probes::Calls calls = Probes::callsInStaged(work, scratch_.path("trace"));
   scratch_.remove(kWritten);
-  if (calls.value) *calls.value /= static_cast<double>(work.bytesPerFile) / kStagedAtOnce;
-  row.bars.push_back(
-      Judge::counted("system calls for 128 KiB, all threads", "%.2f", calls, kMostCallsStaged));
+  const double pieces = static_cast<double>(work.bytesPerFile) / kStagedAtOnce;
+  row.bars.push_back(Judge::counted("system calls for 128 KiB, all threads", "%.3f",
+                                    calls.per(pieces), kMostCallsStaged));
+  for (const auto& [call, count] : calls.each)
+    row.bars.push_back(Judge::told("of them " + call, "%.3f", static_cast<double>(count) / pieces));
 }

@@ -14,10 +14,10 @@ constexpr pid_t kMarked = -77;
 void Trace::mark() { (void)getsid(kMarked); }
 
 // What another thread's call interrupted is told in two lines: the second of them is no call.
-std::optional<uint64_t> Trace::callsBetweenMarks(const std::string& trace, eThreads threads) {
+std::optional<Trace::Calls> Trace::callsBetweenMarks(const std::string& trace, eThreads threads) {
   std::ifstream lines(trace);
   std::string line, marking;
-  uint64_t calls = 0;
+  Calls calls;
   while (std::getline(lines, line)) {
     size_t space = line.find(' ');
     size_t begin = line.find_first_not_of(' ', space);
@@ -31,7 +31,7 @@ std::optional<uint64_t> Trace::callsBetweenMarks(const std::string& trace, eThre
     else if (isMark)
       return calls;
     else if (isCall && (threads == eAll ? !marking.empty() : who == marking))
-      ++calls;
+      ++calls[line.substr(begin, line.find('(', begin) - begin)];
   }
   return std::nullopt;
 }

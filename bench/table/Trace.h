@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -13,7 +14,10 @@ enum eThreads { eMarking, eAll };
 // In the traced process: a call that nobody else makes, with an argument that nobody else has.
 void mark();
 
+// How many there were of each call.
+using Calls = std::map<std::string, uint64_t>;
+
 // Calls in a file that strace -f -o wrote. None when it holds no two marks.
-std::optional<uint64_t> callsBetweenMarks(const std::string& trace, eThreads threads);
+std::optional<Calls> callsBetweenMarks(const std::string& trace, eThreads threads);
 
 }  // namespace Trace
