@@ -38,12 +38,19 @@ void* LinuxVirtualMemory::allocate(void* hint, size_t bytes, unsigned type, unsi
   if (bytes == 0 || bytes > kMaxRegionBytes) return nullptr;
   auto pages = static_cast<uint32_t>((bytes + kVmPageBytes - 1) / kVmPageBytes);
   if (void* region = allocateKept(pages)) return region;
-
+  if (PageSlab* slab = mapStrided(kindFor(pages))) return allocateFrom(slab, pages);
+  // A strided slab that is not to be had leaves the others, which were kept out for its sake.
+  if (kindFor(pages) == eStrided)
+    if (void* region = allocateKept(pages)) return region;
   PageSlab* slab = PageSlab::map(pages);
-  if (!slab) return nullptr;
+  return slab ? allocateFrom(slab, pages) : nullptr;
+}
+
+// A region out of a new slab, which becomes the service's, or is unmapped.
+void* LinuxVirtualMemory::allocateFrom(PageSlab* slab, uint32_t pages) {
   {
     MutexLock lock(lock_);
-    if (addSlabLocked(slab)) return giveLocked(cutLocked(pages));
+    if (addSlabLocked(slab)) return giveLocked(cutLocked(kindOf(slab), pages));
   }
   slab->unmap();
   return nullptr;
@@ -79,13 +86,31 @@ iVirtualMemory::Figures LinuxVirtualMemory::figures() const {
 
 // A region out of what is kept; null when none fits.
 void* LinuxVirtualMemory::allocateKept(uint32_t pages) {
+  const Kind kind = kindFor(pages);
   MutexLock lock(lock_);
   PageTag* region = takeRecentLocked(pages);
   if (!region) {
     mergeRecentLocked();
-    region = cutLocked(pages);
+    region = cutLocked(kind, pages);
   }
+  if (!region && kind == eStrided && !mayStrideLocked(kind)) region = cutLocked(eAny, pages);
   return region ? giveLocked(region) : nullptr;
+}
+
+bool LinuxVirtualMemory::mayStrideLocked(Kind kind) const {
+  return kind == eStrided && striding_ && stridedSlabs_ < mostStrided_;
+}
+
+// Null for regions of another kind, or when it is not to be had.
+PageSlab* LinuxVirtualMemory::mapStrided(Kind kind) {
+  {
+    MutexLock lock(lock_);
+    if (!mayStrideLocked(kind)) return nullptr;
+  }
+  if (PageSlab* slab = PageSlab::mapStrided(kRun)) return slab;
+  MutexLock lock(lock_);
+  striding_ = false;
+  return nullptr;
 }
 
 // The newest recent region of exactly that size.
@@ -100,9 +125,9 @@ PageTag* LinuxVirtualMemory::takeRecentLocked(uint32_t pages) {
   return nullptr;
 }
 
-// The start of the smallest extent that fits; what is left of it stays free.
-PageTag* LinuxVirtualMemory::cutLocked(uint32_t pages) {
-  PageTag* extent = free_.find(pages);
+// The start of the smallest extent of that kind that fits; what is left of it stays free.
+PageTag* LinuxVirtualMemory::cutLocked(Kind kind, uint32_t pages) {
+  PageTag* extent = free_[kind].find(pages);
   if (!extent) return nullptr;
   removeFreeLocked(extent);
   uint32_t rest = extent->pages - pages;
@@ -122,6 +147,7 @@ unsigned char* LinuxVirtualMemory::giveLocked(PageTag* region) {
 bool LinuxVirtualMemory::addSlabLocked(PageSlab* slab) {
   if (!slabs_.add(slab)) return false;
   mappedBytes_ += slab->bytes();
+  stridedSlabs_ += kindOf(slab) == eStrided;
   hugePages_ = slab->hugePages;
   putFreeLocked(slab, slab->tags(), slab->pages);
   ASAN_POISON_MEMORY_REGION(slab->memory, slab->bytes());
@@ -133,6 +159,7 @@ PageTag* LinuxVirtualMemory::regionAtLocked(void* address) {
   PageSlab* slab = slabs_.find(address);
   if (!slab) return nullptr;
   auto offset = static_cast<size_t>(static_cast<unsigned char*>(address) - slab->memory);
+  if (offset >= slab->bytes()) return nullptr;
   PageTag* tag = slab->tags() + offset / kVmPageBytes;
   return offset % kVmPageBytes == 0 && tag->state == PageTag::eRegion ? tag : nullptr;
 }
@@ -174,12 +201,12 @@ void LinuxVirtualMemory::mergeLocked(PageTag* region) {
 void LinuxVirtualMemory::putFreeLocked(PageSlab* slab, PageTag* first, uint32_t pages) {
   first->slab = slab;
   markEnds(first, pages, PageTag::eFree, PageTag::eFree);
-  free_.put(first);
+  free_[kindOf(slab)].put(first);
   if (pages == slab->pages) linkIdleLocked(slab);
 }
 
 void LinuxVirtualMemory::removeFreeLocked(PageTag* extent) {
-  free_.remove(extent);
+  free_[kindOf(extent->slab)].remove(extent);
   if (extent->pages == extent->slab->pages) unlinkIdleLocked(extent->slab);
 }
 
@@ -194,6 +221,7 @@ PageSlab* LinuxVirtualMemory::takeSurplusLocked() {
     removeFreeLocked(slab->tags());
     slabs_.remove(slab);
     mappedBytes_ -= slab->bytes();
+    stridedSlabs_ -= kindOf(slab) == eStrided;
     ASAN_UNPOISON_MEMORY_REGION(slab->memory, slab->bytes());
     slab->nextIdle = surplus;
     surplus = slab;

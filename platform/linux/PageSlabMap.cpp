@@ -5,7 +5,7 @@
 #include <new>
 
 bool PageSlabMap::add(PageSlab* slab) {
-  uintptr_t last = unitOf(slab->memory + slab->bytes() - 1);
+  uintptr_t last = unitOf(slab->memory + slab->span() - 1);
   for (uintptr_t unit = unitOf(slab->memory); unit <= last; ++unit) {
     if (unit >> kLeafBits >= kLeaves) return false;
     Leaf*& leaf = leaves_[unit >> kLeafBits];
@@ -23,7 +23,7 @@ void PageSlabMap::remove(PageSlab* slab) { set(slab, nullptr); }
 
 void PageSlabMap::set(PageSlab* slab, PageSlab* value) {
   uintptr_t first = unitOf(slab->memory);
-  for (uintptr_t unit = first; unit < first + slab->bytes() / kHugePageBytes; ++unit)
+  for (uintptr_t unit = first; unit < first + slab->span() / kHugePageBytes; ++unit)
     (*leaves_[unit >> kLeafBits])[unit % (size_t{1} << kLeafBits)] = value;
 }
 
