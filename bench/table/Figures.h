@@ -40,20 +40,29 @@ inline double median(const Side& side, Figure figure) {
 }
 
 // Of the pairs of neighbouring rounds: what disturbs a shared machine disturbs neighbours alike.
+// The rounds of who played more come in equal groups, the first of each beside the other's round.
 template <typename Compare>
-double medianOfPairs(const Side& ours, const Side& theirs, Figure figure, const Compare& compare) {
+std::vector<double> ofPairs(const Side& ours, const Side& theirs, Figure figure,
+                            const Compare& compare) {
   std::vector<double> values;
-  for (size_t i = 0; i < ours.rounds.size() && i < theirs.rounds.size(); ++i)
-    values.push_back(compare(figure(ours.rounds[i]), figure(theirs.rounds[i])));
-  return Statistics::median(values);
+  const size_t pairs = std::min(ours.rounds.size(), theirs.rounds.size());
+  for (size_t i = 0; i < pairs; ++i)
+    values.push_back(compare(figure(ours.rounds[i * ours.rounds.size() / pairs]),
+                             figure(theirs.rounds[i * theirs.rounds.size() / pairs])));
+  return values;
+}
+
+inline std::vector<double> ratios(const Side& ours, const Side& theirs, Figure figure) {
+  return ofPairs(ours, theirs, figure, [](double a, double b) { return b > 0 ? a / b : 0; });
 }
 
 inline double medianRatio(const Side& ours, const Side& theirs, Figure figure) {
-  return medianOfPairs(ours, theirs, figure, [](double a, double b) { return b > 0 ? a / b : 0; });
+  return Statistics::median(ratios(ours, theirs, figure));
 }
 
 inline double medianDifference(const Side& ours, const Side& theirs, Figure figure) {
-  return medianOfPairs(ours, theirs, figure, [](double a, double b) { return a - b; });
+  return Statistics::median(
+      ofPairs(ours, theirs, figure, [](double a, double b) { return a - b; }));
 }
 
 }  // namespace Figures

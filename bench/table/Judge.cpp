@@ -49,13 +49,17 @@ Bar Judge::counted(const std::string& what, const char* format, const Probes::Ou
 }
 
 Bar Judge::share(const Row& row, const std::string& of, double least) {
-  double ratio = Figures::medianRatio(row.engine(), row.side(of), Figures::throughput);
-  return atLeast("throughput over " + of, "x %.2f", ratio, least);
+  Bar bar = shareTold(row, of);
+  bar.asked = ">= " + text("x %.2f", least);
+  bar.verdict = bar.value >= least ? Bar::eMet : Bar::eMissed;
+  return bar;
 }
 
 Bar Judge::shareTold(const Row& row, const std::string& of) {
-  return told("throughput over " + of, "x %.2f",
-              Figures::medianRatio(row.engine(), row.side(of), Figures::throughput));
+  std::vector<double> ratios = Figures::ratios(row.engine(), row.side(of), Figures::throughput);
+  Bar bar = told("throughput over " + of, "x %.3f", Statistics::median(ratios));
+  if (ratios.size() > 1) bar.measured += text(" +- %.3f", Statistics::medianError(ratios));
+  return bar;
 }
 
 Bar Judge::aheadOf(const Row& row, const std::vector<std::string>& sides) {

@@ -8,7 +8,7 @@ struct Options {
   uint64_t readMib = 2048;  // the file that is read; the eight files together hold as much
   uint64_t writeMib = 512;  // each file that is written
   uint64_t stagedMib = 128;
-  unsigned rounds = 5;
+  unsigned rounds = 9;
   unsigned trips = 2000;
   uint64_t hits = 200000;
   bool quick = false;

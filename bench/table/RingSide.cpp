@@ -23,11 +23,14 @@ class Slots {
 public:
   enum Direction { eRead, eWrite };
 
-  Slots(const Workload& work, const std::vector<Descriptor>& files, Direction direction)
+  // `apart`: bytes between one buffer and the next.
+  Slots(const Workload& work, const std::vector<Descriptor>& files, Direction direction,
+        uint32_t apart = 0)
       : work_(work),
         files_(files),
         direction_(direction),
-        buffers_(size_t{work.block} * work.inFlight * work.files.size()),
+        stride_(size_t{work.block} + apart),
+        buffers_(stride_ * work.inFlight * work.files.size()),
         ring_(static_cast<unsigned>(work.inFlight * work.files.size())),
         next_(work.files.size(), 0),
         offsets_(work.inFlight * work.files.size(), 0) {}
@@ -53,7 +56,7 @@ public:
 
 private:
   size_t fileOf(size_t slot) const { return slot % files_.size(); }
-  unsigned char* bufferOf(size_t slot) const { return buffers_.at(slot * work_.block); }
+  unsigned char* bufferOf(size_t slot) const { return buffers_.at(slot * stride_); }
 
   void start(size_t slot) {
     size_t file = fileOf(slot);
@@ -83,6 +86,7 @@ private:
   const Workload& work_;
   const std::vector<Descriptor>& files_;
   Direction direction_;
+  const size_t stride_;
   HugeBuffers buffers_;
   Ring ring_;
   std::vector<uint64_t> next_;  // a file's next offset
@@ -96,11 +100,13 @@ void makeDurable(const Descriptor& file, Round& round) {
 
 }  // namespace
 
-Round RingSide::read(const Workload& work) {
+Round RingSide::read(const Workload& work) { return readApart(work, 0); }
+
+Round RingSide::readApart(const Workload& work, uint32_t apart) {
   std::vector<Descriptor> files;
   for (const Workload::File& file : work.files)
     files.push_back(OpenFile::direct(file.path, O_RDONLY));
-  Slots slots(work, files, Slots::eRead);
+  Slots slots(work, files, Slots::eRead, apart);
   Round round;
   Meter meter;
   slots.run(round);

@@ -14,6 +14,8 @@
 namespace RingSide {
 
 Round read(const Workload& work);
+// The same into blocks that lie so many bytes apart. All of them fit into 8 MiB.
+Round readApart(const Workload& work, uint32_t apart);
 enum eSpace { eAsItComes, eReserved, eGrown };
 // One new file, written, closed and made durable. Reserved: its space was asked for ahead, the size
 // kept, and what was not written is trimmed. Grown: the same, and the size was set ahead too.

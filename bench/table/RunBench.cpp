@@ -9,6 +9,7 @@
 #include <exception>
 #include <fstream>
 
+#include "bench/table/Contest.h"
 #include "bench/table/HostMemory.h"
 #include "bench/table/Interrupted.h"
 #include "bench/table/Options.h"
@@ -88,11 +89,15 @@ Facts factsOf(const Options& options, const Suite& suite, const std::string& loa
                       Scratch::kindOf(options.cachedFolder)},
       {"page cache", suite.caches().whatWasDone()},
       {"memory", std::to_string(touched / kMib) + " MiB touched once before"},
-      {"rounds",
-       std::to_string(options.rounds) + " of each side in turn, A B C B C A, after one uncounted"},
+      {"rounds", std::to_string(options.rounds) +
+                     " of each side in turn, A B C B C A, after one uncounted; " +
+                     std::to_string(options.rounds * Contest::kClose) + " where sides are close"},
       {"sizes", std::to_string(options.readMib) + " MiB read, " + std::to_string(options.writeMib) +
                     " MiB written, " + std::to_string(options.stagedMib) + " MiB staged"},
-      {"figures", "medians of rounds; compared: medians of neighbouring pairs; MB is 10^6 bytes"},
+      {"figures",
+       "medians of rounds; compared: medians of neighbouring pairs +- their standard error; MB is "
+       "10^6 "
+       "bytes"},
       {"noise", options.quick ? "a tiny run: the figures say nothing"
                               : "a shared machine shows in these figures; repeat a close result"},
   };

@@ -35,6 +35,7 @@ private:
   // Reads (SuiteReads.cpp).
   void reads();
   Row& reading(const std::string& name, const Workload& work);
+  std::function<Round()> warmed(const Workload& work, Round (*read)(const Workload&));
   void oneFile();
   void eightFiles();
   void middleBlocks();

@@ -16,6 +16,7 @@ namespace {
 constexpr uint32_t kKib = 1 << 10;
 constexpr uint32_t kMib = 1 << 20;
 constexpr uint32_t kStagedAtOnce = 128 * kKib;
+constexpr uint64_t kMostTraced = 128 * kMib;
 constexpr double kLeastShare = 0.98;     // of the ring's throughput
 constexpr double kMostCpu = 1.25;        // of the ring's processor time
 constexpr double kLeastShareStaged = 2;  // of the page cache's throughput
@@ -73,9 +74,9 @@ void Suite::alignedWrites() {
   auto reserved = [](const Workload& todo) { return RingSide::write(todo, RingSide::eReserved); };
   auto grown = [](const Workload& todo) { return RingSide::write(todo, RingSide::eGrown); };
   Contest contest(options_.rounds);
-  contest.enter("engine", checkedWrite(work, &EngineSide::write))
-      .enter(kRing, checkedWrite(work, ring))
-      .enter(kReserved, checkedWrite(work, reserved))
+  contest.enterClose("engine", checkedWrite(work, &EngineSide::write))
+      .enterClose(kRing, checkedWrite(work, ring))
+      .enterClose(kReserved, checkedWrite(work, reserved))
       .enter(kGrown, checkedWrite(work, grown))
       .enter(kPageCache, checkedWrite(work, &PageCacheSide::write));
   Row& row = add(name, Row::eThroughput, contest);
@@ -92,8 +93,8 @@ void Suite::writesFromOneThread() {
   Workload work{{{scratch_.path(kWritten), 9}}, options_.writeMib * kMib, kMib, 4};
   auto ring = [](const Workload& todo) { return RingSide::write(todo, RingSide::eAsItComes); };
   Contest contest(options_.rounds);
-  contest.enter("engine", checkedWrite(work, &EngineSide::writeFromOneThread))
-      .enter(kRing, checkedWrite(work, ring));
+  contest.enterClose("engine", checkedWrite(work, &EngineSide::writeFromOneThread))
+      .enterClose(kRing, checkedWrite(work, ring));
   Row& row = add(name, Row::eThroughput, contest);
   row.bars = {Judge::shareTold(row, kRing), Judge::cpuShareTold(row, kRing)};
 }
@@ -105,12 +106,13 @@ void Suite::stagedWrites() {
   auto engine = [](const Workload& todo) { return EngineSide::writeStaged(todo, [] {}); };
   auto gathered = [](const Workload& todo) { return RingSide::writeGathered(todo, kStagedAtOnce); };
   Contest contest(options_.rounds);
-  contest.enter("engine", checkedWrite(work, engine))
+  contest.enterClose("engine", checkedWrite(work, engine))
       .enter("ring, gathered to 128 KiB", checkedWrite(work, gathered))
-      .enter(kPageCache, checkedWrite(work, &PageCacheSide::writeBehindAByte));
+      .enterClose(kPageCache, checkedWrite(work, &PageCacheSide::writeBehindAByte));
   Row& row = add(name, Row::eThroughput, contest);
   row.bars = {Judge::share(row, kPageCache, kLeastShareStaged)};
 
+  work.bytesPerFile = std::min<uint64_t>(work.bytesPerFile, kMostTraced);
   Probes::Calls calls = Probes::callsInStaged(work, scratch_.path("trace"));
   scratch_.remove(kWritten);
   const double pieces = static_cast<double>(work.bytesPerFile) / kStagedAtOnce;

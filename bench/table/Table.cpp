@@ -51,7 +51,7 @@ void printRow(const Row& row) {
     std::printf("\n");
   }
   for (const Bar& bar : row.bars) {
-    std::printf("    %-54s %14s  %-14s %s\n", bar.what.c_str(), bar.measured.c_str(),
+    std::printf("    %-54s %18s  %-14s %s\n", bar.what.c_str(), bar.measured.c_str(),
                 bar.asked.c_str(), word(bar.verdict));
     if (!bar.note.empty()) std::printf("      %s\n", bar.note.c_str());
   }
