@@ -29,7 +29,7 @@ enum SEEK_TYPE : uint32_t {
 //            WaitForDrain: one thread at a time a file (the write cache and the position are not
 //            locked); a write's own callback may write on, also while the writer still waits in
 //            DirectWrite, or while the file is being closed. StartRequests: completion threads, a
-//            writer that waits. The file's lock guards both request lists; it is
+//            writer that waits, the engine's end. The file's lock guards both request lists; it is
 //            re-entrant, and the list's lock comes before it. Counters are atomic.
 // Ownership  owned by the engine from open to close. Calls in progress, passes and transfers in
 //            flight hold a pin: the object goes when the last of them lets go.

@@ -20,7 +20,7 @@
 //            kMostStrided strided slabs at the most, and from the others after that. Once the
 //            system has refused such a slab, be it for a moment, none is asked for any more.
 // Threads    any. lock_ is held for some list work; no system call is made under it. Who needs a
-//            new slab waits for the system: a strided one is touched at once, some milliseconds.
+//            new slab waits for the system: a strided one is touched at once.
 // Ownership  slabs live until they are given back. The object is never destroyed with regions out.
 // Units      bytes outside, pages inside.
 class LinuxVirtualMemory final : public iVirtualMemory {
