@@ -16,6 +16,7 @@ function end(edge) {
 }
 FNR == 1 { first[0] = open[0] = first[2] = open[2] = 0 }
 /^ *(\/\/|#)/ { next }
+{ sub(/ +\/\/ [^"]*$/, "") }  # a remark behind the code
 /^}/ { end(0); next }
 /^  }/ { end(2) }
 !open[0] && /^[A-Za-z~\[]/ { begin(0) }

@@ -89,6 +89,8 @@ finds "a long test" tests/ATest.cpp "TEST_F(ATest,\n       Works) {\n$body}"
 finds "a long benchmark" bench/A.cpp "static void run() {\n$body}"
 finds "a long function of a class" tools/A.h "class A {\npublic:\n  void f() const {\n$body  }\n};"
 passes "a long class" tools/A.h "class A {\npublic:\n  A() { g(); }\n$body};"
+passes "a long class behind a member with a remark" tools/A.h \
+  "struct A {\n  int a = 0;  // of it\n};\nclass B {\npublic:\n$body  struct C {\n    int c;\n  };\n};"
 passes "a function of 70 lines" fsys/A.cpp "void f() {\n${body#  g();\\n  g();\\n}}"
 finds "a left-over" fsys/A.cpp '// TO''DO later'
 finds "a sleeping test" tests/ATest.cpp 'std::this_thread::sleep''_for(1s);'
