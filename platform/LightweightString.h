@@ -52,7 +52,7 @@ public:
     return *this;
   }
   LightweightString& operator+=(const LightweightString& tail) {
-    LightweightString kept(tail);
+    LightweightString kept(tail);  // NOLINT(performance-unnecessary-copy-initialization): may be us
     return *this += kept.view();
   }
   LightweightString& operator+=(const C* tail) { return *this += View(tail); }

@@ -23,6 +23,7 @@ enum OsError : uint32_t {
   eOsReadOnly = 0x101E,
   eOsNameTooLong = 0x1024,
   eOsNotSupported = 0x105F,
+  eOsTimedOut = 0x106E,
   eOsCancelled = 0x107D,
 };
 

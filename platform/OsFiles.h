@@ -4,6 +4,8 @@
 
 #include "platform/LightweightString.h"
 #include "platform/OsAsyncIo.h"
+#include "platform/OsDrives.h"
+#include "platform/OsThreads.h"
 #include "platform/Vector.h"
 #include "platform/iObject.h"
 
@@ -48,6 +50,8 @@ public:
   // is told once. No flush: the disk's own cache, and what the file system keeps of the file, may
   // be lost.
   virtual uint32_t settle() = 0;
+  // Makes everything that was written durable. Waits for the disk.
+  virtual uint32_t flush() = 0;
   // At the current position, which starts at 0 and moves by what was done.
   virtual uint32_t read(void* buffer, uint32_t bytes, uint32_t* done) = 0;
   virtual uint32_t write(const void* buffer, uint32_t bytes, uint32_t* done) = 0;
@@ -61,25 +65,6 @@ public:
                              const AsyncTransfer& transfer) = 0;
   virtual uint32_t startWrite(const Qv::Ptr<iAsyncContext>& context,
                               const AsyncTransfer& transfer) = 0;
-};
-
-// iDiskDrive: the drive that holds a path, as it was when it was asked for: it does not change, nor
-// ask the system again.
-// Threads    any.
-// Errors     none: what is not known is eUnknown, or 512 bytes.
-class iDiskDrive : public iObject {
-public:
-  enum eType : uint32_t {
-    eUnknown = 0,
-    eFixed = 1,
-    eRemovable = 2,
-    eNetwork = 3,
-    eOptical = 4,
-    eMemory = 5,
-  };
-
-  virtual eType getType() const = 0;
-  virtual uint32_t getSectorSize() const = 0;  // bytes
 };
 
 // iFileProvider: files that the file manager serves itself, for names that begin with a prefix.
@@ -123,6 +108,17 @@ public:
   // knows none gives the file without it.
   enum Attribute : unsigned { eAttributeHoldLock = 32 };
 
+  // One file of a listing.
+  struct ListedFile {
+    LightweightString<wchar_t> name;  // without its folder
+    uint64_t bytes = 0;
+  };
+  // A folder that this machine serves to others.
+  struct Share {
+    LightweightString<wchar_t> uncName;    // two backslashes, workstation, backslash, share
+    LightweightString<wchar_t> localPath;  // with a separator at its end
+  };
+
   // The engine's door. Without `write`: an existing file, for reading. With `write`: opens or
   // creates, never truncates (also readable when the flags have eFlagRead). `disposition` is
   // eOpenOrCreateNeverTruncate. `mode`: Mode bits; 0 is a probe, which transfers nothing: it says
@@ -143,9 +139,10 @@ public:
                                 const Qv::Ptr<iFileProvider>& provider) = 0;
 
   // The drive that holds the path (the nearest folder that exists), links followed. Null when it is
-  // not known. Does not wait for a network drive: what lies on one is told from the list of mounts,
-  // without a look at it, and links that lie on it are not followed. Only a drive that the system
-  // mounts when somebody goes there is waited for.
+  // not known. Does not wait for a drive that may fall silent, a server's or a program's: what lies
+  // on one is told from the list of mounts, without a look at it, and links that lie on it are not
+  // followed. Only what the system mounts when somebody goes there is waited for, for
+  // kDrivePatience_ms at most (then null, eOsTimedOut), and not while an earlier caller's is late.
   virtual Qv::Ptr<iDiskDrive> getDisk(const LightweightString<wchar_t>& path) = 0;
   virtual bool exists(const LightweightString<wchar_t>& path) = 0;
   // False when there is no such file.
@@ -154,6 +151,56 @@ public:
   // Makes the missing parents too; true when it is there already.
   virtual bool createFolder(const LightweightString<wchar_t>& path) = 0;
   virtual wchar_t getSeparator() const = 0;
+
+  // Every drive that is mounted, in the order of the system's list. Those that may fall silent are
+  // asked all at once whether they are there, so several silent ones take no longer than one. What
+  // the system keeps for itself is listed as excluded; what holds no files is never asked, and not
+  // available. Nothing is mounted because of a look at the list.
+  virtual Vector<Qv::Ptr<iDiskDrive>> getDisks() = 0;
+  // Runs the errand where the drive that holds the path can be waited for: on the calling thread
+  // when the drive is one that answers by itself (a local disk, memory), else on a thread of the
+  // drive's own, after those that came before it. False (eOsTimedOut) when it has not ended in
+  // `patience_ms`, and at once while an earlier one is late: then the errand never runs, or ends at
+  // some later time. False (eOsNoMemory) when there was none for it, or it threw std::bad_alloc. It
+  // is destroyed wherever it ends. A path that no drive holds is no reason not to run it.
+  virtual bool onDrive(const LightweightString<wchar_t>& path, const Qv::Ptr<iTask>& errand,
+                       unsigned patience_ms) = 0;
+
+  // Whether anything is mounted that may keep who asks it waiting: a server's or a program's drive,
+  // what lies beyond one, or what the system mounts when somebody goes there. Looks at the list of
+  // mounts alone.
+  virtual bool mayDriveFallSilent() = 0;
+
+  // What follows looks at the path itself, and waits for its drive as long as that takes: where the
+  // drive may be silent it is called from an errand.
+  // A folder, links followed.
+  virtual bool folderExists(const LightweightString<wchar_t>& path) = 0;
+  // Whether this process may make files in that folder, or write that file, by what the system
+  // tells; nothing is written.
+  virtual bool isWritable(const LightweightString<wchar_t>& path) = 0;
+  // The regular files whose names match the last component of `pattern`, sorted by name. Only that
+  // component may hold '*' (any text) and '?' (one character); "*.*" is every name. False, and no
+  // files, when the folder cannot be read; true with none when nothing matches.
+  virtual bool listFiles(const LightweightString<wchar_t>& pattern, Vector<ListedFile>& files) = 0;
+  // Gives a file another name on the same drive, in one step; a file of that name is replaced.
+  virtual bool renameFile(const LightweightString<wchar_t>& from,
+                          const LightweightString<wchar_t>& to) = 0;
+  // Makes the folder's names durable. True where the file system knows no such thing.
+  virtual bool syncFolder(const LightweightString<wchar_t>& path) = 0;
+  // The name behind all links; the last component need not exist. False when it cannot be told.
+  virtual bool followLinks(const LightweightString<wchar_t>& path,
+                           LightweightString<wchar_t>& target) = 0;
+  // Gives the file `to` the permissions of the file `from`, and its owner as far as that is
+  // allowed. Neither is followed: a link as `from` has none to give, and nothing changes.
+  virtual bool copyMode(const LightweightString<wchar_t>& from,
+                        const LightweightString<wchar_t>& to) = 0;
+
+  // The name by which other machines know a path: below a network mount the name of its server
+  // (two backslashes, server, share, rest), below a share of this machine that of this workstation.
+  // Empty when it has none; it never ends in a backslash. Looks at lists, never at the drive.
+  virtual LightweightString<wchar_t> getUNCName(const LightweightString<wchar_t>& path) = 0;
+  // The shares that this machine serves under the name of `workstation`; sorted by name.
+  virtual Vector<Share> getShares(const LightweightString<wchar_t>& workstation) = 0;
 
 protected:
   ~iFileManager() = default;

@@ -17,3 +17,12 @@ PLATFORM_EXPORT PathString stripExtension(const PathString& path);
 PLATFORM_EXPORT PathString joinPaths(const PathString& folder, const PathString& name);
 // A path written for another system in this one's form: foreign separators become this system's.
 PLATFORM_EXPORT PathString fixForeignOSFileName(const PathString& path);
+// With exactly what it had, and one separator at its end if it had none. An empty path stays empty.
+PLATFORM_EXPORT PathString withSeparator(const PathString& path);
+// Without the separator at its end, if it has one.
+PLATFORM_EXPORT PathString withoutSeparator(const PathString& path);
+// Every two backslashes that follow each other as one; a path that begins with two (a UNC name) as
+// it stands.
+PLATFORM_EXPORT PathString undoubledBackslashes(const PathString& path);
+// The name of the file that lists the media locations: "DefNetDrive.txt".
+PLATFORM_EXPORT PathString getMediaLocationsFilename();

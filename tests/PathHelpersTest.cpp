@@ -64,3 +64,47 @@ TEST(PathHelpersTest, FixForeignOSFileNameTurnsForeignSeparatorsIntoThisSystems)
   EXPECT_EQ(fixForeignOSFileName(L"plain"), L"plain");
   EXPECT_TRUE(fixForeignOSFileName(PathString()).isNull());
 }
+
+TEST(PathHelpersTest, WithSeparatorAddsOneOnlyWhereNoneIs) {
+  EXPECT_EQ(withSeparator(L"/media"), L"/media/");
+  EXPECT_EQ(withSeparator(L"/media/"), L"/media/");
+  EXPECT_EQ(withSeparator(L"/media//"), L"/media//");
+  EXPECT_EQ(withSeparator(L"/"), L"/");
+  EXPECT_EQ(withSeparator(L"a\\"), L"a\\/") << "another system's";
+}
+
+TEST(PathHelpersTest, WithSeparatorLeavesAnEmptyPathEmpty) {
+  EXPECT_EQ(withSeparator(L""), L"");
+  EXPECT_FALSE(withSeparator(L"").isNull());
+  EXPECT_TRUE(withSeparator(PathString()).isNull());
+}
+
+TEST(PathHelpersTest, WithoutSeparatorTakesOneAwayWhereOneIs) {
+  EXPECT_EQ(withoutSeparator(L"/media/"), L"/media");
+  EXPECT_EQ(withoutSeparator(L"/media"), L"/media");
+  EXPECT_EQ(withoutSeparator(L"/media//"), L"/media/");
+  EXPECT_EQ(withoutSeparator(L"/"), L"");
+  EXPECT_EQ(withoutSeparator(L""), L"");
+  EXPECT_TRUE(withoutSeparator(PathString()).isNull());
+}
+
+TEST(PathHelpersTest, DoubledBackslashesBecomeSingleOnes) {
+  EXPECT_EQ(undoubledBackslashes(L"D:\\\\media\\\\"), L"D:\\media\\");
+  EXPECT_EQ(undoubledBackslashes(L"D:\\media\\"), L"D:\\media\\");
+  EXPECT_EQ(undoubledBackslashes(L"a\\\\\\b"), L"a\\\\b") << "a pair, and one more";
+  EXPECT_EQ(undoubledBackslashes(L"a\\\\\\\\b"), L"a\\\\b") << "two pairs";
+  EXPECT_EQ(undoubledBackslashes(L"/a//b"), L"/a//b");
+  EXPECT_EQ(undoubledBackslashes(L"\\a\\\\b"), L"\\a\\b");
+}
+
+TEST(PathHelpersTest, ANameOfAServerKeepsItsBackslashes) {
+  EXPECT_EQ(undoubledBackslashes(L"\\\\server\\share\\"), L"\\\\server\\share\\");
+  EXPECT_EQ(undoubledBackslashes(L"\\\\\\\\server\\\\share"), L"\\\\\\\\server\\\\share");
+  EXPECT_EQ(undoubledBackslashes(L"\\\\"), L"\\\\");
+  EXPECT_EQ(undoubledBackslashes(L""), L"");
+  EXPECT_TRUE(undoubledBackslashes(PathString()).isNull());
+}
+
+TEST(PathHelpersTest, TheMediaLocationsStandInTheFileThatNewOnesAreAppendedTo) {
+  EXPECT_EQ(getMediaLocationsFilename(), L"DefNetDrive.txt");
+}

@@ -18,6 +18,7 @@ public:
   uint32_t writeAt(uint64_t, const void*, uint32_t, uint32_t*) override { return eOsIoError; }
   uint32_t writeBehind(uint64_t, const void*, uint32_t, uint32_t*) override { return eOsIoError; }
   uint32_t settle() override { return eOsIoError; }
+  uint32_t flush() override { return eOsIoError; }
   uint32_t read(void*, uint32_t, uint32_t*) override { return eOsIoError; }
   uint32_t write(const void*, uint32_t, uint32_t*) override { return eOsIoError; }
   void seek(uint64_t) override {}

@@ -9,6 +9,7 @@
 #include "platform/Log.h"
 #include "platform/OS.h"
 #include "platform/PathHelpers.h"
+#include "platform/common/ConfigFolder.h"
 
 namespace {
 
@@ -54,15 +55,11 @@ struct ConfigFile {
 };
 
 // Where the file is; empty when there is no place for one.
-PathString configPath(iSystemInfo& system) {
-  std::string folder;
-  if (system.getEnvironment("FSYS_CONFIG", folder) && !folder.empty()) return fromUTF8(folder);
-  PathString base;
-  if (system.getEnvironment("XDG_CONFIG_HOME", folder) && !folder.empty())
-    base = fromUTF8(folder);
-  else if (system.getEnvironment("HOME", folder) && !folder.empty())
-    base = joinPaths(fromUTF8(folder), L".config");
-  return base.empty() ? base : joinPaths(joinPaths(base, L"fsys"), L"fsys.conf");
+PathString configPath(const iSystemInfo& system) {
+  std::string named;
+  if (system.getEnvironment("FSYS_CONFIG", named) && !named.empty()) return fromUTF8(named);
+  PathString folder = configFolder(system);
+  return folder.empty() ? folder : joinPaths(folder, L"fsys.conf");
 }
 
 // Always through the system's own services: the text outlives any others.

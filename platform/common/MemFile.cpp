@@ -133,6 +133,9 @@ uint32_t MemFile::writeBehind(uint64_t offset, const void* buffer, uint32_t byte
 
 uint32_t MemFile::settle() { return kSucceeded; }
 
+// Nothing of it outlives the process.
+uint32_t MemFile::flush() { return kSucceeded; }
+
 uint32_t MemFile::attach(CompletionPortHandler*) { return answer(eOsNotSupported); }
 
 uint32_t MemFile::startRead(const Qv::Ptr<iAsyncContext>&, const AsyncTransfer&) {

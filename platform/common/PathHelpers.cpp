@@ -80,3 +80,27 @@ PathString fixForeignOSFileName(const PathString& path) {
   for (wchar_t known : kKnownSeparators) std::replace(fixed.begin(), fixed.end(), known, mark);
   return path.isNull() ? path : PathString(std::wstring_view(fixed));
 }
+
+PathString withSeparator(const PathString& path) {
+  wchar_t mark = separator();
+  return path.empty() || path.view().back() == mark ? path : path + mark;
+}
+
+PathString withoutSeparator(const PathString& path) {
+  bool ends = !path.empty() && path.view().back() == separator();
+  return ends ? path.substr(0, path.length() - 1) : path;
+}
+
+PathString undoubledBackslashes(const PathString& path) {
+  constexpr std::wstring_view kDoubled = L"\\\\";
+  std::wstring_view rest = path.view();
+  if (rest.starts_with(kDoubled) || rest.find(kDoubled) == rest.npos) return path;
+  std::wstring undoubled;
+  while (!rest.empty()) {
+    undoubled.push_back(rest.front());
+    rest.remove_prefix(rest.starts_with(kDoubled) ? kDoubled.size() : 1);
+  }
+  return PathString(std::wstring_view(undoubled));
+}
+
+PathString getMediaLocationsFilename() { return L"DefNetDrive.txt"; }

@@ -120,7 +120,7 @@ uint32_t FakeAsyncIo::move(const FakeTransfer& transfer, uint32_t mostBytes, uin
   }
   uint32_t fits = files_->room(transfer.path, *transfer.content, transfer.offset, bytes);
   if (fits < bytes && error == 0) error = eOsNoSpace;
-  transfer.content->write(transfer.offset, buffer, fits);
+  files_->writeContent(transfer.path, transfer.content, transfer.offset, buffer, fits);
   return fits;
 }
 

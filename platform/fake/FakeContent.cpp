@@ -36,6 +36,16 @@ void FakeContent::clear() {
   blocks_.clear();
 }
 
+std::shared_ptr<FakeContent> FakeContent::copy() const {
+  auto other = std::make_shared<FakeContent>();
+  other->readOnly = readOnly;
+  other->mode = mode;
+  other->size_ = size_;
+  for (const auto& [number, block] : blocks_)
+    other->blocks_[number] = std::make_unique<Block>(*block);
+  return other;
+}
+
 std::vector<unsigned char> FakeContent::bytes() const {
   std::vector<unsigned char> all(size_);
   for (const auto& [number, block] : blocks_) {

@@ -16,10 +16,13 @@ public:
   void write(uint64_t offset, const void* buffer, uint32_t bytes);
   // Cuts everything off.
   void clear();
+  // Another file of the same bytes; nobody holds a lock on it.
+  std::shared_ptr<FakeContent> copy() const;
   // The whole file.
   std::vector<unsigned char> bytes() const;
 
   bool readOnly = false;
+  unsigned mode = 0644;  // permissions: kept and copied, and nothing follows from them
   // Files that hold a lock on it (eAttributeHoldLock): any number that read, or one that does not.
   unsigned sharedLocks = 0;
   unsigned soleLocks = 0;

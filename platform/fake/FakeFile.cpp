@@ -71,7 +71,7 @@ uint32_t FakeFile::writeBytes(FakeTransferRecord::eWay way, uint64_t offset, con
   if (result == kSucceeded) {
     uint32_t asked = verdict.shortened ? std::min(bytes, verdict.bytes) : bytes;
     done = files_.room(path_, *content_, offset, asked);
-    content_->write(offset, buffer, done);
+    files_.writeContent(path_, content_, offset, buffer, done);
     if (done < asked) result = eOsNoSpace;
   }
   files_.record({way, true, path_, offset, bytes, buffer, result, done});
@@ -113,6 +113,13 @@ uint32_t FakeFile::writeBehind(uint64_t offset, const void* buffer, uint32_t byt
 uint32_t FakeFile::settle() {
   if (uint32_t error = files_.faults().next(FaultPlan::eSettle).error) return answer(error);
   return open_ ? kSucceeded : answer(eOsInvalid);
+}
+
+uint32_t FakeFile::flush() {
+  if (uint32_t error = files_.faults().next(FaultPlan::eFlush).error) return answer(error);
+  if (!open_) return answer(eOsInvalid);
+  files_.note({FakeEffect::eFlush, path_, content_});
+  return kSucceeded;
 }
 
 uint32_t FakeFile::read(void* buffer, uint32_t bytes, uint32_t* done) {

@@ -5,9 +5,10 @@ FakeOS::FakeOS()
       memory_(faults_, errors_),
       threads_(world_, faults_),
       asyncIo_(threads_, faults_, errors_),
-      files_(asyncIo_, faults_, errors_) {}
+      files_(asyncIo_, faults_, errors_, clock_) {}
 
 void FakeOS::letGo() {
   threads_.dropTasks();
   asyncIo_.dropAll();
+  files_.dropErrands();
 }

@@ -20,6 +20,14 @@
 //              os->files().addFile(L"/m/a", bytes);     a file; setReadOnly, bytesOf, hasFile
 //              os->files().setDrive(L"/net/", {.type = iDiskDrive::eNetwork});
 //              os->files().opens(), transfers()         what was opened and transferred
+//              os->files().setDrive(L"/m/", {.listed = true})   getDisks gives it; excluded,
+//                                                       freeBytes, totalBytes, uncName
+//              os->files().drive(L"/m/").silent = true  it does not answer, which costs patience
+//              os->files().lateErrands(), runLateErrands()   what it was asked, done too late
+//              os->files().addFolder(L"/m/f"), removeFolder, setWritable(L"/m", false), setMode
+//              os->files().addLink(L"/l", L"/m/a")      a name that stands for another
+//              os->files().setShares(shares)            sharesAsked, workstationAsked
+//              FakeCrash crash(*os);                    each state that a loss of power may leave
 //              os->threads().runDue()                   every thread that is due, once
 //              os->threads().run(os->threads().find("name"))
 //              os->threads().sleeps()                   every sleep, in ms

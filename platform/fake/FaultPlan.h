@@ -9,8 +9,8 @@
 // Story      The fault model: a service call may be refused with an error, a transfer may fail or
 //            move fewer bytes than it was asked to. Faults are armed for the n-th call of a kind,
 //            counted from the moment of arming, and strike once or from then on. Nothing goes wrong
-//            by itself. Not modelled: bytes that change on the disk, writes that are lost after
-//            they were acknowledged, and failures of the heap.
+//            by itself. Writes that are lost after they were acknowledged are FakeCrash's. Not
+//            modelled: bytes that change on the disk, and failures of the heap.
 //            A refused call changes nothing: no file is made, no transfer is queued, no memory is
 //            taken. A transfer that fails as it finishes moves no byte. A shortened one moves the
 //            bytes it was given: a read's rest is zero-filled as at the end of a file; a shortened
@@ -24,12 +24,27 @@ public:
     eOpenMedia,
     eOpenFile,
     eGetDisk,
+    eGetDisks,
+    eOnDrive,  // refused: the errand does not run
+    eGetSpace,
     eGetInfo,
+    eExists,
+    eGetFileSize,
     eDeleteFile,
     eCreateFolder,
+    eFolderExists,
+    eIsWritable,
+    eListFiles,
+    eRenameFile,
+    eSyncFolder,
+    eFollowLinks,
+    eCopyMode,
+    eGetUNCName,
+    eGetShares,
     eRead,   // synchronous, at an offset or at the position
     eWrite,  // the same, and behind
     eSettle,
+    eFlush,
     eAttach,
     eStartRead,  // refused at the start: nothing will be reported
     eStartWrite,

@@ -13,5 +13,6 @@ struct BlockDevice {
   uint32_t sectorSize = 0;  // 0 when it is not known
 };
 
-// A partition answers for its disk.
-BlockDevice describeBlockDevice(dev_t device);
+// A partition answers for its disk. False when there was no descriptor or memory for the look: then
+// the answer is what was seen without.
+bool describeBlockDevice(dev_t device, BlockDevice& answer);

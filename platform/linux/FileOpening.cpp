@@ -17,6 +17,7 @@ int systemFlags(const FileOpening& how) {
   int flags = how.write ? (how.read ? O_RDWR : O_WRONLY) : O_RDONLY;
   if (how.create != FileOpening::eNever) flags |= O_CREAT;
   if (how.create == FileOpening::eOnlyIfMissing) flags |= O_EXCL;
+  if (how.noLink) flags |= O_NOFOLLOW;
   return flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 }
 
@@ -98,4 +99,8 @@ Qv::Ptr<OpenDescriptors> openRegularFile(const std::string& path, const FileOpen
   if (how.direct) opened->openDirect();
   if (how.async) opened->askFileSystem();
   return opened;
+}
+
+int openFolder(const std::string& path) {
+  return openAgain(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }

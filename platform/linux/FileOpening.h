@@ -13,6 +13,7 @@ struct FileOpening {
   bool read = false;
   bool write = false;
   eCreate create = eNever;
+  bool noLink = false;    // a link is refused, not followed
   bool empty = false;     // what was there is cut off
   bool setOwner = false;  // a new file takes its folder's group and the current user
   bool holdLock = false;  // an open-file-description lock is held for as long as the file is open
@@ -25,3 +26,6 @@ struct FileOpening {
 // eOsIsAFolder, anything else that is no regular file eOsNotSupported, a file whose lock another
 // one holds eOsAccessDenied.
 Qv::Ptr<OpenDescriptors> openRegularFile(const std::string& path, const FileOpening& how);
+
+// The descriptor of a folder, for reading its names; -1, and errno set, when it cannot be opened.
+int openFolder(const std::string& path);

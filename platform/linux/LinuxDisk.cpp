@@ -1,48 +1,80 @@
 #include "platform/linux/LinuxDisk.h"
 
-#include <algorithm>
-#include <array>
+#include <chrono>
+#include <new>
+#include <string_view>
+
+#include "platform/DriveErrand.h"
+#include "platform/linux/DriveKind.h"
+#include "platform/linux/LinuxFailure.h"
 
 namespace {
 
-constexpr std::array<std::string_view, 24> kNetworkPrograms = {
-    "fuse.sshfs",     "fuse.rclone",    "fuse.s3fs",      "fuse.s3ql",     "fuse.gcsfuse",
-    "fuse.goofys",    "fuse.geesefs",   "fuse.curlftpfs", "fuse.davfs",    "fuse.davfs2",
-    "fuse.glusterfs", "fuse.ceph",      "fuse.ceph-fuse", "fuse.juicefs",  "fuse.mfs",
-    "fuse.moosefs",   "fuse.lizardfs",  "fuse.saunafs",   "fuse.smbnetfs", "fuse.gvfsd-fuse",
-    "fuse.blobfuse2", "fuse.seaweedfs", "fuse.nfs",       "fuse.ftpfs"};
-
-// Kernel file systems of servers that the mount library does not count.
-constexpr std::array<std::string_view, 8> kNetworkKinds = {"ceph",  "lustre", "beegfs",   "gpfs",
-                                                           "davfs", "coda",   "orangefs", "pvfs2"};
-
-template <size_t N>
-bool isOneOf(std::string_view name, const std::array<std::string_view, N>& names) {
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-bool hasOption(std::string_view options, std::string_view option) {
-  while (!options.empty()) {
-    std::string_view first = options.substr(0, options.find(','));
-    if (first == option) return true;
-    options.remove_prefix(std::min(options.size(), first.size() + 1));
-  }
-  return false;
+DriveProbe::Deadline usualDeadline() {
+  return std::chrono::steady_clock::now() + std::chrono::milliseconds(kDrivePatience_ms);
 }
 
 }  // namespace
 
-bool LinuxDisk::isNetworkProgram(std::string_view fileSystem) {
-  return isOneOf(fileSystem, kNetworkPrograms) || isOneOf(fileSystem, kNetworkKinds);
+LinuxDisk::LinuxDisk(const MountEntry& mount, bool isHidden, const Qv::Ptr<DriveProbe>& probe)
+    : mount_(mount.id),
+      folder_(mount.folder),
+      fileSystem_(mount.fileSystem),
+      type_(driveTypeOf(mount)),
+      sectorSize_(mount.device.sectorSize != 0 ? mount.device.sectorSize : kUsualSectorSize),
+      isHidden_(isHidden),
+      isExcluded_(isHidden || isNoPlaceForMedia(mount)),
+      isAsked_(!isHidden && !isPseudo(mount) && !isAutomount(mount)),
+      probe_(probe) {}
+
+LightweightString<wchar_t> LinuxDisk::getRootPath() const {
+  bool hasSeparator = !folder_.empty() && folder_.back() == '/';
+  return fromUTF8(std::string_view(hasSeparator ? folder_ : folder_ + "/"));
 }
 
-iDiskDrive::eType LinuxDisk::typeOf(std::string_view fileSystem, std::string_view options,
-                                    bool network, bool pseudo, const BlockDevice& device) {
-  if (network || isNetworkProgram(fileSystem) || hasOption(options, "_netdev")) return eNetwork;
-  if (fileSystem == "tmpfs" || fileSystem == "ramfs" || fileSystem == "devtmpfs") return eMemory;
-  if (fileSystem == "iso9660" || device.optical) return eOptical;
-  if (device.known) return device.removable ? eRemovable : eFixed;
-  // A layer over folders of this machine, though the mount library counts it as no real one.
-  if (fileSystem == "overlay") return eFixed;
-  return pseudo ? eUnknown : eFixed;
+LightweightString<wchar_t> LinuxDisk::getFileSystem() const {
+  return fromUTF8(std::string_view(fileSystem_));
+}
+
+bool LinuxDisk::isAvailable() {
+  if (isAsked_ && heard_ == eNothing) hear(ask(), usualDeadline());
+  return heard_ == eAnswer;
+}
+
+bool LinuxDisk::getSpace(uint64_t& freeBytes, uint64_t& totalBytes) {
+  freeBytes = totalBytes = 0;
+  Asked asked;
+  uint32_t result = eOsNotSupported;
+  if (isAsked_) {
+    asked = ask();
+    result = hear(asked, usualDeadline());
+  }
+  if (result != 1) {
+    failWith(result);
+    return false;
+  }
+  freeBytes = asked.question->freeBytes();
+  totalBytes = asked.question->totalBytes();
+  return true;
+}
+
+LinuxDisk::Asked LinuxDisk::ask() {
+  Asked asked;
+  try {
+    asked.question = Qv::Ptr<SpaceQuestion>(new SpaceQuestion(folder_, mount_));
+    if (probe_)
+      asked.turn = probe_->hand(asked.question);
+    else
+      asked.result = DriveProbe::runHere(asked.question);
+  } catch (const std::bad_alloc&) {
+    asked.result = eOsNoMemory;
+  }
+  return asked;
+}
+
+uint32_t LinuxDisk::hear(const Asked& asked, DriveProbe::Deadline deadline) {
+  uint32_t result = asked.turn ? probe_->wait(asked.turn, deadline) : asked.result;
+  if (result == 1 && asked.question->error() != 0) result = osErrorOf(asked.question->error());
+  heard_ = result == 1 ? eAnswer : eSilence;
+  return result;
 }

@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <string>
 
+#include "platform/LightweightString.h"
 #include "platform/OS.h"
 
 // Failures of the file services: each sets the calling thread's last error and answers it.
@@ -15,3 +17,16 @@ inline uint32_t failWith(uint32_t error) {
 }
 
 inline uint32_t failWithErrno(int number) { return failWith(osErrorOf(number)); }
+
+// Of a system call that answers 0, or fails with the system's error number.
+inline bool succeeded(int result) {
+  if (result != 0) failWithErrno(errno);
+  return result == 0;
+}
+
+// The bytes of a name for the system; a text that is none is eOsInvalid.
+inline bool bytesOf(const LightweightString<wchar_t>& path, std::string& bytes) {
+  bool isName = toPathBytes(path, bytes);
+  if (!isName) failWith(eOsInvalid);
+  return isName;
+}

@@ -1,6 +1,7 @@
 #include "platform/linux/LinuxFile.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/Log.h"
 #include "platform/linux/LinuxCompletionPort.h"
@@ -90,6 +91,14 @@ uint32_t LinuxFile::settle() {
   if (!descriptors) return failWith(eOsInvalid);
   int error = behind_.settle(descriptors->cached());
   return error == 0 ? 1 : failWithErrno(error);
+}
+
+uint32_t LinuxFile::flush() {
+  Qv::Ptr<OpenDescriptors> descriptors = opened();
+  if (!descriptors) return failWith(eOsInvalid);
+  while (fsync(descriptors->cached()) != 0)
+    if (errno != EINTR) return failWithErrno(errno);
+  return 1;
 }
 
 uint32_t LinuxFile::read(void* buffer, uint32_t bytes, uint32_t* done) {

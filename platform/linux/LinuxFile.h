@@ -29,6 +29,7 @@ public:
   uint32_t writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
                        uint32_t* done) override;
   uint32_t settle() override;
+  uint32_t flush() override;
   uint32_t read(void* buffer, uint32_t bytes, uint32_t* done) override;
   uint32_t write(const void* buffer, uint32_t bytes, uint32_t* done) override;
   void seek(uint64_t offset) override { position_ = offset; }

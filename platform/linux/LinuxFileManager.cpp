@@ -16,18 +16,6 @@ using Path = LightweightString<wchar_t>;
 
 constexpr mode_t kNewFolderMode = 0777;  // less the process's mask
 
-bool bytesOf(const Path& path, std::string& bytes) {
-  if (toPathBytes(path, bytes)) return true;
-  failWith(eOsInvalid);
-  return false;
-}
-
-bool succeeded(int result) {
-  if (result == 0) return true;
-  failWithErrno(errno);
-  return false;
-}
-
 // False for a number that is none of iFileManager::Creation.
 bool setCreation(unsigned creation, FileOpening& how) {
   switch (creation) {
@@ -49,16 +37,15 @@ bool setCreation(unsigned creation, FileOpening& how) {
   }
 }
 
-bool isFolder(const std::string& path) {
-  struct stat status;
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 // Makes one folder; one that is there already will do.
 bool makeFolder(const std::string& path) {
   if (mkdir(path.c_str(), kNewFolderMode) == 0) return true;
   int error = errno;
-  if (isFolder(path)) return true;
+  struct stat status;
+  bool isSeen = stat(path.c_str(), &status) == 0;
+  if (isSeen && S_ISDIR(status.st_mode)) return true;
+  // What cannot be looked at is not known to be in the way; a link to nothing is.
+  if (!isSeen && error == EEXIST && errno != ENOENT) error = errno;
   failWithErrno(error);
   return false;
 }
@@ -118,15 +105,6 @@ Qv::Ptr<iFile> LinuxFileManager::openServed(const Path& path, unsigned flags, bo
 void LinuxFileManager::registerProvider(const Path& prefix,
                                         const Qv::Ptr<iFileProvider>& provider) {
   providers_.set(prefix, provider);
-}
-
-Qv::Ptr<iDiskDrive> LinuxFileManager::getDisk(const Path& path) {
-  std::string bytes;
-  if (!bytesOf(path, bytes)) return nullptr;
-  int error = ENOENT;
-  Qv::Ptr<iDiskDrive> drive = mounts_.find(bytes, error);
-  if (!drive) failWithErrno(error);
-  return drive;
 }
 
 bool LinuxFileManager::exists(const Path& path) {

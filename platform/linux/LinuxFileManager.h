@@ -26,6 +26,25 @@ public:
   bool createFolder(const LightweightString<wchar_t>& path) override;
   wchar_t getSeparator() const override { return L'/'; }
 
+  Vector<Qv::Ptr<iDiskDrive>> getDisks() override;
+  bool onDrive(const LightweightString<wchar_t>& path, const Qv::Ptr<iTask>& errand,
+               unsigned patience_ms) override;
+  bool mayDriveFallSilent() override;
+
+  bool folderExists(const LightweightString<wchar_t>& path) override;
+  bool isWritable(const LightweightString<wchar_t>& path) override;
+  bool listFiles(const LightweightString<wchar_t>& pattern, Vector<ListedFile>& files) override;
+  bool renameFile(const LightweightString<wchar_t>& from,
+                  const LightweightString<wchar_t>& to) override;
+  bool syncFolder(const LightweightString<wchar_t>& path) override;
+  bool followLinks(const LightweightString<wchar_t>& path,
+                   LightweightString<wchar_t>& target) override;
+  bool copyMode(const LightweightString<wchar_t>& from,
+                const LightweightString<wchar_t>& to) override;
+
+  LightweightString<wchar_t> getUNCName(const LightweightString<wchar_t>& path) override;
+  Vector<Share> getShares(const LightweightString<wchar_t>& workstation) override;
+
 private:
   ProviderTable providers_;
   MountTable mounts_;

@@ -16,13 +16,14 @@ thread_local bool longLived = false;
 struct Start {
   void (*entry)(void*);
   void* argument;
+  bool livesOn;
   char name[kNameBytes + 1];
 };
 
 void* runThread(void* told) {
   Start start = *std::unique_ptr<Start>(static_cast<Start*>(told));
   pthread_setname_np(pthread_self(), start.name);
-  longLived = true;
+  longLived = start.livesOn;
   start.entry(start.argument);
   return nullptr;
 }
@@ -31,8 +32,8 @@ void* runThread(void* told) {
 
 bool isLongLivedThread() { return longLived; }
 
-bool LinuxThread::start(const char* name, void (*entry)(void*), void* argument) {
-  std::unique_ptr<Start> told(new (std::nothrow) Start{entry, argument, {}});
+bool LinuxThread::start(const char* name, void (*entry)(void*), void* argument, eLife life) {
+  std::unique_ptr<Start> told(new (std::nothrow) Start{entry, argument, life == eLivesOn, {}});
   if (!told) return false;
   std::strncpy(told->name, name ? name : "fsys", kNameBytes);
   // A thread inherits the mask, so that no signal can reach it before it has set its own.

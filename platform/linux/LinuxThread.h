@@ -3,8 +3,8 @@
 #include <pthread.h>
 
 // LinuxThread: one thread of the library's own.
-// Story      started once, then joined or detached exactly once. It blocks every signal and counts
-//            as long-lived.
+// Story      started once, then joined or detached exactly once. It blocks every signal. It counts
+//            as long-lived unless it was said to end soon.
 // Threads    one owner. isLongLivedThread: any.
 class LinuxThread {
 public:
@@ -12,9 +12,11 @@ public:
   LinuxThread(const LinuxThread&) = delete;
   LinuxThread& operator=(const LinuxThread&) = delete;
 
+  enum eLife : bool { eLivesOn, eEndsSoon };
+
   // Runs entry(argument) on a new thread under the first 15 characters of `name`. False when no
   // thread could be made; never throws.
-  bool start(const char* name, void (*entry)(void*), void* argument);
+  bool start(const char* name, void (*entry)(void*), void* argument, eLife life = eLivesOn);
   // Waits until the thread has ended.
   void join();
   // From now on the thread ends by itself.

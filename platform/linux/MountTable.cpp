@@ -4,15 +4,21 @@
 #include <libmount.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string_view>
 #include <system_error>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "platform/linux/LinuxDisk.h"
+#include "platform/DriveErrand.h"
+#include "platform/linux/AutomountVisit.h"
 
 namespace {
 
@@ -20,35 +26,22 @@ constexpr char kTableFile[] = "/proc/self/mountinfo";
 
 std::string_view textOf(const char* text) { return text ? text : ""; }
 
-// The block device of a mount. Some file systems show a number of their own and name the device.
-BlockDevice deviceOf(libmnt_fs* mount) {
-  BlockDevice device = describeBlockDevice(mnt_fs_get_devno(mount));
-  if (device.known) return device;
-  std::string source(textOf(mnt_fs_get_source(mount)));
-  struct stat status;
-  bool isDevice = source.rfind("/dev/", 0) == 0 && stat(source.c_str(), &status) == 0 &&
-                  S_ISBLK(status.st_mode);
-  return isDevice ? describeBlockDevice(status.st_rdev) : device;
-}
+// TableReader: reads the system's list once. A disk with many mounts is described once.
+class TableReader {
+public:
+  // False when the system had no descriptor or memory to tell all of it.
+  bool read(std::vector<MountEntry>& mounts);
 
-MountTree::Mount describe(libmnt_fs* entry) {
-  // The device of a server's file system is the server's: it is not asked for.
-  bool network = mnt_fs_is_netfs(entry) != 0;
-  std::string_view kind = textOf(mnt_fs_get_fstype(entry));
-  std::string_view options = textOf(mnt_fs_get_options(entry));
-  BlockDevice device = network ? BlockDevice() : deviceOf(entry);
-  auto type = LinuxDisk::typeOf(kind, options, network, mnt_fs_is_pseudofs(entry) != 0, device);
-  MountTree::Mount mount;
-  mount.id = static_cast<uint64_t>(mnt_fs_get_id(entry));
-  mount.parent = static_cast<uint64_t>(mnt_fs_get_parent_id(entry));
-  mount.folder = textOf(mnt_fs_get_target(entry));
-  mount.drive = new LinuxDisk(type, device.sectorSize);
-  return mount;
-}
+private:
+  MountEntry describe(libmnt_fs* mount);
+  BlockDevice deviceOf(libmnt_fs* mount);
+  const BlockDevice& device(dev_t number);
 
-// Of a system that does not tell, a tree without mounts.
-Qv::Ptr<MountTree> readTable() {
-  std::vector<MountTree::Mount> mounts;
+  std::unordered_map<dev_t, BlockDevice> devices_;
+  bool knowsDevices_ = true;
+};
+
+bool TableReader::read(std::vector<MountEntry>& mounts) {
   std::unique_ptr<libmnt_table, decltype(&mnt_unref_table)> table(mnt_new_table(),
                                                                   &mnt_unref_table);
   std::unique_ptr<libmnt_iter, decltype(&mnt_free_iter)> walk(mnt_new_iter(MNT_ITER_FORWARD),
@@ -58,37 +51,142 @@ Qv::Ptr<MountTree> readTable() {
     while (mnt_table_next_fs(table.get(), walk.get(), &entry) == 0)
       mounts.push_back(describe(entry));
   }
-  return Qv::Ptr<MountTree>(new MountTree(mounts));
+  // There is always one, and each has a number; an older list that the library may fall back to has
+  // none.
+  return knowsDevices_ && !mounts.empty() && mounts.front().id != 0;
+}
+
+MountEntry TableReader::describe(libmnt_fs* entry) {
+  MountEntry mount;
+  mount.id = static_cast<uint64_t>(mnt_fs_get_id(entry));
+  mount.parent = static_cast<uint64_t>(mnt_fs_get_parent_id(entry));
+  mount.folder = textOf(mnt_fs_get_target(entry));
+  mount.root = textOf(mnt_fs_get_root(entry));
+  mount.source = textOf(mnt_fs_get_source(entry));
+  mount.fileSystem = textOf(mnt_fs_get_fstype(entry));
+  mount.options = textOf(mnt_fs_get_vfs_options(entry));
+  // What only the mount library remembers: such as that a disk is behind a network.
+  mount.options.append(",").append(textOf(mnt_fs_get_user_options(entry)));
+  mount.superOptions = textOf(mnt_fs_get_fs_options(entry));
+  mount.network = mnt_fs_is_netfs(entry) != 0;
+  mount.pseudo = mnt_fs_is_pseudofs(entry) != 0;
+  // The device of a server's file system is the server's: it is not asked for.
+  if (!mount.network) mount.device = deviceOf(entry);
+  return mount;
+}
+
+// The block device of a mount. Some file systems show a number of their own and name the device.
+BlockDevice TableReader::deviceOf(libmnt_fs* mount) {
+  const BlockDevice& numbered = device(mnt_fs_get_devno(mount));
+  if (numbered.known) return numbered;
+  std::string source(textOf(mnt_fs_get_source(mount)));
+  struct stat status;
+  bool isDevice = source.rfind("/dev/", 0) == 0 && stat(source.c_str(), &status) == 0 &&
+                  S_ISBLK(status.st_mode);
+  return isDevice ? device(status.st_rdev) : BlockDevice();
+}
+
+const BlockDevice& TableReader::device(dev_t number) {
+  auto [place, isNew] = devices_.try_emplace(number);
+  if (isNew) knowsDevices_ = describeBlockDevice(number, place->second) && knowsDevices_;
+  return place->second;
+}
+
+// False, and `error` set, when the current folder is not known.
+bool toWhole(const std::string& path, std::string& whole, int& error) {
+  error = ENOENT;
+  whole = path;
+  if (path.empty()) return false;
+  if (path.front() == '/') return true;
+  std::error_code failed;
+  whole = (std::filesystem::current_path(failed) / path).string();
+  error = failed.value();
+  return !failed;
+}
+
+// Adds names to a path without "." and "..", and does not leave it upwards.
+void addNames(std::string& path, std::string_view names) {
+  size_t floor = path.size();
+  while (!names.empty()) {
+    std::string_view name = names.substr(0, names.find('/'));
+    names.remove_prefix(std::min(names.size(), name.size() + 1));
+    if (name == "..")
+      path.erase(std::max(floor, std::min(path.size(), path.rfind('/'))));
+    else if (!name.empty() && name != ".")
+      path.append("/").append(name);
+  }
 }
 
 }  // namespace
 
 Qv::Ptr<iDiskDrive> MountTable::find(const std::string& path, int& error) {
-  error = ENOENT;
-  if (path.empty()) return nullptr;
-  std::string whole = path;
-  if (path.front() != '/') {
-    std::error_code failed;
-    whole = (std::filesystem::current_path(failed) / path).string();
-    if (failed) {
-      error = failed.value();
+  std::string whole;
+  if (!toWhole(path, whole, error)) return nullptr;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kDrivePatience_ms);
+  Qv::Ptr<MountTree> tree = latest();
+  MountTree::Found found = tree->find(whole, MountTree::eStayOutside, error);
+  for (unsigned i = 0; i < kMostAutomounts && found.mount && found.mount->isAutomount; ++i) {
+    Qv::Ptr<DriveProbe> probe = found.mount->probe;
+    Qv::Ptr<AutomountVisit> visit(new AutomountVisit(tree, whole));
+    uint32_t result = probe->wait(probe->hand(visit), deadline);
+    if (result != 1) {
+      error = result == eOsNoMemory ? ENOMEM : ETIMEDOUT;
       return nullptr;
     }
+    Qv::Ptr<MountTree> now = latest();
+    if (now == tree) {
+      found = visit->found();
+      error = visit->error();
+      break;
+    }
+    tree = now;
+    found = tree->find(whole, MountTree::eStayOutside, error);
   }
-  return latest()->find(whole, error);
+  return found.mount ? Qv::Ptr<iDiskDrive>(found.mount->drive) : nullptr;
+}
+
+Qv::Ptr<DriveProbe> MountTable::probeOf(const std::string& path) {
+  int error = 0;
+  std::string whole;
+  if (!toWhole(path, whole, error)) return nullptr;
+  Qv::Ptr<MountTree> tree = latest();
+  MountTree::Found found = tree->find(whole, MountTree::eStayOutside, error);
+  return found.mount ? found.mount->probe : nullptr;
+}
+
+bool MountTable::describe(const std::string& path, MountedAt& at, int& error) {
+  std::string whole;
+  if (!toWhole(path, whole, error)) return false;
+  Qv::Ptr<MountTree> tree = latest();
+  MountTree::Found found = tree->find(whole, MountTree::eStayOutside, error);
+  if (!found.mount) return false;
+  at.mount = found.mount->entry;
+  addNames(found.folder, found.missing);
+  // Below "/" the first separator is the folder itself.
+  size_t folder = at.mount.folder == "/" ? 0 : at.mount.folder.size();
+  at.rest = found.folder.substr(std::min(found.folder.size(), folder + 1));
+  return true;
 }
 
 Qv::Ptr<MountTree> MountTable::latest() {
   MutexLock lock(lock_);
-  if (hasChangedLocked() || !tree_) tree_ = readTable();
+  isStale_ = hasChangedLocked() || isStale_;
+  if (isStale_) {
+    std::vector<MountEntry> mounts;
+    isStale_ = !TableReader().read(mounts);
+    if (!isStale_ || !tree_) tree_ = new MountTree(std::move(mounts), tree_.get());
+  }
   return tree_;
 }
 
 bool MountTable::hasChangedLocked() {
-  if (watch_ < 0) {
+  // A change is told once: to whoever asks first of those who share the descriptor. A forked
+  // process leaves it to its parent, and does not close what may be another's by now.
+  pid_t own = getpid();
+  if (std::exchange(process_, own) != own || watch_ < 0) {
     watch_ = open(kTableFile, O_RDONLY | O_CLOEXEC);
     return true;
   }
   pollfd question = {watch_, POLLPRI, 0};
-  return poll(&question, 1, 0) > 0;
+  return poll(&question, 1, 0) != 0;
 }

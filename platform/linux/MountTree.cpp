@@ -5,7 +5,9 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <unordered_set>
+#include <utility>
+
+#include "platform/linux/DriveKind.h"
 
 namespace {
 
@@ -30,26 +32,75 @@ int readLink(const std::string& path, std::string& target) {
 
 }  // namespace
 
-MountTree::MountTree(const std::vector<Mount>& mounts) : count_(mounts.size()) {
-  std::unordered_set<uint64_t> listed;
-  for (const Mount& mount : mounts) listed.insert(mount.id);
-  for (Mount mount : mounts) {
-    if (mount.parent == mount.id || listed.count(mount.parent) == 0) mount.parent = kTop;
-    byFolder_[mount.folder].push_back(mount);
+MountTree::MountTree(std::vector<MountEntry> entries, const MountTree* before) {
+  mounts_.reserve(entries.size());
+  for (MountEntry& entry : entries) {
+    Mount mount;
+    mount.isAutomount = ::isAutomount(entry);
+    mount.entry = std::move(entry);
+    mounts_.push_back(std::move(mount));
+  }
+  index();
+  for (Mount& mount : mounts_) {
+    mount.isAway = isReachedAway(mount);
+    if (mount.isAway || mount.isAutomount)
+      mount.probe = before ? before->probeOf(mount.entry) : nullptr;
+    if ((mount.isAway || mount.isAutomount) && !mount.probe) mount.probe = new DriveProbe;
+    bool isHidden = placeOf(mount.entry.folder) != &mount;
+    mount.drive = new LinuxDisk(mount.entry, isHidden, mount.probe);
   }
 }
 
-Qv::Ptr<iDiskDrive> MountTree::find(const std::string& path, int& error) const {
+void MountTree::index() {
+  for (const Mount& mount : mounts_) byId_[mount.entry.id] = &mount;
+  for (Mount& mount : mounts_) {
+    MountEntry& entry = mount.entry;
+    if (entry.parent == entry.id || byId_.count(entry.parent) == 0) entry.parent = kTop;
+    byFolder_[entry.folder].push_back(&mount);
+  }
+}
+
+// No further up than there are mounts, should the list have changed while it was read. A place
+// where the system mounts something is not itself what falls silent: that lies on it.
+bool MountTree::isReachedAway(const Mount& mount) const {
+  const Mount* way = &mount;
+  for (size_t steps = 0; steps < mounts_.size(); ++steps) {
+    if (!way->isAutomount && !answersByItself(way->entry)) return true;
+    auto above = byId_.find(way->entry.parent);
+    if (above == byId_.end()) return false;
+    way = above->second;
+  }
+  return false;
+}
+
+// Null when the mount was not there, or answered by itself.
+Qv::Ptr<DriveProbe> MountTree::probeOf(const MountEntry& entry) const {
+  auto before = byId_.find(entry.id);
+  if (before == byId_.end()) return nullptr;
+  const MountEntry& was = before->second->entry;
+  bool isSame = was.folder == entry.folder && was.source == entry.source;
+  return isSame ? before->second->probe : nullptr;
+}
+
+MountTree::Found MountTree::find(const std::string& path, eAutomounts automounts,
+                                 int& error) const {
   Walk walk;
   walk.rest = path;
   walk.place = placeOf("/");
+  walk.automounts = automounts;
+  Found found;
+  error = ENOENT;
   for (std::string name = takeName(walk.rest); !name.empty(); name = takeName(walk.rest)) {
     eStep outcome = step(walk, name, error);
-    if (outcome == eFails) return nullptr;
-    if (outcome == eIsMissing) break;
+    if (outcome == eFails) return found;
+    if (outcome == eIsMissing) {
+      found.missing = name + walk.rest;
+      break;
+    }
   }
-  error = ENOENT;
-  return walk.place.drive;
+  found.mount = walk.place;
+  found.folder = std::move(walk.done);
+  return found;
 }
 
 MountTree::eStep MountTree::step(Walk& walk, const std::string& name, int& error) const {
@@ -60,9 +111,9 @@ MountTree::eStep MountTree::step(Walk& walk, const std::string& name, int& error
     return eGoesOn;
   }
   std::string next = walk.done + "/" + name;
-  Place there = walk.place;
-  enter(there, next);
-  if (!there.isAway) {
+  const Mount* there = enter(walk.place, next);
+  bool isAsked = !there || (!there->isAway && (walk.automounts == eGoIn || !there->isAutomount));
+  if (isAsked) {
     std::string target;
     error = readLink(next, target);
     if (error == ENOENT || error == ENOTDIR) return eIsMissing;
@@ -87,28 +138,25 @@ bool MountTree::followLink(Walk& walk, const std::string& target) const {
   return true;
 }
 
-// Goes into what is mounted on a folder, also where several mounts lie on each other: no more than
-// there are, should the list have changed while it was read.
-void MountTree::enter(Place& place, const std::string& folder) const {
+// What is mounted on a folder of the place, also where several mounts lie on each other: no more
+// than there are, should the list have changed while it was read. Otherwise the place.
+const MountTree::Mount* MountTree::enter(const Mount* place, const std::string& folder) const {
   auto here = byFolder_.find(folder);
-  if (here == byFolder_.end()) return;
-  for (size_t steps = 0; steps < count_; ++steps) {
+  if (here == byFolder_.end()) return place;
+  for (size_t steps = 0; steps < mounts_.size(); ++steps) {
     const Mount* entered = nullptr;
-    for (const Mount& mount : here->second)
-      if (mount.parent == place.mount) entered = &mount;
-    if (!entered) return;
-    place.mount = entered->id;
-    place.drive = entered->drive;
-    place.isAway = place.isAway || place.drive->getType() == iDiskDrive::eNetwork;
+    for (const Mount* mount : here->second)
+      if (mount->entry.parent == (place ? place->entry.id : kTop)) entered = mount;
+    if (!entered) break;
+    place = entered;
   }
+  return place;
 }
 
 // Of a folder without links.
-MountTree::Place MountTree::placeOf(const std::string& folder) const {
-  Place place;
-  enter(place, "/");
+const MountTree::Mount* MountTree::placeOf(const std::string& folder) const {
+  const Mount* place = enter(nullptr, "/");
   for (size_t end = folder.find('/', 1); end != std::string::npos; end = folder.find('/', end + 1))
-    enter(place, folder.substr(0, end));
-  enter(place, folder);
-  return place;
+    place = enter(place, folder.substr(0, end));
+  return enter(place, folder);
 }

@@ -6,54 +6,70 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/OsFiles.h"
+#include "platform/linux/DriveProbe.h"
+#include "platform/linux/LinuxDisk.h"
+#include "platform/linux/MountEntry.h"
 
 // MountTree: where drives are mounted, as it was at one moment, and the way of a path through them.
 // Story      Made of the mounts that the system lists. A path is followed name by name: the tree
 //            says on which drive the next name is before the system is asked whether it is a link,
-//            and a name on a network drive, or beyond one, is not asked about. So a share that does
-//            not answer is never touched; links that lie on it are not followed.
+//            and a name on a drive that may fall silent, or beyond one, is not asked about. So a
+//            share that does not answer is never touched; links that lie on it are not followed.
 // Threads    any; it never changes.
+// Ownership  what points to a mount of it is good as long as the tree.
 class MountTree : public virtual Qv::InternalRefCount {
 public:
   static constexpr unsigned kMostLinks = 40;  // on one path: as many as the system follows
 
   struct Mount {
-    uint64_t id = 0;
-    uint64_t parent = 0;  // the mount in which the folder lies
-    std::string folder;   // absolute, without links
-    Qv::Ptr<iDiskDrive> drive;
+    MountEntry entry;
+    bool isAway = false;        // it may fall silent, or what lies on the way to it
+    bool isAutomount = false;   // a look into it may make the system mount something
+    Qv::Ptr<DriveProbe> probe;  // null: it answers by itself
+    Qv::Ptr<LinuxDisk> drive;
+  };
+  // Whether the system may be made to mount what it mounts when somebody goes there; that is waited
+  // for, without limit. Who stays outside takes names in such a place as they are.
+  enum eAutomounts { eGoIn, eStayOutside };
+  // Where a path lies.
+  struct Found {
+    const Mount* mount = nullptr;  // null: it is not known
+    std::string folder;            // what exists of it: absolute, without links; empty: the root
+    std::string missing;           // the rest of the path
   };
 
-  explicit MountTree(const std::vector<Mount>& mounts);
+  // A mount that was in the tree before keeps its probe.
+  MountTree(std::vector<MountEntry> entries, const MountTree* before);
 
-  // The drive of an absolute path, or of the nearest folder above it that exists. Null, and `error`
-  // the system's error number, when it is not known.
-  Qv::Ptr<iDiskDrive> find(const std::string& path, int& error) const;
+  // Where an absolute path, or the nearest folder above it that exists, lies. When it is not known,
+  // `error` is the system's error number.
+  Found find(const std::string& path, eAutomounts automounts, int& error) const;
+  // In the system's order.
+  const std::vector<Mount>& mounts() const { return mounts_; }
 
 private:
   // The parent of mounts whose own is not listed: what lies above all of them.
   static constexpr uint64_t kTop = ~uint64_t{0};
 
-  struct Place {
-    uint64_t mount = kTop;
-    Qv::Ptr<iDiskDrive> drive;
-    bool isAway = false;  // a network drive lies on the way
-  };
   // How far a path has been followed.
   struct Walk {
     std::string done;  // absolute, without links; empty: the root
     std::string rest;
-    Place place;  // of what is done
+    const Mount* place = nullptr;  // of what is done; null: above all mounts
+    eAutomounts automounts = eStayOutside;
     unsigned links = 0;
   };
   enum eStep { eGoesOn, eIsMissing, eFails };
 
+  void index();
+  bool isReachedAway(const Mount& mount) const;
+  Qv::Ptr<DriveProbe> probeOf(const MountEntry& entry) const;
   eStep step(Walk& walk, const std::string& name, int& error) const;
   bool followLink(Walk& walk, const std::string& target) const;
-  void enter(Place& place, const std::string& folder) const;
-  Place placeOf(const std::string& folder) const;
+  const Mount* enter(const Mount* place, const std::string& folder) const;
+  const Mount* placeOf(const std::string& folder) const;
 
-  std::unordered_map<std::string, std::vector<Mount>> byFolder_;
-  size_t count_ = 0;
+  std::vector<Mount> mounts_;
+  std::unordered_map<uint64_t, const Mount*> byId_;
+  std::unordered_map<std::string, std::vector<const Mount*>> byFolder_;
 };

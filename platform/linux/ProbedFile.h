@@ -25,6 +25,7 @@ public:
     return refuse(done);
   }
   uint32_t settle() override { return 1; }
+  uint32_t flush() override { return 1; }
   uint32_t read(void*, uint32_t, uint32_t* done) override { return refuse(done); }
   uint32_t write(const void*, uint32_t, uint32_t* done) override { return refuse(done); }
   void seek(uint64_t) override {}

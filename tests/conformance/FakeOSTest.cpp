@@ -21,6 +21,27 @@ protected:
   static Qv::Ptr<iFile> open(const wchar_t* name, bool write = true) {
     return OS()->getFileManager()->openMedia(name, 3, write, 4, 3);
   }
+  // The next call of each kind that tells of drives and names, or changes names.
+  void expectNamesFail() {
+    FakeFileManager& files = os_->files();
+    uint64_t bytes = 0;
+    LightweightString<wchar_t> behind;
+    Vector<iFileManager::ListedFile> listed;
+    EXPECT_TRUE(files.getDisks().empty());
+    EXPECT_FALSE(files.onDrive(L"/a", {}, 1));
+    EXPECT_FALSE(files.getDisk(L"/a")->getSpace(bytes, bytes));
+    EXPECT_FALSE(files.exists(L"/"));
+    EXPECT_FALSE(files.getFileSize(L"/a", bytes));
+    EXPECT_FALSE(files.folderExists(L"/"));
+    EXPECT_FALSE(files.isWritable(L"/"));
+    EXPECT_FALSE(files.listFiles(L"/*", listed));
+    EXPECT_FALSE(files.renameFile(L"/a", L"/b"));
+    EXPECT_FALSE(files.syncFolder(L"/"));
+    EXPECT_FALSE(files.followLinks(L"/", behind));
+    EXPECT_FALSE(files.copyMode(L"/a", L"/b"));
+    EXPECT_TRUE(files.getUNCName(L"/a").empty());
+    EXPECT_TRUE(files.getShares(L"here").empty());
+  }
 
   FakeOSScope os_;
 };
@@ -270,6 +291,7 @@ TEST_F(FakeOSTest, EveryServiceCanBeMadeToFail) {
   EXPECT_FALSE(os_->files().deleteFile(L"/a"));
   EXPECT_FALSE(os_->files().createFolder(L"/f"));
   EXPECT_FALSE(os_->files().hasFile(L"/a"));
+  expectNamesFail();
   EXPECT_FALSE(event());
   EXPECT_EQ(co_create([](void*) { return 0u; }, "x", 0, nullptr, 1, 0), 0u);
   EXPECT_FALSE(OS()->getThreads()->createTaskQueue("x", 1));
@@ -285,6 +307,7 @@ TEST_F(FakeOSTest, EveryServiceCanBeMadeToFail) {
   EXPECT_EQ(file->readAt(0, &byte, 1, nullptr), eOsIoError);
   EXPECT_EQ(file->writeAt(0, &byte, 1, nullptr), eOsIoError);
   EXPECT_EQ(file->settle(), eOsIoError);
+  EXPECT_EQ(file->flush(), eOsIoError);
   EXPECT_EQ(file->attach(finished.handler()), eOsIoError);
   EXPECT_EQ(file->attach(finished.handler()), 1u);
   Transfer transfer(1);

@@ -12,13 +12,70 @@ template <int... errors>
 constexpr uint32_t kErrors[] = {eOsErrorBase + static_cast<uint32_t>(errors)...};
 
 const char* const kNames[] = {
-    "openMedia",   "openFile",     "openServed",      "getDisk",       "exists",
-    "getFileSize", "deleteFile",   "createFolder",    "getSize",       "getInfo",
-    "read",        "write",        "settle",          "attach",        "startRead",
-    "startWrite",  "finishRead",   "finishWrite",     "createContext", "createPort",
-    "createEvent", "createThread", "createTaskQueue", "postTask",      "allocateRegion",
-    "allocate"};
+    "openMedia",       "openFile",      "openServed",     "getDisk",     "getDisks",
+    "onDrive",         "getSpace",      "exists",         "getFileSize", "deleteFile",
+    "createFolder",    "folderExists",  "isWritable",     "listFiles",   "renameFile",
+    "syncFolder",      "followLinks",   "copyMode",       "getUNCName",  "getShares",
+    "getSize",         "getInfo",       "read",           "write",       "settle",
+    "flush",           "attach",        "startRead",      "startWrite",  "finishRead",
+    "finishWrite",     "createContext", "createPort",     "createEvent", "createThread",
+    "createTaskQueue", "postTask",      "allocateRegion", "allocate"};
 static_assert(std::size(kNames) == kFaultCalls);
+
+// Of drives and names; none for the other calls.
+std::span<const uint32_t> errorsOfNames(FaultCall call) {
+  constexpr const auto& opening =
+      kErrors<EACCES, ENOENT, EMFILE, ENFILE, ENOMEM, EROFS, EIO, ELOOP, ENOSPC, EINTR, EPERM,
+              ENOTDIR, EISDIR, ENAMETOOLONG, EDQUOT, ETXTBSY, ENXIO, ESTALE, EOVERFLOW>;
+  constexpr const auto& looking = kErrors<ENOENT, EACCES, EIO, ELOOP, ENOMEM, ENOTDIR, ESTALE>;
+  constexpr const auto& judging = kErrors<EACCES, EROFS, ENOENT, EIO, ELOOP, ENOMEM, ENOTDIR>;
+  constexpr const auto& changing = kErrors<EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOSPC, ENOMEM,
+                                           EDQUOT, ELOOP, ENOTDIR, EMLINK, EISDIR>;
+  constexpr const auto& asking =
+      kErrors<ETIMEDOUT, EIO, ENOENT, EACCES, ESTALE, ENOMEM, EINTR, ENOSYS, EOVERFLOW>;
+  constexpr const auto& sending = kErrors<ETIMEDOUT, EAGAIN, ENOMEM>;
+  constexpr const auto& reckoning = kErrors<ENOMEM, EMFILE, ENFILE, EACCES, EIO>;
+  constexpr const auto& listing =
+      kErrors<ENOENT, EACCES, EIO, EMFILE, ENFILE, ENOMEM, ELOOP, ENOTDIR, ESTALE>;
+  constexpr const auto& renaming = kErrors<EXDEV, EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOSPC,
+                                           ENOMEM, EDQUOT, ELOOP, ENOTDIR, EISDIR, ESTALE>;
+  constexpr const auto& syncing =
+      kErrors<EIO, ENOSPC, EDQUOT, EACCES, ENOENT, EMFILE, ENFILE, ENOMEM, EROFS>;
+  switch (call) {
+    case FaultCall::eOpenMedia:
+    case FaultCall::eOpenFile:
+    case FaultCall::eOpenServed:
+      return opening;
+    case FaultCall::eGetDisk:
+    case FaultCall::eExists:
+    case FaultCall::eGetFileSize:
+    case FaultCall::eFolderExists:
+    case FaultCall::eFollowLinks:
+      return looking;
+    case FaultCall::eIsWritable:
+      return judging;
+    case FaultCall::eGetSpace:
+      return asking;
+    case FaultCall::eOnDrive:
+      return sending;
+    case FaultCall::eGetDisks:
+    case FaultCall::eGetUNCName:
+    case FaultCall::eGetShares:
+      return reckoning;
+    case FaultCall::eListFiles:
+      return listing;
+    case FaultCall::eRenameFile:
+      return renaming;
+    case FaultCall::eSyncFolder:
+      return syncing;
+    case FaultCall::eDeleteFile:
+    case FaultCall::eCreateFolder:
+    case FaultCall::eCopyMode:
+      return changing;
+    default:
+      return {};
+  }
+}
 
 }  // namespace
 
@@ -36,12 +93,8 @@ bool isTransfer(FaultCall call) {
 }
 
 std::span<const uint32_t> faultErrors(FaultCall call) {
-  constexpr const auto& opening =
-      kErrors<EACCES, ENOENT, EMFILE, ENFILE, ENOMEM, EROFS, EIO, ELOOP, ENOSPC, EINTR, EPERM,
-              ENOTDIR, EISDIR, ENAMETOOLONG, EDQUOT, ETXTBSY, ENXIO, ESTALE, EOVERFLOW>;
-  constexpr const auto& looking = kErrors<ENOENT, EACCES, EIO, ELOOP, ENOMEM, ENOTDIR, ESTALE>;
-  constexpr const auto& changing = kErrors<EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOSPC, ENOMEM,
-                                           EDQUOT, ELOOP, ENOTDIR, EMLINK, EISDIR>;
+  std::span<const uint32_t> ofNames = errorsOfNames(call);
+  if (!ofNames.empty()) return ofNames;
   constexpr const auto& describing = kErrors<EIO, ENOMEM, EOVERFLOW, ESTALE, EBADF>;
   constexpr const auto& reading =
       kErrors<EIO, ENOMEM, ESTALE, EINTR, EAGAIN, EINVAL, EBADF, ENODEV, ETIMEDOUT>;
@@ -54,17 +107,6 @@ std::span<const uint32_t> faultErrors(FaultCall call) {
   constexpr const auto& porting = kErrors<ENOMEM, EPERM, ENOSYS, EAGAIN, EMFILE>;
   constexpr const auto& memory = kErrors<ENOMEM>;
   switch (call) {
-    case FaultCall::eOpenMedia:
-    case FaultCall::eOpenFile:
-    case FaultCall::eOpenServed:
-      return opening;
-    case FaultCall::eGetDisk:
-    case FaultCall::eExists:
-    case FaultCall::eGetFileSize:
-      return looking;
-    case FaultCall::eDeleteFile:
-    case FaultCall::eCreateFolder:
-      return changing;
     case FaultCall::eGetSize:
     case FaultCall::eGetInfo:
       return describing;
@@ -75,6 +117,7 @@ std::span<const uint32_t> faultErrors(FaultCall call) {
     case FaultCall::eFinishWrite:
       return writing;
     case FaultCall::eSettle:
+    case FaultCall::eFlush:
       return settling;
     case FaultCall::eStartRead:
     case FaultCall::eStartWrite:

@@ -11,15 +11,28 @@ enum class FaultCall : size_t {
   eOpenFile,
   eOpenServed,
   eGetDisk,
+  eGetDisks,
+  eOnDrive,   // the errand does not run
+  eGetSpace,  // of a drive
   eExists,
   eGetFileSize,  // by name
   eDeleteFile,
   eCreateFolder,
+  eFolderExists,
+  eIsWritable,
+  eListFiles,
+  eRenameFile,
+  eSyncFolder,
+  eFollowLinks,
+  eCopyMode,
+  eGetUNCName,
+  eGetShares,
   eGetSize,  // of an open file
   eGetInfo,
   eRead,   // synchronous, at an offset or at the position
   eWrite,  // behind, too
   eSettle,
+  eFlush,
   eAttach,
   eStartRead,  // refused at the start: nothing will be reported
   eStartWrite,

@@ -72,6 +72,11 @@ uint32_t FaultFile::settle() {
   return error == 0 ? result : failFault(error);
 }
 
+uint32_t FaultFile::flush() {
+  uint32_t error = next(FaultCall::eFlush).error;
+  return error == 0 ? inner_->flush() : failFault(error);
+}
+
 uint32_t FaultFile::read(void* buffer, uint32_t bytes, uint32_t* done) {
   return readWith(buffer, bytes, done, [&](uint32_t most, uint32_t* moved) {
     return inner_->read(buffer, most, moved);

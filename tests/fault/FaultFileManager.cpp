@@ -1,5 +1,6 @@
 #include "tests/fault/FaultFileManager.h"
 
+#include "tests/fault/FaultDiskDrive.h"
 #include "tests/fault/FaultFile.h"
 
 bool FaultFileManager::isRefused(FaultCall call) {
@@ -11,6 +12,11 @@ bool FaultFileManager::isRefused(FaultCall call) {
 Qv::Ptr<iFile> FaultFileManager::wrapped(const Qv::Ptr<iFile>& file) {
   FaultPause own;
   return file ? Qv::Ptr<iFile>(new FaultFile(state_, file)) : file;
+}
+
+Qv::Ptr<iDiskDrive> FaultFileManager::wrapped(const Qv::Ptr<iDiskDrive>& drive) {
+  FaultPause own;
+  return drive ? Qv::Ptr<iDiskDrive>(new FaultDiskDrive(state_, drive)) : drive;
 }
 
 Qv::Ptr<iFile> FaultFileManager::openMedia(const Path& path, unsigned flags, bool write,
@@ -32,7 +38,7 @@ Qv::Ptr<iFile> FaultFileManager::openServed(const Path& path, unsigned flags, bo
 
 Qv::Ptr<iDiskDrive> FaultFileManager::getDisk(const Path& path) {
   if (isRefused(FaultCall::eGetDisk)) return {};
-  return below()->getDisk(path);
+  return wrapped(below()->getDisk(path));
 }
 
 bool FaultFileManager::getFileSize(const Path& path, uint64_t& bytes) {
@@ -46,4 +52,43 @@ bool FaultFileManager::deleteFile(const Path& path) {
 
 bool FaultFileManager::createFolder(const Path& path) {
   return !isRefused(FaultCall::eCreateFolder) && below()->createFolder(path);
+}
+
+Vector<Qv::Ptr<iDiskDrive>> FaultFileManager::getDisks() {
+  if (isRefused(FaultCall::eGetDisks)) return {};
+  Vector<Qv::Ptr<iDiskDrive>> drives = below()->getDisks();
+  for (Qv::Ptr<iDiskDrive>& drive : drives) drive = wrapped(drive);
+  return drives;
+}
+
+bool FaultFileManager::onDrive(const Path& path, const Qv::Ptr<iTask>& errand,
+                               unsigned patience_ms) {
+  return !isRefused(FaultCall::eOnDrive) && below()->onDrive(path, errand, patience_ms);
+}
+
+bool FaultFileManager::listFiles(const Path& pattern, Vector<ListedFile>& files) {
+  files.clear();
+  return !isRefused(FaultCall::eListFiles) && below()->listFiles(pattern, files);
+}
+
+bool FaultFileManager::renameFile(const Path& from, const Path& to) {
+  return !isRefused(FaultCall::eRenameFile) && below()->renameFile(from, to);
+}
+
+bool FaultFileManager::followLinks(const Path& path, Path& target) {
+  target = Path();
+  return !isRefused(FaultCall::eFollowLinks) && below()->followLinks(path, target);
+}
+
+bool FaultFileManager::copyMode(const Path& from, const Path& to) {
+  return !isRefused(FaultCall::eCopyMode) && below()->copyMode(from, to);
+}
+
+LightweightString<wchar_t> FaultFileManager::getUNCName(const Path& path) {
+  return isRefused(FaultCall::eGetUNCName) ? Path() : below()->getUNCName(path);
+}
+
+Vector<iFileManager::Share> FaultFileManager::getShares(const Path& workstation) {
+  if (isRefused(FaultCall::eGetShares)) return {};
+  return below()->getShares(workstation);
 }

@@ -26,11 +26,30 @@ public:
   bool deleteFile(const Path& path) override;
   bool createFolder(const Path& path) override;
   wchar_t getSeparator() const override { return below()->getSeparator(); }
+  Vector<Qv::Ptr<iDiskDrive>> getDisks() override;
+  bool onDrive(const Path& path, const Qv::Ptr<iTask>& errand, unsigned patience_ms) override;
+  bool mayDriveFallSilent() override { return below()->mayDriveFallSilent(); }
+  bool folderExists(const Path& path) override {
+    return !isRefused(FaultCall::eFolderExists) && below()->folderExists(path);
+  }
+  bool isWritable(const Path& path) override {
+    return !isRefused(FaultCall::eIsWritable) && below()->isWritable(path);
+  }
+  bool listFiles(const Path& pattern, Vector<ListedFile>& files) override;
+  bool renameFile(const Path& from, const Path& to) override;
+  bool syncFolder(const Path& path) override {
+    return !isRefused(FaultCall::eSyncFolder) && below()->syncFolder(path);
+  }
+  bool followLinks(const Path& path, Path& target) override;
+  bool copyMode(const Path& from, const Path& to) override;
+  Path getUNCName(const Path& path) override;
+  Vector<Share> getShares(const Path& workstation) override;
 
 private:
   iFileManager* below() const { return inner_.getFileManager(); }
   bool isRefused(FaultCall call);
   Qv::Ptr<iFile> wrapped(const Qv::Ptr<iFile>& file);
+  Qv::Ptr<iDiskDrive> wrapped(const Qv::Ptr<iDiskDrive>& drive);
 
   Qv::Ptr<FaultState> state_;
   iOS& inner_;

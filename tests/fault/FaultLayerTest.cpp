@@ -15,9 +15,10 @@ namespace {
 using Text = LightweightString<wchar_t>;
 constexpr uint32_t kBytes = 4096;
 
-class NoTask final : public iTask {
+class CountedTask final : public iTask {
 public:
-  void run() override {}
+  void run() override { ++runs; }
+  int runs = 0;
 };
 
 unsigned returnAtOnce(void*) { return 0; }
@@ -46,8 +47,6 @@ protected:
         return static_cast<bool>(files->openFile(Text(L"/m/a"), 1, 0, 0, 0));
       case FaultCall::eOpenServed:
         return static_cast<bool>(files->openServed(Text(L"mem:a"), 2, true));
-      case FaultCall::eGetDisk:
-        return static_cast<bool>(files->getDisk(Text(L"/m/a")));
       case FaultCall::eExists:
         return files->exists(Text(L"/m/a"));
       case FaultCall::eGetFileSize:
@@ -70,6 +69,80 @@ protected:
         return static_cast<bool>(threads->createTaskQueue("queue", 1));
       case FaultCall::eAllocateRegion:
         return takeRegion();
+      default:
+        return callOfADrive(kind);
+    }
+  }
+
+  bool callOfADrive(FaultCall kind) {
+    iFileManager* files = OS()->getFileManager();
+    Text unc;
+    Vector<iFileManager::Share> shares;
+    switch (kind) {
+      case FaultCall::eGetDisk:
+        return static_cast<bool>(files->getDisk(Text(L"/m/a")));
+      case FaultCall::eGetDisks:
+        os_->files().setDrive(Text(L"/m/"), {.listed = true});
+        return files->getDisks().size() == 1;
+      case FaultCall::eGetSpace:
+        return tellsSpace();
+      case FaultCall::eOnDrive: {
+        Qv::Ptr<CountedTask> errand(new CountedTask);
+        bool went = files->onDrive(Text(L"/m/a"), errand, 500);
+        EXPECT_EQ(errand->runs, went ? 1 : 0);
+        return went;
+      }
+      case FaultCall::eGetUNCName:
+        os_->files().setDrive(Text(L"/m/"), {.uncName = L"\\\\server\\share"});
+        unc = files->getUNCName(Text(L"/m/a"));
+        EXPECT_EQ(unc.isNull(), unc != L"\\\\server\\share\\a");
+        return !unc.isNull();
+      case FaultCall::eGetShares:
+        shares.add({Text(L"\\\\here\\m"), Text(L"/m/")});
+        os_->files().setShares(shares);
+        return files->getShares(Text(L"here")).size() == 1;
+      default:
+        return callOfAName(kind);
+    }
+  }
+  bool tellsSpace() {
+    uint64_t free = 1;
+    uint64_t total = 1;
+    Qv::Ptr<iDiskDrive> drive = OS()->getFileManager()->getDisk(Text(L"/m/a"));
+    EXPECT_TRUE(drive->isAvailable());
+    bool told = drive->getSpace(free, total);
+    EXPECT_EQ(free, told ? FakeDrive().freeBytes : 0);
+    EXPECT_EQ(total, told ? FakeDrive().totalBytes : 0);
+    return told;
+  }
+
+  bool callOfAName(FaultCall kind) {
+    iFileManager* files = OS()->getFileManager();
+    Text behind(L"before");
+    Vector<iFileManager::ListedFile> listed;
+    listed.add({});
+    switch (kind) {
+      case FaultCall::eFolderExists:
+        return files->folderExists(Text(L"/m"));
+      case FaultCall::eIsWritable:
+        return files->isWritable(Text(L"/m/a"));
+      case FaultCall::eListFiles:
+        if (files->listFiles(Text(L"/m/a*"), listed)) return listed.size() == 1;
+        EXPECT_TRUE(listed.empty());
+        return false;
+      case FaultCall::eRenameFile:
+        os_->files().addFile(Text(L"/m/from"));
+        return files->renameFile(Text(L"/m/from"), Text(L"/m/to")) &&
+               !os_->files().hasFile(Text(L"/m/from"));
+      case FaultCall::eSyncFolder:
+        return files->syncFolder(Text(L"/m"));
+      case FaultCall::eFollowLinks:
+        os_->files().addLink(Text(L"/link"), Text(L"/m/a"));
+        if (files->followLinks(Text(L"/link"), behind)) return behind == L"/m/a";
+        EXPECT_TRUE(behind.empty());
+        return false;
+      case FaultCall::eCopyMode:
+        return files->copyMode(Text(L"/m/a"), Text(L"/m/a"));
       default:
         return callOfAFile(kind);
     }
@@ -109,6 +182,8 @@ protected:
       case FaultCall::eSettle:
         return file->writeBehind(0, patternBytes(kBytes).data(), kBytes, &done) == 1 &&
                file->settle() == 1;
+      case FaultCall::eFlush:
+        return file->flush() == 1;
       case FaultCall::eWrite:
         return file->writeAt(0, patternBytes(kBytes).data(), kBytes, &done) == 1 && done == kBytes;
       default:
@@ -118,7 +193,7 @@ protected:
   bool post() {
     Qv::Ptr<iTaskQueue> queue = OS()->getThreads()->createTaskQueue("queue", 1);
     FaultWatch calling;
-    return queue->post(Qv::Ptr<iTask>(new NoTask));
+    return queue->post(Qv::Ptr<iTask>(new CountedTask));
   }
   bool transfer(FaultCall kind, const Qv::Ptr<iFile>& file) {
     FaultPause preparing;

@@ -47,9 +47,11 @@ listed libbenchmark-dev bench bench/table '#include <benchmark/'
 listed python3 test tests/tool python3
 listed gdb test tests/house 'gdb -'
 listed binutils test tests/house 'nm '
-listed e2fsprogs test tests/integration mkfs.ext4
-listed util-linux test tests/integration losetup
+listed e2fsprogs test tests/support mkfs.ext4
+listed util-linux test tests/support losetup
 listed mount test tests 'mount '
+listed samba test tests/integration smbd
+listed smbclient test tests/integration smbclient
 listed strace test bench '"strace"'
 listed fio test tests/tool 'fio --'
 listed strace bench bench '"strace"'

@@ -28,15 +28,27 @@ T bodyOf(const char* message) {
   return body;
 }
 
-// Where a transfer begins; a flush begins at 0.
+// Where a transfer begins; what is none begins at 0.
 uint64_t beginOf(const char* message, uint32_t opcode) {
   if (opcode == FUSE_READ) return bodyOf<fuse_read_in>(message).offset;
   return opcode == FUSE_WRITE ? bodyOf<fuse_write_in>(message).offset : 0;
 }
 
 bool isFor(const Order& order, uint32_t opcode) {
-  if (order.what == HeldFileSystem::eRead) return opcode == FUSE_READ;
-  return opcode == (order.what == HeldFileSystem::eWrite ? FUSE_WRITE : FUSE_FLUSH);
+  switch (order.what) {
+    case HeldFileSystem::eRead:
+      return opcode == FUSE_READ;
+    case HeldFileSystem::eWrite:
+      return opcode == FUSE_WRITE;
+    case HeldFileSystem::eFlush:
+      return opcode == FUSE_FLUSH;
+    case HeldFileSystem::eSync:
+      return opcode == FUSE_FSYNC;
+    case HeldFileSystem::eAskSpace:
+      return opcode == FUSE_STATFS;
+    default:
+      return true;
+  }
 }
 
 }  // namespace
@@ -80,10 +92,9 @@ void HeldFileServer::serve() {
 bool HeldFileServer::takeLine() {
   Message said;
   if (recv(line_, &said, sizeof(said), MSG_WAITALL) != sizeof(said)) return false;
-  if (said.letsGo)
-    letGo();
-  else
-    orders_.push_back(said.order);
+  if (said.kind == Message::eLetGo) letGo();
+  if (said.kind == Message::eOrder) orders_.push_back(said.order);
+  if (said.kind == Message::eSpace) space_ = said.space;
   return true;
 }
 
@@ -161,10 +172,8 @@ void HeldFileServer::answer(const char* message) {
       const char* from = message + sizeof(header) + sizeof(write);
       return answerWrite(header.unique, *file, write.offset, from, write.size);
     }
-    case FUSE_STATFS: {
-      fuse_statfs_out out = {};
-      return reply(header.unique, 0, &out, sizeof(out));
-    }
+    case FUSE_STATFS:
+      return answerSpace(header.unique);
     case FUSE_FLUSH:
     case FUSE_RELEASE:
       return reply(header.unique, 0, nullptr, 0);
@@ -208,6 +217,14 @@ void HeldFileServer::answerAttributes(uint64_t id, uint64_t node) {
 void HeldFileServer::answerOpen(uint64_t id) {
   fuse_open_out out = {};
   out.open_flags = FOPEN_DIRECT_IO;
+  reply(id, 0, &out, sizeof(out));
+}
+
+void HeldFileServer::answerSpace(uint64_t id) {
+  fuse_statfs_out out = {};
+  out.st.blocks = space_.blocks;
+  out.st.bfree = out.st.bavail = space_.available;
+  out.st.bsize = out.st.frsize = space_.blockBytes;
   reply(id, 0, &out, sizeof(out));
 }
 

@@ -14,10 +14,12 @@ struct fuse_attr;
 // Threads    one.
 class HeldFileServer {
 public:
-  // What the test says: an order, or to let everything go.
+  // What the test says: an order, how much space there is, or to let everything go.
   struct Message {
-    bool letsGo;
-    HeldFileSystem::Order order;
+    enum eKind : uint32_t { eOrder, eSpace, eLetGo };
+    eKind kind = eLetGo;
+    HeldFileSystem::Order order = {};
+    HeldFileSystem::Space space = {};
   };
 
   HeldFileServer(int device, int line, HeldFileSystem::eHolds holds);
@@ -44,6 +46,7 @@ private:
   void answerOpen(uint64_t id);
   void answerRead(uint64_t id, File& file, uint64_t offset, uint32_t bytes);
   void answerWrite(uint64_t id, File& file, uint64_t offset, const char* from, uint32_t bytes);
+  void answerSpace(uint64_t id);
   bool isToBeHeld(uint32_t opcode) const;
   // Null when no order is for the request.
   HeldFileSystem::Order* orderFor(const char* message);
@@ -52,6 +55,7 @@ private:
   const int device_;
   const int line_;
   HeldFileSystem::eHolds holds_;
+  HeldFileSystem::Space space_;
   std::array<File, 2> files_;
   std::vector<HeldFileSystem::Order> orders_;
   std::vector<char> message_;

@@ -13,14 +13,24 @@
 
 #include "tests/support/HeldFileServer.h"
 
-HeldFileSystem::HeldFileSystem(const std::string& folder, eHolds holds, const char* kind)
+namespace {
+
+void say(int line, const HeldFileServer::Message& message) {
+  // The server is gone when the file system is: that is nothing to end the test for.
+  [[maybe_unused]] ssize_t told = send(line, &message, sizeof(message), MSG_NOSIGNAL);
+}
+
+}  // namespace
+
+HeldFileSystem::HeldFileSystem(const std::string& folder, eHolds holds, const char* kind,
+                               const char* source)
     : folder_(folder) {
   int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
   if (device < 0) return;
   std::string options = "fd=" + std::to_string(device) + ",rootmode=40755,user_id=0,group_id=0";
   std::array<int, 2> ends = {-1, -1};
   if (mkdir(folder.c_str(), 0700) == 0 &&
-      mount("held", folder.c_str(), kind, MS_NOSUID | MS_NODEV, options.c_str()) == 0 &&
+      mount(source, folder.c_str(), kind, MS_NOSUID | MS_NODEV, options.c_str()) == 0 &&
       socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == 0)
     server_ = fork();
   if (server_ == 0 && ends[0] >= 0) {
@@ -45,8 +55,23 @@ HeldFileSystem::~HeldFileSystem() {
 }
 
 void HeldFileSystem::order(const Order& order) {
-  HeldFileServer::Message message = {false, order};
-  [[maybe_unused]] ssize_t told = write(line_, &message, sizeof(message));
+  HeldFileServer::Message message;
+  message.kind = HeldFileServer::Message::eOrder;
+  message.order = order;
+  say(line_, message);
+}
+
+void HeldFileSystem::setSpace(const Space& space) {
+  HeldFileServer::Message message;
+  message.kind = HeldFileServer::Message::eSpace;
+  message.space = space;
+  say(line_, message);
+}
+
+void HeldFileSystem::letGo() {
+  HeldFileServer::Message message;
+  message.kind = HeldFileServer::Message::eLetGo;
+  say(line_, message);
 }
 
 void HeldFileSystem::waitUntilHeld(size_t requests) {
@@ -56,9 +81,4 @@ void HeldFileSystem::waitUntilHeld(size_t requests) {
     if (told <= 0) return;
     held_ += static_cast<size_t>(told);
   }
-}
-
-void HeldFileSystem::letGo() {
-  HeldFileServer::Message message = {true, {}};
-  [[maybe_unused]] ssize_t told = write(line_, &message, sizeof(message));
 }

@@ -20,11 +20,12 @@ public:
 
   // What waits until it is let go, unless an order says otherwise.
   enum eHolds { eNothing, eReads, eEverything };
-  enum eWhat : uint32_t { eRead, eWrite, eFlush };
+  enum eWhat : uint32_t { eRead, eWrite, eFlush, eSync, eAskSpace, eAnything };
   enum eHow : uint32_t { eHold, eFail, eShorten };
 
   // How the next requests of a kind are answered that begin in [from, to) of their file: they wait,
-  // they fail with the error number `value`, or they move only so many bytes. A flush begins at 0.
+  // they fail with the error number `value`, or they move only so many bytes. What is no transfer
+  // begins at 0.
   struct Order {
     eWhat what;
     eHow how;
@@ -34,9 +35,16 @@ public:
     uint32_t times = UINT32_MAX;
   };
 
-  // `kind` is the name under which the system lists it.
+  // What it says of its space.
+  struct Space {
+    uint64_t blocks = 0;
+    uint64_t available = 0;
+    uint32_t blockBytes = 0;
+  };
+
+  // `kind` and `source` are what the system lists it as.
   explicit HeldFileSystem(const std::string& folder, eHolds holds = eReads,
-                          const char* kind = "fuse");
+                          const char* kind = "fuse", const char* source = "held");
   ~HeldFileSystem();
   HeldFileSystem(const HeldFileSystem&) = delete;
   HeldFileSystem& operator=(const HeldFileSystem&) = delete;
@@ -44,6 +52,7 @@ public:
   bool isMounted() const { return server_ > 0; }
   // Holds for every request that is made from now on. The first order that fits one counts.
   void order(const Order& order);
+  void setSpace(const Space& space);
   // Returns when that many requests have been held since the beginning.
   void waitUntilHeld(size_t requests);
   // Answers what is held, and from now on everything at once and as it should.

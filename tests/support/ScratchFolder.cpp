@@ -8,7 +8,7 @@
 
 ScratchFolder::ScratchFolder() {
   const char* place = std::getenv("FSYS_TEST_FOLDER");
-  path_ = std::filesystem::absolute(place ? place : ".").string() + "/fsys-test-XXXXXX";
+  path_ = std::filesystem::canonical(place ? place : ".").string() + "/fsys-test-XXXXXX";
   if (!mkdtemp(path_.data())) throw std::runtime_error("no scratch folder: " + path_);
 }
 

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "platform/LightweightString.h"
+#include "platform/PlatformExport.h"
+
+// What kind of media a cookie is for; the number is the letter.
+enum CookieType : char { eCookieInvalid = 'I', eCookieVision = 'V', eCookieSound = 'S' };
+
+// Cookie: the editor's identifier of one piece of media.
+// Story      Its text is a letter for the type ('V' or 'S'), eight characters of the shot (0-9 and
+//            A-Z) and two hexadecimal digits of the channel: "V4K7Q2M9A00". A text that is not a
+//            cookie gives one of type 'I', which has an empty text.
+// Threads    a value.
+class PLATFORM_EXPORT Cookie {
+public:
+  static constexpr size_t kShotLength = 8;
+
+  Cookie() = default;
+  // Strict: the eleven characters in capitals. Lenient: letters of either case, a missing channel
+  // is 00, and what follows the channel is ignored.
+  explicit Cookie(const LightweightString<wchar_t>& text, bool lenient = false);
+
+  CookieType getType() const { return type_; }
+  uint8_t getChannel() const { return channel_; }
+  bool isValid() const { return type_ != eCookieInvalid; }
+  LightweightString<wchar_t> asWString() const;
+  // The same for either value of the flag.
+  LightweightString<char> asString(bool whole = false) const;
+  // Below, at or above 0. By shot, then type, then channel.
+  int compare(const Cookie& other) const;
+
+  friend bool operator==(const Cookie& a, const Cookie& b) { return a.compare(b) == 0; }
+  friend bool operator<(const Cookie& a, const Cookie& b) { return a.compare(b) < 0; }
+  // The cookie of the same shot for another type and channel; an invalid one stays so.
+  friend PLATFORM_EXPORT Cookie convertCookie(const Cookie& from, CookieType type,
+                                              unsigned char channel);
+
+private:
+  std::array<char, kShotLength> shot_{};
+  CookieType type_ = eCookieInvalid;
+  uint8_t channel_ = 0;
+};
+
+PLATFORM_EXPORT Cookie convertCookie(const Cookie& from, CookieType type, unsigned char channel);

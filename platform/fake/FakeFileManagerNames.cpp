@@ -1,0 +1,300 @@
+#include <algorithm>
+
+#include "platform/common/NamePattern.h"
+#include "platform/fake/FakeFileManager.h"
+#include "platform/fake/FakePath.h"
+
+using FakePath::folderOf;
+using FakePath::isWithin;
+using FakePath::textOf;
+using FakePath::withEnd;
+using FakePath::withoutEnd;
+
+namespace {
+
+constexpr uint32_t kSucceeded = 1;
+constexpr uint32_t kOtherDrive = eOsErrorBase + 18;
+constexpr uint32_t kTooManyLinks = eOsErrorBase + 40;
+constexpr unsigned kMostLinks = 40;
+
+// Whether one of these names lies in the folder; `inside` has a separator at its end.
+template <typename Names, typename Name>
+bool holdsName(const Names& names, const std::wstring& inside, const Name& nameOf) {
+  auto next = names.upper_bound(inside);
+  return next != names.end() && std::wstring_view(nameOf(*next)).starts_with(inside);
+}
+
+}  // namespace
+
+bool FakeFileManager::answer(uint32_t result) {
+  if (result != kSucceeded) errors_.fail(result);
+  return result == kSucceeded;
+}
+
+// Empty when links go round in a circle.
+std::wstring FakeFileManager::resolved(const std::wstring& path) const {
+  std::wstring name = path;
+  for (unsigned followed = 0; followed <= kMostLinks; ++followed) {
+    auto link = std::find_if(names_.links.begin(), names_.links.end(), [&](const auto& entry) {
+      return isWithin(name, entry.first, separator_);
+    });
+    if (link == names_.links.end()) return name;
+    std::wstring rest = name.substr(link->first.size());
+    name = rest.empty() ? link->second : withEnd(link->second, separator_) + rest.substr(1);
+  }
+  return {};
+}
+
+// The links of its folder followed, not the name itself.
+std::wstring FakeFileManager::resolvedFolder(const std::wstring& path) const {
+  std::wstring folder = folderOf(path, separator_);
+  if (folder.empty()) return path;
+  std::wstring behind = resolved(folder);
+  if (behind.empty()) return {};
+  size_t inside = withEnd(folder, separator_).size();
+  return withEnd(behind, separator_) + path.substr(std::min(inside, path.size()));
+}
+
+bool FakeFileManager::isFolder(const std::wstring& path) const {
+  if (path.empty()) return false;
+  std::wstring folder = withoutEnd(path, separator_);
+  std::wstring inside = withEnd(folder, separator_);
+  auto first = [](const auto& entry) -> std::wstring_view { return entry.first; };
+  auto itself = [](const std::wstring& name) -> std::wstring_view { return name; };
+  return folder == inside || names_.folders.contains(folder) ||
+         holdsName(names_.files, inside, first) || holdsName(names_.folders, inside, itself) ||
+         holdsName(names_.links, inside, first);
+}
+
+uint32_t FakeFileManager::check(const Path& path) const {
+  uint32_t result = checkItself(path);
+  if (result != kSucceeded) return result;
+  std::wstring name = resolved(textOf(path));
+  if (name.empty()) return kTooManyLinks;
+  waitFor(name);
+  return isFolder(name) && !names_.files.contains(name) ? uint32_t{eOsIsAFolder} : kSucceeded;
+}
+
+// Also when it is a link that leads nowhere.
+uint32_t FakeFileManager::checkItself(const Path& path) const {
+  std::string bytes;
+  if (!toPathBytes(path, bytes)) return eOsInvalid;
+  if (path.empty()) return eOsNotFound;
+  std::wstring name = resolvedFolder(textOf(path));
+  if (name.empty()) return kTooManyLinks;
+  waitFor(name);
+  return kSucceeded;
+}
+
+// Counts a call: what is armed for it, or what the name itself is.
+uint32_t FakeFileManager::look(FaultPlan::eCall call, const Path& path) const {
+  uint32_t error = faults_.next(call).error;
+  return error != 0 ? error : check(path);
+}
+
+FakeFileManager::Content FakeFileManager::find(const Path& path) const {
+  auto place = names_.files.find(resolved(textOf(path)));
+  return place == names_.files.end() ? nullptr : place->second;
+}
+
+bool FakeFileManager::createFolder(const Path& path) {
+  uint32_t result = look(FaultPlan::eCreateFolder, path);
+  if (result == eOsIsAFolder) return true;
+  std::wstring folder = withoutEnd(resolved(textOf(path)), separator_);
+  if (result == kSucceeded && names_.files.contains(folder)) result = eOsExists;
+  if (result == kSucceeded && driveOf(folder).readOnly) result = eOsReadOnly;
+  if (result == kSucceeded)
+    for (const std::wstring& made : makeFolders(folder)) note({FakeEffect::eMakeFolder, made});
+  return answer(result);
+}
+
+// Those above, too. Which were missing.
+std::vector<std::wstring> FakeFileManager::makeFolders(const std::wstring& folder) {
+  std::vector<std::wstring> made;
+  for (size_t end = folder.find(separator_, 1);; end = folder.find(separator_, end + 1)) {
+    std::wstring name = withoutEnd(folder.substr(0, end), separator_);
+    if (!isFolder(name)) made.push_back(name);
+    names_.folders.insert(name);
+    if (end == std::wstring::npos) return made;
+  }
+}
+
+void FakeFileManager::addFolder(const Path& path) {
+  makeFolders(withoutEnd(textOf(path), separator_));
+}
+
+void FakeFileManager::removeFolder(const Path& path) {
+  std::wstring folder = withoutEnd(textOf(path), separator_);
+  auto inside = [&](const std::wstring& name) { return isWithin(name, folder, separator_); };
+  std::erase_if(names_.files, [&](const auto& file) { return inside(file.first); });
+  std::erase_if(names_.links, [&](const auto& link) { return inside(link.first); });
+  std::erase_if(names_.folders, inside);
+}
+
+void FakeFileManager::addLink(const Path& path, const Path& target) {
+  names_.putLink(withoutEnd(textOf(path), separator_), textOf(target));
+}
+
+void FakeFileManager::setWritable(const Path& path, bool writable) {
+  std::wstring name = withoutEnd(textOf(path), separator_);
+  if (writable)
+    notWritable_.erase(name);
+  else
+    notWritable_.insert(name);
+}
+
+bool FakeFileManager::folderExists(const Path& path) {
+  uint32_t result = look(FaultPlan::eFolderExists, path);
+  if (result == eOsIsAFolder) return true;
+  if (result == kSucceeded) result = find(path) ? eOsNotAFolder : eOsNotFound;
+  return answer(result);
+}
+
+uint32_t FakeFileManager::checkWritable(const std::wstring& path) const {
+  auto file = names_.files.find(path);
+  if (file == names_.files.end() && !isFolder(path)) return eOsNotFound;
+  if (driveOf(path).readOnly) return eOsReadOnly;
+  bool refused = notWritable_.contains(withoutEnd(path, separator_));
+  if (refused || (file != names_.files.end() && file->second->readOnly)) return eOsAccessDenied;
+  return kSucceeded;
+}
+
+bool FakeFileManager::isWritable(const Path& path) {
+  uint32_t result = look(FaultPlan::eIsWritable, path);
+  if (result == kSucceeded || result == eOsIsAFolder)
+    result = checkWritable(resolved(textOf(path)));
+  return answer(result);
+}
+
+bool FakeFileManager::listFiles(const Path& pattern, Vector<ListedFile>& files) {
+  files.clear();
+  std::wstring text = textOf(pattern);
+  size_t begin = text.rfind(separator_) + 1;
+  std::wstring folder = withoutEnd(text.substr(0, begin), separator_);
+  Path named{std::wstring_view(folder)};
+  uint32_t result = look(FaultPlan::eListFiles, named);
+  if (result == kSucceeded) result = find(named) ? eOsNotAFolder : eOsNotFound;
+  if (result != eOsIsAFolder) return answer(result);
+  for (const std::wstring& name : namesIn(withEnd(resolved(folder), separator_))) {
+    Content content = find(Path(std::wstring_view(name)));
+    Path listed(std::wstring_view(name).substr(name.rfind(separator_) + 1));
+    if (content && matchesPattern(listed.view(), std::wstring_view(text).substr(begin)))
+      files.add({listed, content->size()});
+  }
+  return true;
+}
+
+// Files and links, sorted; `inside` has a separator at its end.
+std::set<std::wstring> FakeFileManager::namesIn(const std::wstring& inside) const {
+  std::set<std::wstring> names;
+  auto take = [&](const auto& all) {
+    for (auto entry = all.upper_bound(inside);
+         entry != all.end() && entry->first.starts_with(inside); ++entry)
+      if (entry->first.find(separator_, inside.size()) == std::wstring::npos)
+        names.insert(entry->first);
+  };
+  take(names_.files);
+  take(names_.links);
+  return names;
+}
+
+uint32_t FakeFileManager::checkRename(const std::wstring& from, const std::wstring& to) const {
+  if (!isName(from)) return isFolder(from) ? eOsIsAFolder : eOsNotFound;
+  if (!isName(to) && isFolder(to)) return eOsIsAFolder;
+  std::wstring prefix = prefixFor(from);
+  if (prefix != prefixFor(to)) return kOtherDrive;
+  return driveWith(prefix).readOnly ? uint32_t{eOsReadOnly} : kSucceeded;
+}
+
+bool FakeFileManager::renameFile(const Path& from, const Path& to) {
+  uint32_t result = faults_.next(FaultPlan::eRenameFile).error;
+  if (result == 0 && (isServed(from) || isServed(to))) result = eOsNotSupported;
+  if (result == 0) result = checkItself(from);
+  if (result == kSucceeded) result = checkItself(to);
+  std::wstring source = resolvedFolder(textOf(from));
+  std::wstring target = resolvedFolder(textOf(to));
+  if (result == kSucceeded) result = checkRename(source, target);
+  if (result == kSucceeded && source != target) moveName(source, target);
+  return answer(result);
+}
+
+bool FakeFileManager::deleteFile(const Path& path) {
+  uint32_t result = faults_.next(FaultPlan::eDeleteFile).error;
+  if (Qv::Ptr<iFileProvider> provider = providers_.find(path); provider && result == 0)
+    return provider->remove(path);
+  if (result == 0) result = checkItself(path);
+  std::wstring name = resolvedFolder(textOf(path));
+  if (result == kSucceeded && !isName(name)) result = isFolder(name) ? eOsIsAFolder : eOsNotFound;
+  if (result == kSucceeded && driveWith(prefixFor(name)).readOnly) result = eOsReadOnly;
+  if (result == kSucceeded) {
+    names_.remove(name);
+    note({FakeEffect::eDelete, name});
+  }
+  return answer(result);
+}
+
+// A file or a link.
+bool FakeFileManager::isName(const std::wstring& name) const {
+  return names_.files.contains(name) || names_.links.contains(name);
+}
+
+void FakeFileManager::moveName(const std::wstring& from, const std::wstring& to) {
+  FakeEffect effect{FakeEffect::eRename, to};
+  effect.from = from;
+  auto file = names_.files.find(from);
+  if (file != names_.files.end()) {
+    effect.content = file->second;
+    names_.putFile(to, effect.content);
+  } else {
+    effect.linkTarget = names_.links[from];
+    names_.putLink(to, effect.linkTarget);
+  }
+  names_.remove(from);
+  note(std::move(effect));
+}
+
+bool FakeFileManager::syncFolder(const Path& path) {
+  uint32_t result = look(FaultPlan::eSyncFolder, path);
+  if (result == eOsIsAFolder) {
+    note({FakeEffect::eSyncFolder, withoutEnd(resolved(textOf(path)), separator_)});
+    return true;
+  }
+  if (result == kSucceeded) result = find(path) ? eOsNotAFolder : eOsNotFound;
+  return answer(result);
+}
+
+bool FakeFileManager::followLinks(const Path& path, Path& target) {
+  target = Path();
+  uint32_t result = look(FaultPlan::eFollowLinks, path);
+  if (result == eOsIsAFolder) result = kSucceeded;
+  if (result == kSucceeded) target = Path(std::wstring_view(resolved(textOf(path))));
+  return answer(result);
+}
+
+bool FakeFileManager::copyMode(const Path& from, const Path& to) {
+  uint32_t error = faults_.next(FaultPlan::eCopyMode).error;
+  uint32_t result = error != 0 ? error : checkItself(from);
+  if (result == kSucceeded && names_.links.contains(resolvedFolder(textOf(from)))) return true;
+  if (result == kSucceeded) result = check(from);
+  if (result == kSucceeded) result = check(to);
+  Content source = find(from);
+  Content target = find(to);
+  if (result == kSucceeded && (!source || !target)) result = eOsNotFound;
+  if (result == kSucceeded && driveOf(textOf(to)).readOnly) result = eOsReadOnly;
+  if (result == kSucceeded) {
+    target->mode = source->mode;
+    FakeEffect effect{FakeEffect::eMode, textOf(to), target};
+    effect.mode = source->mode;
+    note(std::move(effect));
+  }
+  return answer(result);
+}
+
+void FakeFileManager::setMode(const Path& path, unsigned mode) {
+  if (Content content = find(path)) content->mode = mode;
+}
+
+unsigned FakeFileManager::modeOf(const Path& path) const {
+  Content content = find(path);
+  return content ? content->mode : 0;
+}

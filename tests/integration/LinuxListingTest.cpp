@@ -1,0 +1,165 @@
+// What a listing of a real folder holds.
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+#include "tests/integration/LinuxFileFixture.h"
+#include "tests/support/AsNobody.h"
+
+namespace {
+
+class LinuxListingTest : public LinuxFileFixture {
+protected:
+  using Files = Vector<Manager::ListedFile>;
+
+  // The files of a pattern below the folder, "name:size" with a space between.
+  std::string listed(std::string_view pattern) const { return listedAt(folder_ / pattern); }
+  static std::string listedAt(const Path& pattern) {
+    Files files;
+    if (!linuxFileManager()->listFiles(pattern, files)) return "not read";
+    std::string text;
+    for (const Manager::ListedFile& file : files) {
+      std::string name;
+      EXPECT_TRUE(toPathBytes(file.name, name));
+      text += (text.empty() ? "" : " ") + name + ":" + std::to_string(file.bytes);
+    }
+    return text;
+  }
+  void link(const char* target, std::string_view name) const {
+    ASSERT_EQ(symlink(target, folder_.bytes(name).c_str()), 0);
+  }
+};
+
+}  // namespace
+
+TEST_F(LinuxListingTest, NamesThatAreNotUtf8KeepTheirBytes) {
+  folder_.put("bad\xFF\xC3.odb", "12345");
+  folder_.put("m\xC3\xA9.odb", "1");
+  EXPECT_EQ(listed("*.odb"), "bad\xFF\xC3.odb:5 m\xC3\xA9.odb:1");
+  EXPECT_EQ(listed("m?.odb"), "m\xC3\xA9.odb:1");
+  EXPECT_EQ(listed("bad??.odb"), "bad\xFF\xC3.odb:5") << "each undecodable byte is one character";
+}
+
+TEST_F(LinuxListingTest, ManyFilesComeSortedByTheirCodePoints) {
+  constexpr unsigned kFiles = 10'000;
+  for (unsigned i = 0; i < kFiles; ++i) {
+    int made = open(folder_.bytes("f" + std::to_string(i * 7919 % kFiles)).c_str(),
+                    O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    ASSERT_GE(made, 0);
+    close(made);
+  }
+  folder_.put("\xF0\x9F\x8E\xAC", "past the others");
+  folder_.put("other.txt", "1");
+  Files files;
+  ASSERT_TRUE(linuxFileManager()->listFiles(folder_ / "f*", files));
+  EXPECT_EQ(files.size(), kFiles);
+  ASSERT_TRUE(linuxFileManager()->listFiles(folder_ / "*.*", files));
+  ASSERT_EQ(files.size(), kFiles + 2);
+  for (size_t i = 1; i < files.size(); ++i) ASSERT_TRUE(files[i - 1].name < files[i].name) << i;
+  EXPECT_TRUE(files[0].name == L"f0");
+  EXPECT_TRUE(files[kFiles + 1].name == L"\U0001F3AC");
+}
+
+TEST_F(LinuxListingTest, ALinkCountsAsTheFileThatItLeadsTo) {
+  folder_.put("file", "12345");
+  ASSERT_EQ(mkdir(folder_.bytes("folder").c_str(), 0700), 0);
+  folder_.put("folder/deep", "123");
+  link("file", "to-file");
+  link("folder/deep", "to-deep");
+  link("to-file", "to-link");
+  link("folder", "to-folder");
+  EXPECT_EQ(listed("*"), "file:5 to-deep:3 to-file:5 to-link:5");
+  EXPECT_EQ(listed("to-folder/*"), "deep:3") << "the folder itself may be behind one";
+}
+
+TEST_F(LinuxListingTest, ALinkThatLeadsToNoFileIsLeftOut) {
+  folder_.put("file", "1");
+  link("none", "dangling");
+  link("loop", "loop");
+  link("file/below", "through-a-file");
+  link(std::string(300, 'n').c_str(), "too-long");
+  linuxErrors()->setLastError(0);
+  EXPECT_EQ(listed("*"), "file:1");
+  EXPECT_EQ(lastError(), 0u);
+}
+
+TEST_F(LinuxListingTest, FifosSocketsAndDevicesAreLeftOutAndNotWaitedFor) {
+  folder_.put("file", "1");
+  ASSERT_EQ(mkfifo(folder_.bytes("fifo").c_str(), 0600), 0);
+  link("fifo", "to-fifo");
+  link("/dev/zero", "to-device");
+  EXPECT_EQ(listed("*"), "file:1");
+  EXPECT_EQ(listedAt(L"/dev/nul*"), "");
+}
+
+TEST_F(LinuxListingTest, WithoutASeparatorThePatternIsForTheCurrentFolder) {
+  folder_.put("only-here.odb", "12");
+  int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_GE(before, 0);
+  ASSERT_EQ(chdir(folder_.path().c_str()), 0);
+  EXPECT_EQ(listedAt(L"*.odb"), "only-here.odb:2");
+  EXPECT_EQ(fchdir(before), 0);
+  close(before);
+}
+
+TEST_F(LinuxListingTest, HiddenFilesAreFiles) {
+  folder_.put(".hidden", "1");
+  EXPECT_EQ(listed("*"), ".hidden:1");
+  EXPECT_EQ(listed(".*"), ".hidden:1") << "and the folder itself and the one above are none";
+}
+
+TEST_F(LinuxListingTest, TheFoldersDescriptorIsClosed) {
+  folder_.put("file", "1");
+  int before = countDescriptors();
+  EXPECT_EQ(listed("*"), "file:1");
+  EXPECT_EQ(listed("none/*"), "not read");
+  EXPECT_EQ(listed("file/*"), "not read");
+  EXPECT_EQ(countDescriptors(), before);
+}
+
+TEST_F(LinuxListingTest, WithoutADescriptorTheFolderIsNotRead) {
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  rlimit none = {0, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  std::string seen = listed("*");
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(seen, "not read");
+  EXPECT_EQ(lastError(), eOsTooManyFiles);
+}
+
+TEST_F(LinuxListingTest, AFolderThatMayNotBeReadGivesNoFiles) {
+  folder_.put("file", "1");
+  eSeen seen = asNobody(folder_, [&] {
+    return chmod(folder_.path().c_str(), 0311) == 0 && listed("*") == "not read" &&
+           lastError() == eOsAccessDenied;
+  });
+  if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
+  EXPECT_EQ(seen, eRight);
+}
+
+TEST_F(LinuxListingTest, AFolderWhoseFilesMayNotBeLookedAtGivesNoneRatherThanSome) {
+  folder_.put("file", "1");
+  ASSERT_EQ(mkdir(folder_.bytes("empty").c_str(), 0700), 0);
+  eSeen seen = asNobody(folder_, [&] {
+    return chmod(folder_.path().c_str(), 0644) == 0 && listed("*") == "not read" &&
+           lastError() == eOsAccessDenied && listed("other*").empty();
+  });
+  if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
+  EXPECT_EQ(seen, eRight);
+}
+
+TEST_F(LinuxListingTest, AFileBehindALinkThatMayNotBeLookedAtIsLeftOut) {
+  folder_.put("file", "1");
+  link("/proc/1/fd/0", "to-another");
+  eSeen seen = asNobody(folder_, [&] { return listed("*") == "file:1"; });
+  if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
+  EXPECT_EQ(seen, eRight);
+}
