@@ -10,10 +10,17 @@
 #include "fsys/ResultCodes.h"
 #include "platform/Log.h"
 #include "platform/OS.h"
+#include "platform/TextHelpers.h"
 
 namespace {
 
 constexpr size_t kListRoom = 40;  // entries
+
+// A location ends in a separator, but that of the root of all, which is empty.
+bool mayBeLocation(const LightweightString<wchar_t>& path) {
+  return path.empty() || Qv::endsWith(path.view(), OS()->getFileManager()->getSeparator());
+}
+
 }  // namespace
 
 FsysFile::FsysFile(const LightweightString<wchar_t>& path, FsysPoll* poll, uint32_t sectorSize,
@@ -26,7 +33,8 @@ FsysFile::FsysFile(const LightweightString<wchar_t>& path, FsysPoll* poll, uint3
       writeRequests_(nullptr),
       lock_(nullptr),
       flags_(flags),
-      coalesceLength_(coalesceLength) {
+      coalesceLength_(coalesceLength),
+      mayNameVolume_(mayBeLocation(path)) {
   if (!name_.isNull()) init();
 }
 

@@ -199,7 +199,8 @@ uint32_t FsysFile::StartRequests(RequestList* list) {
 
 uint32_t FsysFile::startPinned(RequestList* list) {
   foundWork_.set(false);
-  Qv::Ptr<MediaDrive> volume = DiskManager::getVolume(name_);
+  // A pass goes over every file, and nearly none is asked about.
+  Qv::Ptr<MediaDrive> volume = mayNameVolume_ ? DiskManager::getVolume(name_) : nullptr;
   if (volume && deferredCount_.get() == 0) volume->setBusy(false);
   deferredCount_.set(0);
 

@@ -2,19 +2,27 @@
 
 VolumeSnapshot::~VolumeSnapshot() {
   delete current_.load();
-  for (const Drives* list : retired_) delete list;
+  freeRetired();
 }
 
 VolumeSnapshot::Drives VolumeSnapshot::copy() const {
-  const Drives* drives = current_.load(std::memory_order_acquire);
-  return drives ? *drives : Drives();
+  return read<Drives>([](const Drives& drives) { return drives; });
 }
 
 void VolumeSnapshot::replace(Drives drives) {
-  const Drives* next = drives.empty() ? nullptr : new Drives(std::move(drives));
-  if (const Drives* last = current_.exchange(next, std::memory_order_seq_cst)) retired_.add(last);
+  List* next = drives.empty() ? nullptr : new List{std::move(drives), nullptr};
+  if (List* last = current_.exchange(next, std::memory_order_seq_cst)) {
+    last->older = retired_;
+    retired_ = last;
+  }
   // A reader that enters from now on finds the new list; one that is inside may hold any old one.
-  if (readers_.load(std::memory_order_seq_cst) != 0) return;
-  for (const Drives* list : retired_) delete list;
-  retired_.clear();
+  if (readers_.load(std::memory_order_seq_cst) == 0) freeRetired();
+}
+
+void VolumeSnapshot::freeRetired() {
+  // What a drive lets go of as it is destroyed may come back here.
+  while (List* list = retired_) {
+    retired_ = list->older;
+    delete list;
+  }
 }

@@ -6,6 +6,7 @@
 
 #include "tests/EngineFixture.h"
 #include "tests/FsysFilePeer.h"
+#include "tests/support/AddedDrive.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ TEST_F(FsysCloseFromCallbackTest, AWritesOwnFileMayBeGoneWithoutTheDrainWaitingF
 }
 
 TEST_F(FsysCloseFromCallbackTest, ATooSlowWritesOwnFileMayBeGoneWhenItsCallbackReturns) {
-  DiskManager::addVolume(Qv::Ptr<MediaDrive>(new MediaDrive(Text(L"/m/a/"))));
+  addedDrive(L"/m/a/");
   FsysFile* file = openForWriting(L"/m/a/");
   closeAndFinishIn(file);
   write(file, TestHolder::ofPattern(20480));

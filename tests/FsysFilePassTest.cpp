@@ -3,6 +3,7 @@
 #include "fsys/FsysFile.h"
 
 #include "tests/FsysFileFixture.h"
+#include "tests/support/AddedDrive.h"
 
 namespace {
 
@@ -11,8 +12,7 @@ class FsysFilePassTest : public FsysFileFixture {};
 // The start pass ---------------------------------------------------------------------------------
 
 TEST_F(FsysFilePassTest, APassClearsTheBusyMarkOnlyIfNothingWasDeferred) {
-  Qv::Ptr<MediaDrive> drive(new MediaDrive(Text(L"/m/a/")));
-  DiskManager::addVolume(drive);
+  Qv::Ptr<MediaDrive> drive = addedDrive(L"/m/a/");
   FsysFile* file = readPatternFile(L"/m/a/", 4096);
   drive->setBusy(true);
   FsysFilePeer::setDeferred(*file, 1);

@@ -5,6 +5,7 @@
 
 #include "tests/EngineFixture.h"
 #include "tests/FsysFilePeer.h"
+#include "tests/support/AddedDrive.h"
 #include "tests/support/FailingHeap.h"
 #include "tests/support/LockProbe.h"
 
@@ -217,8 +218,7 @@ TEST_F(FsysPollTest, ACallbackInAPassMayEnterItsFilesLockAgain) {
 }
 
 TEST_F(FsysPollTest, APassOverIdleFilesAsksForNoMemory) {
-  for (const wchar_t* root : {L"/m/", L"/n/", L"/m/file 7"})
-    DiskManager::addVolume(Qv::Ptr<MediaDrive>(new MediaDrive(Text(root))));
+  for (const wchar_t* root : {L"/m/", L"/n/", L"/m/file 7"}) addedDrive(root);
   for (int i = 0; i < 100; ++i) {
     std::wstring name = L"/m/file " + std::to_wstring(i);
     os_->files().addFile(name.c_str());

@@ -4,6 +4,7 @@
 
 #include "tests/EngineFixture.h"
 #include "tests/FsysFilePeer.h"
+#include "tests/support/AddedDrive.h"
 
 namespace {
 
@@ -12,11 +13,6 @@ protected:
   // A file whose name is a drive's location, so that it has a volume.
   const Text kOnDrive = L"/m/clip/";
 
-  Qv::Ptr<MediaDrive> addDrive() {
-    Qv::Ptr<MediaDrive> drive(new MediaDrive(kOnDrive));
-    DiskManager::addVolume(drive);
-    return drive;
-  }
   FsysFile* openReading(uint32_t bytes) { return readPatternFile(kOnDrive, bytes); }
 
   // Starts a read of so many bytes and finishes it that long after.
@@ -181,7 +177,7 @@ TEST_F(IoCompletionTest, AFailedSegmentThatNobodyIsToldOfSetsTheErrorAndIsTakenO
 
 // Of a file's last sector only what lies before its end is transferred.
 TEST_F(IoCompletionTest, AReadThatTransfers10000BytesIsNeverJudgedOnItsRateAnd10001Is) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   readTaking(openReading(10000), 10001, 1000);
   EXPECT_FALSE(drive->isTooSlow()) << "the bytes that were transferred count, not those asked for";
   readTaking(openReading(10001), 10001, 1000);
@@ -193,7 +189,7 @@ TEST_F(IoCompletionTest, AReadThatTransfers10000BytesIsNeverJudgedOnItsRateAnd10
 }
 
 TEST_F(IoCompletionTest, ALongReadQueueIsTooSlowFrom1001000BytesOn) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   FsysFile* file = openReading(4096);
   FsysFilePeer::addReadBytes(*file, 1000999 - 512);
   readTaking(file, 512, 0);
@@ -205,14 +201,14 @@ TEST_F(IoCompletionTest, ALongReadQueueIsTooSlowFrom1001000BytesOn) {
 }
 
 TEST_F(IoCompletionTest, AReadIsJudgedWithTheWarningFlagClearToo) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   FsysSetWriteSpeedWarning(false);
   readTaking(openReading(20480), 20480, 1000);
   EXPECT_TRUE(drive->isTooSlow());
 }
 
 TEST_F(IoCompletionTest, ASlowWriteIsToldWithoutDataWithStatus6AndError9) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   FsysFile* file = openForWriting(kOnDrive);
   uint32_t during = 0;
   recorder_->onCall(
@@ -229,7 +225,7 @@ TEST_F(IoCompletionTest, ASlowWriteIsToldWithoutDataWithStatus6AndError9) {
 }
 
 TEST_F(IoCompletionTest, AQuickWriteClearsTheTooSlowMark) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   drive->setTooSlow(true);
   writeTaking(openForWriting(kOnDrive), 20480, 20480 / 300.0 - 0.01);
   EXPECT_FALSE(drive->isTooSlow());
@@ -237,7 +233,7 @@ TEST_F(IoCompletionTest, AQuickWriteClearsTheTooSlowMark) {
 }
 
 TEST_F(IoCompletionTest, AWriteQueueIsTooLongFrom1501000BytesOn) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   FsysFile* file = openForWriting(kOnDrive);
   FsysFilePeer::addWriteBytes(*file, 1500999 - 512);
   writeTaking(file, 512, 0);
@@ -249,7 +245,7 @@ TEST_F(IoCompletionTest, AWriteQueueIsTooLongFrom1501000BytesOn) {
 }
 
 TEST_F(IoCompletionTest, WithTheWarningFlagClearASlowWriteClearsTheTooSlowMark) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   drive->setTooSlow(true);
   FsysSetWriteSpeedWarning(false);
   FsysFile* file = openForWriting(kOnDrive);
@@ -267,7 +263,7 @@ TEST_F(IoCompletionTest, WithoutAVolumeNothingIsJudged) {
 }
 
 TEST_F(IoCompletionTest, TheTimeIsCountedFromTheStartOfTheTransferNotFromItsQueueing) {
-  Qv::Ptr<MediaDrive> drive = addDrive();
+  Qv::Ptr<MediaDrive> drive = addedDrive(kOnDrive);
   FsysFile* file = openReading(20480);
   read(file, 0, 20480);
   os_->clock().step(100000);

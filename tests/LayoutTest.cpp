@@ -15,8 +15,11 @@
 #include "fsys/FsysFile.h"
 #include "fsys/FsysPoll.h"
 #include "fsys/IoCompletion.h"
+#include "fsys/MaterialFilename.h"
+#include "fsys/MediaDrive.h"
 #include "fsys/MemBlock.h"
 #include "fsys/MemRef.h"
+#include "fsys/VolumeInfo.h"
 #include "fsys/WriteMemRef.h"
 #include "platform/fake/FakeOSScope.h"
 
@@ -77,6 +80,15 @@ struct LayoutPeer {
             &x.filesLock_, &x.spare_,    &x.running_, &x.reads_};
   }
   static Addresses of(const IOCompletionReceiver& x) { return {&x.readHandler_, &x.writeHandler_}; }
+  static Addresses of(const MediaDrive& x) NO_THREAD_SAFETY_ANALYSIS {
+    return {&x.id_,      &x.userName_,       &x.spaceMB_,       &x.capacityMB_,
+            &x.type_,    &x.sectorSize_,     &x.reportedFlag_,  &x.localName_,
+            &x.uncName_, &x.localShareName_, &x.autoDiscovered_};
+  }
+  static Addresses of(const MaterialFilename& x) { return {&x.drive_, &x.path_}; }
+  static Addresses of(const VolumeInfo& x) {
+    return {&x.freeBytes, &x.totalBytes, &x.isFixedDrive, &x.reportedFlag};
+  }
   static uint32_t secondCount(const FsysBuf& x) { return x.secondCount_; }
   static uint32_t blockOffset(const MemBlock& x) { return x.offset_; }
 };
@@ -126,6 +138,15 @@ TEST_F(LayoutTest, FieldsStandInTheirDeclaredOrder) {
   EXPECT_TRUE(ascend(LayoutPeer::of(receiver)));
 }
 
+TEST_F(LayoutTest, FieldsOfADriveOfAFilesNameAndOfASpaceStandInTheirDeclaredOrder) {
+  const MediaDrive drive(DriveId('1'), L"/media/", iDiskDrive::eFixed);
+  EXPECT_TRUE(ascend(LayoutPeer::of(drive)));
+  EXPECT_TRUE(ascend(LayoutPeer::of(MaterialFilename())));
+  EXPECT_TRUE(ascend(LayoutPeer::of(VolumeInfo())));
+  EXPECT_EQ(sizeof(DriveId), 1u);
+  EXPECT_EQ(sizeof(iDiskDrive::eType), 4u);
+}
+
 TEST_F(LayoutTest, AnOrderThatIsNotKeptIsSeen) {
   int pair[2] = {0, 0};
   EXPECT_FALSE(ascend({&pair[1], &pair[0]}));
@@ -173,6 +194,7 @@ TEST_F(LayoutTest, ClassesWithOnlyAVirtualDestructorHaveNoFurtherSlots) {
   EXPECT_EQ(slotOf(&OneMore<FsysBuf>::more), 2u);
   EXPECT_EQ(slotOf(&OneMore<Fsys>::more), 2u);
   EXPECT_EQ(slotOf(&OneMore<FsysPoll>::more), 2u);
+  EXPECT_EQ(slotOf(&OneMore<MediaDrive>::more), 2u);
 }
 
 // A table pointer, and then the first field.

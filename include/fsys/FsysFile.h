@@ -238,6 +238,7 @@ private:
   // Ours.
   uint32_t writeCacheCapacity_ = 0;
   uint32_t writersInside_ = 0;  // calls of DirectWrite; guarded by *lock_
+  const bool mayNameVolume_;    // a drive's location can have that name
   bool attached_ = false;
   eLast lastFlush_ = eNobody;        // guarded by *lock_
   bool isLeftBehind_ = false;        // guarded by the list's lock

@@ -20,7 +20,7 @@ BEGIN {
   for (i in storage) home[storage[i]] = "storage"
   for (i in catalogue) home[catalogue[i]] = "catalogue"
   home["NetLogin"] = "login"
-  home["Volume"] = "storage"
+  home["Volume"] = home["DriveQuestions"] = "storage"
 }
 
 function bad(why) { print $1 ":" $2 ": " $3 "   [" why "]" }

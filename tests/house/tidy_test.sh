@@ -64,6 +64,10 @@ finds "a lock of the standard library's" fsys/A.cpp '#include <mutex>'
 finds "a clock of the standard library's" fsys/A.cpp '#include <chrono>'
 finds "another place for the registry" fsys/FileRequest.cpp '#include "fsys/DiskManager.h"'
 finds "the registry in an engine header" include/fsys/FsysPoll.h '#include "fsys/DiskManager.h"'
+for header in VolumeRegistry DriveQuestions; do
+  finds "storage's inside in the engine" fsys/FsysPoll.cpp "#include \"fsys/$header.h\""
+  passes "storage's inside in storage" fsys/DiskManagerTasks.cpp "#include \"fsys/$header.h\""
+done
 finds "the catalogue in a storage header" include/fsys/MediaDrive.h '#include "fsys/SystemCache.h"'
 finds "the engine in the catalogue" fsys/SystemCache.cpp '#include "fsys/FsysFile.h"'
 finds "loki somewhere else" fsys/DiskManager.cpp '#include <loki/Singleton.h>'

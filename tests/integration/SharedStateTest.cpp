@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstring>
+#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,6 +16,8 @@
 #include "platform/Shutdown.h"
 #include "platform/common/MemFiles.h"
 #include "platform/common/ProviderTable.h"
+#include "tests/support/AddedDrive.h"
+#include "tests/support/ForwardingOS.h"
 
 namespace {
 
@@ -25,6 +30,78 @@ void onAllThreads(Work work) {
   for (unsigned i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
   for (std::thread& thread : threads) thread.join();
 }
+
+using Text = LightweightString<wchar_t>;
+
+const std::array<Text, 3>& kRoots() {
+  static const std::array<Text, 3>& roots =
+      *new std::array<Text, 3>{Text(L"/one"), Text(L"/two"), Text(L"/three")};
+  return roots;
+}
+
+// One change; what number it is says which.
+void changeRegistry(unsigned number) {
+  if (number % 64 == 0) DiskManager::reInit(true);
+  DriveId added = addedDrive(kRoots()[number % kRoots().size()])->getId();
+  DiskManager::setMediaLocationUserName(added, number % 2 ? Text(L"odd") : Text(L"even"));
+  DiskManager::updateDrives();
+  if (number % 3 != 0) DiskManager::deleteMaterialVolume(DiskManager::get_drive(0));
+}
+
+bool isRoot(const Text& name) {
+  return std::find(kRoots().begin(), kRoots().end(), name) != kRoots().end();
+}
+
+// How many answers were not those of any moment.
+int lookUpEverything() {
+  int wrong = 0;
+  for (const Text& root : kRoots()) {
+    Qv::Ptr<MediaDrive> drive = DiskManager::getVolume(root + L"/");
+    wrong += drive && drive->getRootLocation() != root + L"/";
+    Text name = DiskManager::getMaterialVolumeName(DiskManager::getDriveWithPath(root), true);
+    wrong += !name.empty() && !isRoot(name);
+  }
+  for (const wchar_t* name : {L"odd", L"even"}) {
+    Qv::Ptr<MediaDrive> drive = DiskManager::getVolume(DiskManager::getDriveWithName(name));
+    Text told = drive ? drive->getUserName(false) : Text(name);
+    wrong += told != L"odd" && told != L"even" && !isRoot(told) && !told.empty();
+  }
+  DriveId id;
+  unsigned walked = 0;
+  for (bool more = DiskManager::getFirstMaterialVolume(id); more && walked < 300; ++walked) {
+    Text path = MaterialFilename(id, L"/x").getOsPath();
+    wrong += path != L"/x" && !isRoot(path.substr(0, path.length() - 2));
+    uint32_t index = DiskManager::find_index_for_drive(id);
+    wrong += index != DiskManager::kNoIndex && index > 300;
+    more = DiskManager::getNextMaterialVolume(id);
+  }
+  MaterialFilename file = DiskManager::convertUNCtoFsysFilename(L"\\\\host\\x");
+  return wrong + (file.getDrive().valid() != !file.getPath().empty());
+}
+
+// CountedWorkstation: counts how often the workstation's name is asked for, for a scope.
+class CountedWorkstation final : public ForwardingOS, private iSystemInfo {
+public:
+  iSystemInfo* getSystemInfo() override { return this; }
+  int asked() const { return asked_; }
+
+private:
+  Text getWorkstationName() const override {
+    ++asked_;
+    return inner()->getSystemInfo()->getWorkstationName();
+  }
+  unsigned getProcessorCount() const override {
+    return inner()->getSystemInfo()->getProcessorCount();
+  }
+  uint32_t getPageSize() const override { return inner()->getSystemInfo()->getPageSize(); }
+  uint32_t getProcessId() const override { return inner()->getSystemInfo()->getProcessId(); }
+  double getProcessCpu_ms() const override { return inner()->getSystemInfo()->getProcessCpu_ms(); }
+  bool getEnvironment(const char* name, std::string& value) const override {
+    return inner()->getSystemInfo()->getEnvironment(name, value);
+  }
+
+  mutable std::atomic<int> asked_{0};
+};
 
 std::atomic<int> shutdownCalls{0};
 void countShutdown(Shutdown::eExitType) { ++shutdownCalls; }
@@ -123,7 +200,6 @@ TEST(SharedStateTest, ShutdownCallbacksAreAddedByManyThreadsAndRunOnceEach) {
 }
 
 TEST(SharedStateTest, DrivesAreLookedUpWhileTheRegistryChanges) {
-  using Text = LightweightString<wchar_t>;
   const Text kept(L"/kept/");
   const Text other(L"/other/");
   std::atomic<int> wrong{0};
@@ -133,8 +209,8 @@ TEST(SharedStateTest, DrivesAreLookedUpWhileTheRegistryChanges) {
     if (who == 0) {
       // Changes come one at a time, for as long as others look.
       for (unsigned round = 0; looking.load() > 0; ++round) {
-        if (round % 8 == 0) DiskManager::deInit();
-        DiskManager::addVolume(Qv::Ptr<MediaDrive>(new MediaDrive(round % 2 ? kept : other)));
+        if (round % 8 == 0) DiskManager::reInit(true);
+        addedDrive(round % 2 ? kept : other);
       }
       return;
     }
@@ -148,7 +224,40 @@ TEST(SharedStateTest, DrivesAreLookedUpWhileTheRegistryChanges) {
     }
     --looking;
   });
-  DiskManager::deInit();
+  DiskManager::reInit(true);
   EXPECT_FALSE(DiskManager::getVolume(kept));
   EXPECT_EQ(wrong, 0);
+}
+
+TEST(SharedStateTest, EveryLookUpSeesWholeDrivesWhileTheyComeGoAndChangeTheirNames) {
+  constexpr unsigned kRounds = 500;
+  std::atomic<int> wrong{0};
+  std::atomic<unsigned> looking{kThreads - 1};
+  onAllThreads([&](unsigned who) {
+    if (who == 0) {
+      for (unsigned round = 0; looking.load() > 0; ++round) changeRegistry(round);
+      return;
+    }
+    for (unsigned round = 0; round < kRounds; ++round) wrong += lookUpEverything();
+    --looking;
+  });
+  DiskManager::reInit(true);
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(SharedStateTest, ThreadsThatNeedTheSharesAtOnceAskTheSystemOnce) {
+  for (int round = 0; round < 200; ++round) {
+    VolumeRegistry::get().shares.forget();
+    CountedWorkstation system;
+    std::atomic<int> wrong{0};
+    std::latch start(kThreads);
+    onAllThreads([&](unsigned) {
+      start.arrive_and_wait();
+      if (!DiskManager::discoverLocalShares()) ++wrong;
+      if (!DiskManager::convertUNCtoLocalShare(L"\\\\nobody\\has this").empty()) ++wrong;
+    });
+    EXPECT_EQ(system.asked(), 1);
+    EXPECT_EQ(wrong, 0);
+  }
+  VolumeRegistry::get().shares.forget();
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "fsys/MediaDrive.h"
+#include "tests/support/AddedDrive.h"
 
 namespace {
 
@@ -77,8 +77,7 @@ void Simulation::makePlaces() {
     place.drive.transfersByCaller = dice_.chance(40);
     place.hasVolume = i == 4;
     os_->files().setDrive(place.prefix, place.drive);
-    if (place.hasVolume)
-      DiskManager::addVolume(Qv::Ptr<MediaDrive>(new MediaDrive(Text(L"/judged/file"))));
+    if (place.hasVolume) addedDrive(L"/judged/file");
     if (dice_.chance(20)) continue;
     uint32_t bytes =
         dice_.chance(60) ? place.drive.sectorSize * dice_.below(9) : dice_.below(kLargestFile);

@@ -1,0 +1,38 @@
+#include "fsys/MaterialFilename.h"
+
+#include "fsys/DiskManager.h"
+#include "platform/OS.h"
+#include "platform/PathHelpers.h"
+#include "platform/TextHelpers.h"
+
+namespace {
+
+constexpr wchar_t kDriveMark = L':';
+constexpr size_t kDriveLength = 2;  // the character and the mark
+
+}  // namespace
+
+LightweightString<wchar_t> MaterialFilename::getOsPath() const {
+  Qv::Ptr<MediaDrive> drive = DiskManager::getVolume(drive_);
+  if (!drive) return path_;
+  LightweightString<wchar_t> root;
+  drive->getLocalName(root, true);
+  return joinPaths(root, path_);
+}
+
+void MaterialFilename::setExtension(const LightweightString<wchar_t>& extension) {
+  path_ = stripExtension(path_) + L'.' + extension;
+}
+
+LightweightString<wchar_t> getDrive(const LightweightString<wchar_t>& path) {
+  if (path.view().find(kDriveMark) != 1) return {};
+  return path.substr(0, kDriveLength);
+}
+
+bool isValidFsysMediaFolderPath(const LightweightString<wchar_t>& path) {
+  constexpr size_t kFolderAt = kDriveLength + 1;
+  if (path.length() <= kFolderAt || path[1] != kDriveMark) return false;
+  if (path[kDriveLength] != OS()->getFileManager()->getSeparator()) return false;
+  std::wstring_view folder = path.view().substr(kFolderAt);
+  return startsWithNoCase(folder, L"Material") || startsWithNoCase(folder, L"Sound");
+}
