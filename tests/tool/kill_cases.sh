@@ -12,3 +12,7 @@ killed_at_moments() {
 case_what_was_reported_written_is_there_after_a_kill() { killed_at_moments write; }
 
 case_a_killed_copy_leaves_its_name_to_the_next_one() { killed_at_moments copy; }
+
+case_a_killed_change_of_locations_leaves_the_old_list_or_the_new_one() {
+  killed_at_moments locations
+}

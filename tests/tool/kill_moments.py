@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Kills the tool with SIGKILL at random moments and looks at what is left.
 
-Usage: kill_moments.py write|copy FSYS MOMENTS SEED, in an empty folder.
+Usage: kill_moments.py write|copy|locations FSYS MOMENTS SEED, in an empty folder.
 
 The end of a process shows what it did with the bytes that were its own: those that are written
 are the system's, and must be there whatever becomes of the process; those that were only accepted
@@ -172,6 +172,67 @@ class Copies:
         return f"{self.parts} unfinished files were left under names of their own"
 
 
+class Locations:
+    """A list has its old lines or its new ones, and the next change finds nobody's lock."""
+
+    def __init__(self, fsys, rng, source):
+        self.fsys, self.rng = fsys, rng
+        self.lines = []  # as the list is to be
+        self.whole_s = float("inf")  # of the quickest change so far
+        self.swept = 0
+        for name in ("one", "two", "three"):
+            os.mkdir(name)
+        for number, word in enumerate(("add", "add", "remove", "add")):
+            self.change(number, word, "two" if number else "one")
+
+    def command(self, word, name):
+        return [self.fsys, "locations", word, name, "--project", "lists", "--quiet"]
+
+    def after(self, word, name):
+        line = os.path.abspath(name) + "/\n"
+        others = [other for other in self.lines if other != line]
+        return others + [line] if word == "add" else others
+
+    def is_listed(self, lines):
+        return (content("lists/DefNetDrive.txt") or b"") == "".join(lines).encode()
+
+    def left(self):
+        names = os.listdir("lists")
+        return [name for name in names if re.fullmatch(r"\.fsys-DefNetDrive\.txt\.\d+-\d+", name)]
+
+    def change(self, number, word, name):
+        """It goes through, and leaves nothing behind."""
+        begin = time.monotonic()
+        code = subprocess.run(self.command(word, name), check=False).returncode
+        self.whole_s = min(self.whole_s, time.monotonic() - begin)
+        self.lines = self.after(word, name)
+        if code != 0 or not self.is_listed(self.lines):
+            fail(number, f"{word} has exit code {code}, or the list is wrong")
+        if self.left():
+            fail(number, f"left behind: {self.left()}")
+
+    def moment(self, number):
+        name = self.rng.choice(["one", "two", "three"])
+        word = "remove" if os.path.abspath(name) + "/\n" in self.lines else "add"
+        wanted = self.after(word, name)
+        process = subprocess.Popen(self.command(word, name))
+        killed = killed_after(process, self.rng.uniform(0, self.whole_s))
+        done = self.is_listed(wanted)
+        if not done and not (killed and self.is_listed(self.lines)):
+            fail(number, f"{word}: the list is neither the old one nor the new one")
+        if len(self.left()) > (1 if killed else 0):
+            fail(number, f"left behind: {self.left()}")
+        self.swept += len(self.left())
+        if done:
+            self.lines = wanted
+            word = "remove" if word == "add" else "add"
+        self.change(number, word, name)
+        return killed
+
+    def told(self):
+        return f"{self.swept} unfinished lists were swept by the next change"
+
+
 def main():
     kind, fsys, moments, seed = sys.argv[1], sys.argv[2], int(sys.argv[3]), int(sys.argv[4])
     print(f"seed {seed}", flush=True)
@@ -179,7 +240,7 @@ def main():
     source = rng.randbytes(SOURCE_BYTES)
     with open("source", "wb") as file:
         file.write(source)
-    trial = {"write": Writes, "copy": Copies}[kind](fsys, rng, source)
+    trial = {"write": Writes, "copy": Copies, "locations": Locations}[kind](fsys, rng, source)
     killed = sum(trial.moment(number) for number in range(moments))
     print(f"{moments} moments, killed in {killed} of them; {trial.told()}")
     if killed < moments // 3:

@@ -59,6 +59,32 @@ inject() {
     "$fsys" "$@" >out 2>err || code=$?
 }
 was_injected() { grep -F '(INJECTED)' trace >/dev/null; }
+# Has the case go on in a mount namespace and a folder of its own. Said first.
+in_own_namespace() {
+  local case=${FUNCNAME[1]#case_}
+  [ "${own_namespace:-}" = "$case" ] && return
+  is_root || skip "mounting needs root"
+  unshare -m --propagation private true 2>err || skip "no mount namespaces here: $(head -n 1 err)"
+  own_namespace=$case exec unshare -m --propagation private "$self" "$fsys" "$case"
+}
+# Mounts a drive in a file, as a fixed disk is, or one in memory, on a folder; there only.
+mount_disk() {
+  mkdir "$1" && truncate -s 8M "$1.image" && mkfs.ext4 -q "$1.image" 2>err &&
+    mount -o loop "$1.image" "$1" 2>err || skip "no drive in a file here: $(head -n 1 err)"
+  mounted+=("$PWD/$1")
+  trap unmount_all EXIT
+}
+mount_memory() {
+  mkdir -p "$1" && mount -t tmpfs -o size="${2:-1M}" memory "$1" 2>err ||
+    skip "mounting is not allowed here: $(head -n 1 err)"
+  mounted+=("$PWD/$1")
+  trap unmount_all EXIT
+}
+unmount_all() {
+  local number
+  for ((number = ${#mounted[@]} - 1; number >= 0; --number)); do umount -l "${mounted[number]}"; done
+}
+mounted=()
 # Until a condition holds, at most ten seconds.
 until_true() {
   local tries
@@ -92,6 +118,9 @@ if [ $# = 0 ]; then
 fi
 for name in "$@"; do
   folder=$(mktemp -d "${TMPDIR:-/tmp}/fsys-tool.XXXXXX")
+  # Neither settings nor lists of whoever runs this.
+  export XDG_CONFIG_HOME="$folder/.config" XDG_STATE_HOME="$folder/.state"
+  unset FSYS_PROJECT
   (cd "$folder" && "case_$name")
   code=$?
   rm -rf "$folder"

@@ -31,8 +31,11 @@ case_doctor_says_how_files_are_transferred() {
 case_every_command_has_help_and_the_manual_page_names_it() {
   local command page
   page=$(dirname "$demo")/fsys.1
-  for command in read write copy verify doctor demo; do
-    expect 0 "$command" --help
+  for command in read write copy verify doctor demo drives "locations list" "locations add" \
+    "locations remove" "locations rename" "locations check" prepare "task set" "task get" \
+    "task clear" best time "unc to" "unc from"; do
+    # shellcheck disable=SC2086
+    expect 0 $command --help
     grep -q "^\.B fsys $command" "$page" || fail "the manual page has no $command"
     grep -oE -- '^ *(-[a-z],)?--[a-z-]+' out | grep -oE -- '--[a-z-]+'  | sort -u | while read -r option; do
       grep -qF -- "${option//-/\\-}" "$page" || { echo "$option"; exit 1; }

@@ -1,5 +1,6 @@
 #include "tools/fsys/Command.h"
 
+#include <CLI/CLI.hpp>
 #include <new>
 
 #include "platform/OS.h"
@@ -12,11 +13,19 @@ void Command::attach(CLI::App& app) {
   app_->add_flag("--verbose", verbose_, "Show the engine's own messages on standard error");
 }
 
+std::string Command::name() const {
+  const CLI::App* group = app_->get_parent();
+  bool isGrouped = group->get_parent() != nullptr;
+  return isGrouped ? group->get_name() + " " + app_->get_name() : app_->get_name();
+}
+
+bool Command::wasNamed() const { return app_ && app_->parsed(); }
+
 ExitCode Command::run() {
   results_["command"] = name();
   ExitCode code = execute();
   results_["ok"] = code == ExitCode::eSuccess;
-  if (json_) printJson();
+  if (json_) printJson(results_);
   return code;
 }
 
@@ -27,7 +36,7 @@ void Command::report(const ToolError& error, int exitCode) {
   }
   try {
     noteFailure(error, exitCode);
-    printJson();
+    printJson(results_);
   } catch (const std::bad_alloc&) {
     printShortFailure(output(), error.code(), exitCode);
   }
@@ -45,13 +54,39 @@ void Command::noteFailure(const ToolError& error, int exitCode) {
   results_["error"] = failure;
 }
 
-void Command::printJson() const {
-  results_.print(output());
+void Command::printJson(const Json& json) const {
+  json.print(output());
   std::fputc('\n', output());
+}
+
+void Command::tellNow(const Json& json) const {
+  if (json_) printJson(json);
 }
 
 void Command::say(const std::string& line) const {
   if (!json_ && !quiet_) std::fprintf(output(), "%s\n", line.c_str());
+}
+
+CLI::App* Command::addCommand(CLI::App& app, const char* name, const char* what) {
+  return app.add_subcommand(name, what);
+}
+
+// A group is made by the first of its commands.
+CLI::App* Command::addCommand(CLI::App& app, const Group& group, const char* name,
+                              const char* what) {
+  for (CLI::App* there : app.get_subcommands([](CLI::App*) { return true; }))
+    if (there->get_name() == group.name) return there->add_subcommand(name, what);
+  CLI::App* made = app.add_subcommand(group.name, group.what);
+  made->require_subcommand(1);
+  return made->add_subcommand(name, what);
+}
+
+void Command::addWord(CLI::App* app, const char* name, std::string& value, const char* what) {
+  app->add_option(name, value, what)->required();
+}
+
+void Command::addFlag(CLI::App* app, const char* name, bool& value, const char* what) {
+  app->add_flag(name, value, what);
 }
 
 CLI::Option* Command::addSize(CLI::App* app, const std::string& name, uint64_t& value,

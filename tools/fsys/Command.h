@@ -1,6 +1,5 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -8,6 +7,11 @@
 #include "tools/fsys/Json.h"
 #include "tools/fsys/LatencyStats.h"
 #include "tools/fsys/ToolError.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 // Command: what every command of the tool has: its common options, its results, its output.
 // Story      main makes one of each kind; each registers its options; the one that was named runs.
@@ -23,8 +27,9 @@ public:
 
   // Adds the command to the command line.
   void attach(CLI::App& app);
-  bool wasNamed() const { return app_ && app_->parsed(); }
-  std::string name() const { return app_->get_name(); }
+  bool wasNamed() const;
+  // As it is written behind "fsys", with the name of its group.
+  std::string name() const;
   // Runs; prints its results unless it throws.
   ExitCode run();
   // Prints a failure: on standard error in words, or as the one JSON object. Where there is no
@@ -33,6 +38,8 @@ public:
 
   bool isVerbose() const { return verbose_; }
   bool wantsJson() const { return json_; }
+  // Whether it transfers media: then the engine is there while it runs.
+  virtual bool usesEngine() const { return true; }
 
 protected:
   virtual CLI::App* define(CLI::App& app) = 0;
@@ -43,7 +50,21 @@ protected:
   void say(const std::string& line) const;
   bool wantsProgress() const { return !quiet_; }
   Json& results() { return results_; }
+  // Prints an object before the last one, for commands that go on: where objects are wanted.
+  void tellNow(const Json& json) const;
 
+  // Group: a name in front of the names of several commands, and what they have in common.
+  struct Group {
+    const char* name;
+    const char* what;
+  };
+  // Adds a command, to its group if it has one.
+  static CLI::App* addCommand(CLI::App& app, const char* name, const char* what);
+  static CLI::App* addCommand(CLI::App& app, const Group& group, const char* name,
+                              const char* what);
+  // A word that must be there, and a flag.
+  static void addWord(CLI::App* app, const char* name, std::string& value, const char* what);
+  static void addFlag(CLI::App* app, const char* name, bool& value, const char* what);
   // Adds a size option, bounded.
   static CLI::Option* addSize(CLI::App* app, const std::string& name, uint64_t& value,
                               uint64_t least, uint64_t most, const std::string& what);
@@ -51,7 +72,7 @@ protected:
 private:
   FILE* output() const { return outputIsData() ? stderr : stdout; }
   void noteFailure(const ToolError& error, int exitCode);
-  void printJson() const;
+  void printJson(const Json& json) const;
 
   CLI::App* app_ = nullptr;
   Json results_;

@@ -1,5 +1,7 @@
 #include "tools/fsys/CopyCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/FileCopier.h"
 #include "tools/fsys/Limits.h"

@@ -1,5 +1,6 @@
 #include "tools/fsys/DemoCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <future>
@@ -197,10 +198,8 @@ void DemoCommand::tellRow(const std::string& what, const std::string& file,
   putLatency(row, figures.latency);
   row["cache_hits"] = figures.cacheHits;
   results()["rows"].push_back(row);
-  std::string name = inQuotes(lastPartOf(file));
-  name = name.substr(1, name.size() - 2);
-  say(text("%-9s %-24s %7.0f %7.1f %9llu %6llu %8.2f %9.2f %11llu", what.c_str(), name.c_str(),
-           static_cast<double>(figures.bytes) / kMegabyte,
+  say(text("%-9s %-24s %7.0f %7.1f %9llu %6llu %8.2f %9.2f %11llu", what.c_str(),
+           escaped(lastPartOf(file)).c_str(), static_cast<double>(figures.bytes) / kMegabyte,
            megabytesPerSecond(figures.bytes, streaming_ms_),
            static_cast<unsigned long long>(figures.pictures),
            static_cast<unsigned long long>(figures.late), figures.latency.percentile(0.99),

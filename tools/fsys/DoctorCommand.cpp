@@ -4,33 +4,17 @@
 #include <sys/statvfs.h>
 #include <sys/utsname.h>
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <fstream>
 
 #include "platform/OS.h"
 #include "tools/fsys/DirectIoProbe.h"
+#include "tools/fsys/DriveKind.h"
 #include "tools/fsys/PlainFile.h"
 #include "tools/fsys/Text.h"
 
 namespace {
-
-const char* kindOf(iDiskDrive::eType type) {
-  switch (type) {
-    case iDiskDrive::eFixed:
-      return "fixed";
-    case iDiskDrive::eRemovable:
-      return "removable";
-    case iDiskDrive::eNetwork:
-      return "network";
-    case iDiskDrive::eOptical:
-      return "optical";
-    case iDiskDrive::eMemory:
-      return "memory";
-    case iDiskDrive::eUnknown:
-      break;
-  }
-  return "unknown";
-}
 
 // The first line of a file of the system's; empty when it is not there.
 std::string firstLine(const char* name) {
@@ -130,9 +114,9 @@ void DoctorCommand::tellPath() {
     throw ToolError(ExitCode::eNotAFile, "looking at", path_, "neither a folder nor a file");
   line("path", inQuotes(path_));
   Qv::Ptr<iDiskDrive> drive = OS()->getFileManager()->getDisk(enginePath(path_));
-  json["drive"] = drive ? kindOf(drive->getType()) : "unknown";
+  json["drive"] = drive ? driveKind(drive->getType()) : "unknown";
   json["sector_size"] = drive ? drive->getSectorSize() : 0;
-  line("  drive", drive ? text("%s, sectors of %u bytes", kindOf(drive->getType()),
+  line("  drive", drive ? text("%s, sectors of %u bytes", driveKind(drive->getType()),
                                static_cast<unsigned>(drive->getSectorSize()))
                         : "unknown");
   struct statvfs space = {};

@@ -1,5 +1,6 @@
 #include "tools/fsys/ReadCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "tools/fsys/EngineSession.h"

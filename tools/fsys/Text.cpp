@@ -1,6 +1,7 @@
 #include "tools/fsys/Text.h"
 
 #include <cctype>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <limits>
@@ -8,6 +9,8 @@
 namespace {
 
 constexpr uint64_t kUnit = 1024;
+constexpr unsigned kUnitBits = 10;
+constexpr uint64_t kMostBytes = std::numeric_limits<int64_t>::max();
 constexpr double kMegabyte = 1e6;
 constexpr double kMsPerSecond = 1e3;
 
@@ -16,6 +19,17 @@ bool isControl(const std::string& bytes, size_t at, size_t length) {
   if (length == 1) return lead < 0x20 || lead == 0x7F;
   // The second set of control characters, U+0080 to U+009F.
   return length == 2 && lead == 0xC2 && static_cast<unsigned char>(bytes[at + 1]) < 0xA0;
+}
+
+// Of the letters behind a number: 1 for none; 0 for what is no unit.
+uint64_t unitOf(std::string letters) {
+  for (char& letter : letters)
+    letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+  if (letters.empty() || letters == "B") return 1;
+  if (letters.size() == 3 && letters.substr(1) == "IB") letters.resize(1);
+  static const std::string prefixes = "KMGT";
+  size_t power = letters.size() == 1 ? prefixes.find(letters) : std::string::npos;
+  return power == std::string::npos ? 0 : kUnit << (kUnitBits * power);
 }
 
 }  // namespace
@@ -70,10 +84,24 @@ std::string inQuotes(const std::string& name) {
   return result + '"';
 }
 
+std::string escaped(const std::string& name) {
+  std::string quoted = inQuotes(name);
+  return quoted.substr(1, quoted.size() - 2);
+}
+
 bool isUtf8(const std::string& bytes) {
   for (size_t at = 0; at < bytes.size();) {
     size_t length = utf8LengthAt(bytes, at);
     if (length == 0) return false;
+    at += length;
+  }
+  return true;
+}
+
+bool isPlainText(const std::string& bytes) {
+  for (size_t at = 0; at < bytes.size();) {
+    size_t length = utf8LengthAt(bytes, at);
+    if (length == 0 || isControl(bytes, at, length)) return false;
     at += length;
   }
   return true;
@@ -97,32 +125,28 @@ double megabytesPerSecond(uint64_t bytes, double ms) {
 }
 
 bool parseSize(const std::string& text, uint64_t& bytes) {
-  size_t digits = 0;
-  uint64_t value = 0;
-  constexpr uint64_t most = std::numeric_limits<int64_t>::max();
-  for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
-    uint64_t digit = static_cast<uint64_t>(text[digits] - '0');
-    if (value > (most - digit) / 10) return false;
-    value = value * 10 + digit;
+  const char* end = text.data() + text.size();
+  uint64_t whole = 0;
+  auto [next, error] = std::from_chars(text.data(), end, whole);
+  if (error != std::errc()) return false;
+  double part = 0;
+  bool hasPart = next < end && *next == '.';
+  if (hasPart) {
+    auto [behind, wrong] = std::from_chars(next, end, part, std::chars_format::fixed);
+    if (wrong != std::errc()) return false;
+    next = behind;
   }
-  if (digits == 0) return false;
-  std::string unit;
-  for (size_t i = digits; i < text.size(); ++i)
-    unit += static_cast<char>(std::toupper(static_cast<unsigned char>(text[i])));
-  if (unit == "B") unit.clear();
-  if (unit.size() == 3 && unit.substr(1) == "IB") unit.resize(1);
-  static const std::string prefixes = "KMGT";
-  size_t power = 0;
-  if (!unit.empty()) {
-    if (unit.size() != 1 || prefixes.find(unit) == std::string::npos) return false;
-    power = prefixes.find(unit) + 1;
-  }
-  for (; power > 0; --power) {
-    if (value > most / kUnit) return false;
-    value *= kUnit;
-  }
-  bytes = value;
+  uint64_t unit = unitOf(std::string(next, end));
+  // There is no part of a byte.
+  if (unit == 0 || (hasPart && unit == 1) || whole > kMostBytes / unit) return false;
+  uint64_t partBytes = static_cast<uint64_t>(part * static_cast<double>(unit));
+  if (whole * unit > kMostBytes - partBytes) return false;
+  bytes = whole * unit + partBytes;
   return true;
+}
+
+std::string bytesOf(const LightweightString<wchar_t>& name) {
+  return std::string(toUTF8(name).view());
 }
 
 LightweightString<wchar_t> enginePath(const std::string& name) {

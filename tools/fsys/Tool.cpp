@@ -1,20 +1,37 @@
 #include "tools/fsys/Tool.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <vector>
 
+#include "tools/fsys/BestCommand.h"
 #include "tools/fsys/CopyCommand.h"
 #include "tools/fsys/DemoCommand.h"
 #include "tools/fsys/DoctorCommand.h"
+#include "tools/fsys/DrivesCommand.h"
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/Interrupt.h"
+#include "tools/fsys/LocationsAddCommand.h"
+#include "tools/fsys/LocationsCheckCommand.h"
+#include "tools/fsys/LocationsListCommand.h"
+#include "tools/fsys/LocationsRemoveCommand.h"
+#include "tools/fsys/LocationsRenameCommand.h"
+#include "tools/fsys/Messages.h"
+#include "tools/fsys/PrepareCommand.h"
 #include "tools/fsys/ReadCommand.h"
+#include "tools/fsys/TaskClearCommand.h"
+#include "tools/fsys/TaskGetCommand.h"
+#include "tools/fsys/TaskSetCommand.h"
+#include "tools/fsys/TimeCommand.h"
+#include "tools/fsys/UncFromCommand.h"
+#include "tools/fsys/UncToCommand.h"
 #include "tools/fsys/VerifyCommand.h"
 #include "tools/fsys/WriteCommand.h"
 
@@ -24,14 +41,19 @@ using Commands = std::vector<std::unique_ptr<Command>>;
 
 constexpr int kSignalExit = 128;  // and the signal's number
 
-Commands makeCommands(CLI::App& app) {
+template <typename... Kinds>
+Commands made() {
   Commands commands;
-  commands.push_back(std::make_unique<ReadCommand>());
-  commands.push_back(std::make_unique<WriteCommand>());
-  commands.push_back(std::make_unique<CopyCommand>());
-  commands.push_back(std::make_unique<VerifyCommand>());
-  commands.push_back(std::make_unique<DoctorCommand>());
-  commands.push_back(std::make_unique<DemoCommand>());
+  (commands.push_back(std::make_unique<Kinds>()), ...);
+  return commands;
+}
+
+Commands makeCommands(CLI::App& app) {
+  Commands commands = made<ReadCommand, WriteCommand, CopyCommand, VerifyCommand, DoctorCommand,
+                           DemoCommand, DrivesCommand, LocationsListCommand, LocationsAddCommand,
+                           LocationsRemoveCommand, LocationsRenameCommand, LocationsCheckCommand,
+                           PrepareCommand, TaskSetCommand, TaskGetCommand, TaskClearCommand,
+                           BestCommand, TimeCommand, UncToCommand, UncFromCommand>();
   for (const auto& command : commands) command->attach(app);
   return commands;
 }
@@ -74,7 +96,9 @@ int reported(Command& command, const ToolError& error) {
 int runCommand(Command& command) {
   try {
     Interrupt::install();
-    EngineSession engine(command.isVerbose());
+    sendMessages(command.isVerbose());
+    std::optional<EngineSession> engine;
+    if (command.usesEngine()) engine.emplace();
     return static_cast<int>(command.run());
   } catch (const ToolError& error) {
     return reported(command, error);
@@ -94,7 +118,8 @@ int flushed(int code) {
 }
 
 int runCommandLine(int count, const char* const* arguments) {
-  CLI::App app("Streams media files through the fsys engine, and checks them.", "fsys");
+  CLI::App app("Streams media files through the fsys engine, and knows where media is kept.",
+               "fsys");
   app.set_version_flag("--version", "fsys " FSYS_TOOL_VERSION);
   app.require_subcommand(1);
   app.get_formatter()->column_width(34);

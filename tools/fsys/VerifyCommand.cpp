@@ -1,5 +1,6 @@
 #include "tools/fsys/VerifyCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <new>
 

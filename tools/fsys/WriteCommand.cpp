@@ -1,5 +1,6 @@
 #include "tools/fsys/WriteCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <new>
 #include <optional>

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "tools/fsys/Apart.h"
 #include "tools/fsys/Tool.h"
 
 namespace {
@@ -21,5 +22,5 @@ int main(int count, char** arguments) {
   openStandardDescriptors();
   // In step with standard error, also where both go to one file.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  return runTool(count, arguments);
+  return mayBeHeld(count, arguments) ? runApart(count, arguments) : runTool(count, arguments);
 }

@@ -15,13 +15,15 @@ struct ToolScenario {
   void (*prepare)(const ToolStage&);
   // What is not as it is promised; empty when all is. Exit code 0: every byte is right.
   std::string (*judge)(const ToolStage&, const ToolRun&);
-  const char* input = nullptr;  // the name of standard input; nothing comes without
-  bool goesByTheClock = false;  // how many calls it makes depends on it
+  const char* input = nullptr;   // the name of standard input; nothing comes without
+  bool callsVary = false;        // how many calls it makes depends on the clock, or on the machine
+  bool asksTheRegistry = false;  // which goes on without what it could not learn
 };
 
 // For the names of tests.
 inline void PrintTo(const ToolScenario& scenario, std::ostream* out) { *out << scenario.name; }
 
-// Every command, in its forms, but the demo.
+// Every command, in its forms, but the demo. Those that ask the registry are the storage ones.
 const std::vector<ToolScenario>& toolScenarios();
+std::vector<ToolScenario> storageScenarios();
 const ToolScenario& toolDemoScenario();

@@ -3,8 +3,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
+#include <string_view>
 #include <vector>
 
+#include "platform/common/FileReplacement.h"
 #include "tests/support/Pattern.h"
 #include "tools/fsys/Stamp.h"
 
@@ -37,6 +40,10 @@ void ToolStage::putStamped(const std::string& name, uint64_t bytes, uint64_t see
   std::vector<unsigned char> content(bytes);
   Stamp::fill(content.data(), 0, bytes, seed);
   write(name, content.data(), bytes);
+}
+
+void ToolStage::putText(const std::string& name, const std::string& text) const {
+  write(name, text.data(), text.size());
 }
 
 void ToolStage::makeFolder(const std::string& name) const { fs::create_directories(path(name)); }
@@ -79,7 +86,20 @@ std::string ToolStage::whyNotStamped(const std::string& name, uint64_t bytes, ui
          (right == is.size() ? "" : name + ": byte " + std::to_string(right) + " is wrong; ");
 }
 
+// What a save could not take away is left to the next save of that file.
+void ToolStage::sweepLists() const {
+  std::set<fs::path> lists;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder_))
+    for (const char* list :
+         {"DefNetDrive.txt", "UnmountedDrives.txt", "MediaSpaceInfo.txt", "preferences"})
+      if (entry.path().filename().string().starts_with(".fsys-" + std::string(list) + "."))
+        lists.insert(entry.path().parent_path() / list);
+  for (const fs::path& list : lists)
+    FileReplacement::sweep(fromUTF8(std::string_view(list.string())));
+}
+
 std::string ToolStage::leftovers() const {
+  sweepLists();
   std::string left;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder_))
     if (entry.path().filename().string().rfind(".fsys-", 0) == 0)

@@ -16,6 +16,7 @@ public:
   void put(const std::string& name, uint64_t bytes, uint64_t offset = 0) const;
   // A file of stamped sectors.
   void putStamped(const std::string& name, uint64_t bytes, uint64_t seed) const;
+  void putText(const std::string& name, const std::string& text) const;
   void makeFolder(const std::string& name) const;
   // Takes away all that is not given.
   void clear() const;
@@ -31,9 +32,11 @@ public:
   std::string whyNot(const std::string& name, uint64_t bytes) const;
   std::string whyNotStamped(const std::string& name, uint64_t bytes, uint64_t seed) const;
   // The names below the folder that are unfinished files, in words; empty when there are none.
+  // Those that the next save of a list takes away are none.
   std::string leftovers() const;
 
 private:
+  void sweepLists() const;
   void write(const std::string& name, const void* bytes, uint64_t count) const;
   const std::string folder_;
   bool zerosAllowed_ = false;

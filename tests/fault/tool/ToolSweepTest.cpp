@@ -4,6 +4,7 @@
 
 #include "tests/fault/FaultSweepFixture.h"
 #include "tests/fault/tool/ToolPlay.h"
+#include "tests/support/OwnMounts.h"
 #include "tests/support/ScratchFolder.h"
 
 namespace {
@@ -20,6 +21,7 @@ protected:
 
   static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
   struct sigaction before_[std::size(kSignals)];
+  OwnMounts own_;
   ScratchFolder folder_;
 };
 
@@ -37,7 +39,7 @@ TEST_P(ToolSweepTest, EveryAllocationMayBeRefused) {
     GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
   ToolPlay play(folder_.path(), GetParam());
   FaultSweep sweep(layer, play, depth(), true);
-  sweep.setStep(soakTurns(13, 1));
+  sweep.setStep(soakTurns(GetParam().asksTheRegistry ? 31 : 13, 1));
   sweep.sweepAllocations();
   tell(sweep);
 }

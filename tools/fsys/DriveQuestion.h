@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/PathHelpers.h"
+#include "tools/fsys/ToolError.h"
+
+// Questions about a path that a drive answers; one that is silent is not waited for.
+
+// DriveAnswer: yes, or why not.
+struct DriveAnswer {
+  bool yes = false;
+  uint32_t error = 0;  // an OsError, or 0: it is not so
+  bool isSilent() const;
+};
+
+DriveAnswer askIsFolder(const PathString& path);
+DriveAnswer askIsWritable(const PathString& path);
+// Whether both media folders are there.
+DriveAnswer askIsPrepared(const PathString& path);
+
+// As engineError; that a drive is silent is said in plain words.
+ToolError driveError(const std::string& doing, const PathString& path, uint32_t error);
+// Throws unless it is a folder that is there.
+void requireFolder(const std::string& doing, const PathString& path);
+// Throws unless media may be made in the folder.
+void requireWritable(const std::string& doing, const PathString& path);
