@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 // InputBytes: the fuzzer's input, read as numbers from its start. At its end it gives zeros.
 class InputBytes {
@@ -18,8 +20,19 @@ public:
   }
   uint32_t below(uint32_t limit) { return static_cast<uint32_t>(number(1)) % limit; }
   bool flag() { return number(1) % 2 == 1; }
+  // As many bytes as the next one says; fewer at the end.
+  std::string_view text() {
+    return textOf(std::min(static_cast<size_t>(number(1)), static_cast<size_t>(end_ - next_)));
+  }
+  std::string_view rest() { return textOf(static_cast<size_t>(end_ - next_)); }
 
 private:
+  std::string_view textOf(size_t count) {
+    const auto* begin = reinterpret_cast<const char*>(next_);
+    next_ += count;
+    return {begin, count};
+  }
+
   const uint8_t* next_;
   const uint8_t* end_;
 };

@@ -13,6 +13,7 @@ namespace Figures {
 using Figure = double (*)(const Round&);
 
 inline double throughput(const Round& round) { return round.mbPerSecond(); }
+inline double seconds(const Round& round) { return round.seconds; }
 inline double cpu(const Round& round) { return round.cpuPerMb_us(); }
 inline double p50(const Round& round) { return Statistics::quantile(round.latencies_us, 0.5); }
 inline double p99(const Round& round) { return Statistics::quantile(round.latencies_us, 0.99); }

@@ -90,6 +90,11 @@ Bar Judge::cpuShareTold(const Row& row, const std::string& of) {
               Figures::medianRatio(row.engine(), row.side(of), Figures::cpu));
 }
 
+Bar Judge::time(const Row& row, const std::string& of, double most) {
+  return atMost("time over " + of, "x %.3f",
+                Figures::medianRatio(row.engine(), row.side(of), Figures::seconds), most);
+}
+
 Bar Judge::worstStream(const Row& row, double least) {
   return atLeast("slowest stream over the mean", "x %.2f",
                  Figures::median(row.engine(), Figures::worstStream), least);

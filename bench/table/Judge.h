@@ -25,6 +25,8 @@ Bar aheadOf(const Row& row, const std::vector<std::string>& sides);
 Bar cpu(const Row& row, double most_us);
 Bar cpuShare(const Row& row, const std::string& of, double most);
 Bar cpuShareTold(const Row& row, const std::string& of);
+// The engine's time over a side's.
+Bar time(const Row& row, const std::string& of, double most);
 // The engine's slowest stream over the mean of its streams.
 Bar worstStream(const Row& row, double least);
 

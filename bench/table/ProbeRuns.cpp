@@ -13,11 +13,14 @@
 #include "bench/table/EngineSide.h"
 #include "bench/table/Holder.h"
 #include "bench/table/IdleFiles.h"
+#include "bench/table/LookUps.h"
+#include "bench/table/ManyDrives.h"
 #include "bench/table/MemoryProbe.h"
 #include "bench/table/Options.h"
 #include "bench/table/Probes.h"
 #include "bench/table/RingEntries.h"
 #include "bench/table/Statistics.h"
+#include "bench/table/ToolProbe.h"
 #include "bench/table/Trace.h"
 #include "fsys/FsysPoll.h"
 
@@ -30,6 +33,7 @@ namespace {
 constexpr uint32_t kPiece = 4096;
 constexpr uint32_t kBlock = 1 << 20;
 constexpr unsigned kPasses = 200;
+constexpr unsigned kTurns = 10;
 constexpr unsigned kWarmTransfers = 64;
 constexpr unsigned kTransfers = 256;
 constexpr uint32_t kTransferBytes = 65536;
@@ -134,17 +138,36 @@ int runAddresses(const std::string& spare) {
   return 0;
 }
 
-int runIdle(const Workload::File& file) {
+double medianPass_us(unsigned passes) {
   using Clock = std::chrono::steady_clock;
-  IdleFiles files(file.path, Probes::kIdleFiles);
   FsysPoll* poll = FsysPeer::readPoll(*theFsys);
   std::vector<double> passes_us;
-  for (unsigned i = 0; i < kPasses; ++i) {
+  for (unsigned i = 0; i < passes; ++i) {
     auto start = Clock::now();
     poll->Polltasks();
     passes_us.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
   }
-  std::printf("pass_us=%.2f\n", Statistics::median(passes_us));
+  return Statistics::median(passes_us);
+}
+
+int runIdle(const Workload::File& file) {
+  IdleFiles files(file.path, Probes::kIdleFiles);
+  std::printf("pass_us=%.2f\n", medianPass_us(kPasses));
+  return files.wrong() == 0 ? 0 : 1;
+}
+
+// The same files, with and without drives in turn.
+int runIdleAmongDrives(const Workload::File& file, const std::string& folder) {
+  IdleFiles files(file.path, Probes::kIdleFiles);
+  std::vector<double> none_us, many_us, ratios;
+  for (unsigned turn = 0; turn < kTurns; ++turn) {
+    none_us.push_back(medianPass_us(kPasses / kTurns));
+    ManyDrives drives(folder);
+    many_us.push_back(medianPass_us(kPasses / kTurns));
+    ratios.push_back(many_us.back() / none_us.back());
+  }
+  std::printf("none_us=%.2f many_us=%.2f ratio=%.4f\n", Statistics::median(none_us),
+              Statistics::median(many_us), Statistics::median(ratios));
   return files.wrong() == 0 ? 0 : 1;
 }
 
@@ -154,10 +177,14 @@ int runNamed(const Options& options) {
   if (name == "hits") return runHits(file);
   if (name == "hit-allocations") return runHitAllocations(file);
   if (name == "idle") return runIdle(file);
+  if (name == "idle-drives") return runIdleAmongDrives(file, options.probeSpare);
   if (name == "allocations") return runAllocations(file, options.probeSpare);
   if (name == "staged") return runStaged(file, options.probeBytes);
   if (name == "addresses") return runAddresses(options.probeSpare);
   if (name == "memory") return MemoryProbe::run(file, options.probeBytes);
+  if (name == "look-ups") return LookUps::printTimes(options.probeSpare);
+  if (name == "look-up-allocations") return LookUps::printAllocations(options.probeSpare);
+  if (name == "drives") return ToolProbe::run(file.path, options.probeSpare);
   return 2;
 }
 

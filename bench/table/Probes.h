@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "bench/table/Trace.h"
 #include "bench/table/Workload.h"
@@ -19,6 +20,10 @@ struct Options;
 //   staged           small unaligned writes between two marks that a tracer sees
 //   addresses        from where the kernel was told to write
 //   memory           what stays of a burst of reads
+//   idle-drives      passes over many idle files, with many drives registered and with none
+//   look-ups         how long look-ups among many drives take
+//   look-up-allocations  what they ask the heap for
+//   drives           how long the tool takes to list many mounts
 namespace Probes {
 
 constexpr uint64_t kHits = 10000;
@@ -59,5 +64,26 @@ struct Memory {
   double start_mib = 0, most_mib = 0, end_mib = 0, limit_mib = 0;
 };
 Memory memory(const Workload::File& file, uint64_t bytes);
+
+// The time of a pass with ManyDrives::kMany drives, over that with none.
+struct PassAmongDrives {
+  Outcome ratio;
+  double none_us = 0, many_us = 0;
+};
+PassAmongDrives passAmongDrives(const Workload::File& file, const std::string& folder);
+
+// Looking for one of ManyDrives::kMany drives by one of its keys.
+struct LookUp {
+  std::string key;
+  Outcome median_us, slowest_us, allocations;
+};
+std::vector<LookUp> lookUps(const std::string& folder);
+
+// The tool beside this program lists its mounts.
+struct Listing {
+  Outcome listed_ms;
+  Outcome hung_ms;  // one of them never answers
+};
+Listing listing(const std::string& folder);
 
 }  // namespace Probes

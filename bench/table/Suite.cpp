@@ -28,6 +28,7 @@ void Suite::run() {
   reads();
   writes();
   trips();
+  storage();
 }
 
 Row& Suite::add(const std::string& name, Row::eKind kind, Contest& contest) {

@@ -58,6 +58,13 @@ private:
   void counted();
   void memory();
 
+  // Drives (SuiteStorage.cpp).
+  void storage();
+  void lookUps();
+  void readsAmongDrives();
+  void passAmongDrives();
+  void toolListsDrives();
+
   Options options_;
   Scratch scratch_;
   Caches caches_;
