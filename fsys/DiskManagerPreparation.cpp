@@ -46,10 +46,9 @@ bool DiskManager::prepareVolumeForMedia(DriveId id) {
   for (const Text& folder : {folderOf(id, L"Material"), folderOf(id, L"Sound")}) {
     bool success =
         isThere && (DriveQuestions::folderIsThere(folder) || DriveQuestions::makeFolder(folder));
-    if (success) continue;
-    LogBoth("DiskManager::prepareVolumeForMedia : Failed to create %s\n", toUTF8(folder).c_str());
-    (void)FSYS_CHECK(success, "fsys/DiskManager line 873");
-    return false;
+    if (!success)
+      LogBoth("DiskManager::prepareVolumeForMedia : Failed to create %s\n", toUTF8(folder).c_str());
+    if (!FSYS_CHECK(success, "fsys/DiskManager line 873")) return false;
   }
   return true;
 }

@@ -6,7 +6,9 @@
 //   static_assert     what the compiler can know.
 //   FSYS_CHECK        a fixed diagnostic: prints "assertion failed <condition> at <place>\n" and
 //                     answers the condition; the caller goes on with a defined fallback. The place
-//                     is a literal, since it can be observed.
+//                     is a literal, since it can be observed. In an `if`, its body is the fallback.
+//                     As a statement, `(void)FSYS_CHECK(...)`: reported, and the work goes on as it
+//                     stands; with `false` for a condition the branch around is the fallback.
 //   FSYS_INVARIANT    a belief of our own: when it is broken, builds with FSYS_ABORT_ON_INVARIANT
 //                     abort, others log.
 
