@@ -75,9 +75,7 @@ bool DiskManager::saveDriveInfo(const MediaDrive& drive) {
   return true;
 }
 
-bool DiskManager::writableVolume(const Text& path) {
-  return DriveQuestions::isWritableFolder(path);
-}
+bool DiskManager::writableVolume(const Text& path) { return DriveQuestions::isWritable(path); }
 
 bool DiskManager::isVolumeWritable(DriveId id) {
   return writableVolume(Text() + static_cast<wchar_t>(id.code()) + L":\\");

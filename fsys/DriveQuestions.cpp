@@ -10,7 +10,7 @@ bool DriveQuestions::folderIsThere(const Text& path) {
       .value_or(false);
 }
 
-bool DriveQuestions::isWritableFolder(const Text& path) {
+bool DriveQuestions::isWritable(const Text& path) {
   return askDrive(path, [path] { return OS()->getFileManager()->isWritable(path); })
       .value_or(false);
 }

@@ -72,6 +72,8 @@ TYPED_TEST(NamesConformance, WhatThisProcessMayWriteIsWritable) {
   EXPECT_TRUE(this->files()->isWritable(this->makeFolder(L"media")));
   EXPECT_TRUE(this->files()->isWritable(this->makeFile(L"file", std::string("x"))));
   EXPECT_EQ(this->content(this->path(L"file")), "x") << "nothing is written";
+  EXPECT_FALSE(this->files()->isWritable(this->path(L"file/"))) << "it is no folder";
+  this->expectError(this->files()->isWritable(L""), eOsNotFound);
   this->expectError(this->files()->isWritable(this->path(L"none")), eOsNotFound);
   this->expectError(this->files()->isWritable(kNulName), eOsInvalid);
 }
