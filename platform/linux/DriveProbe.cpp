@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "platform/OsErrors.h"
-#include "platform/linux/LinuxThread.h"
 #include "platform/linux/StayLoaded.h"
 
 namespace {
@@ -32,60 +31,62 @@ uint32_t DriveProbe::run(const Qv::Ptr<iTask>& errand, unsigned patience_ms) {
   return wait(hand(errand), deadline);
 }
 
+// Of a turn that nobody waits for.
+DriveProbe::Turn::~Turn() {
+  if (thread_) thread_->detach();
+}
+
 Qv::Ptr<DriveProbe::Turn> DriveProbe::hand(const Qv::Ptr<iTask>& errand) {
   Qv::Ptr<Turn> turn(new Turn(errand));
   bool isOwn = served == this;
   uint32_t result = isOwn ? runHere(errand) : 0;
-  {
-    MutexLock lock(lock_);
-    leaveToParentLocked();
-    bool isRefused = underWay_ && underWay_->state_ == Turn::eIsLate;
-    if (isOwn || isRefused) {
-      endLocked(*turn, isOwn ? result : static_cast<uint32_t>(eOsTimedOut));
-      return turn;
-    }
-    waiting_.push_back(turn);
-    if (std::exchange(hasThread_, true)) return turn;
+  Turns refused;  // goes without the lock
+  MutexLock lock(lock_);
+  leaveToParentLocked();
+  bool isRefused = underWay_ && underWay_->state_ == Turn::eIsLate;
+  if (isOwn || isRefused) {
+    endLocked(*turn, isOwn ? result : static_cast<uint32_t>(eOsTimedOut));
+    return turn;
   }
-  beginThread();
+  waiting_.push_back(turn);
+  // Who has no thread has nobody under way, and so everybody waits.
+  hasThread_ = hasThread_ || beginThreadLocked();
+  if (!hasThread_) refuseWaitingLocked(eOsNoMemory, refused);
   return turn;
 }
 
 uint32_t DriveProbe::wait(const Qv::Ptr<Turn>& turn, Deadline deadline) {
-  Turns refused;  // goes without the lock
-  MutexLock lock(lock_);
-  while (turn->state_ != Turn::eEnded && turn->changed_.waitUntil(lock_, deadline)) {
-  }
-  if (turn->state_ == Turn::eEnded) return turn->result_;
-  if (turn->state_ == Turn::eWaits) {
-    waiting_.erase(std::find(waiting_.begin(), waiting_.end(), turn));
-    endLocked(*turn, eOsTimedOut);
-  } else {
-    turn->state_ = Turn::eIsLate;
-    refuseWaitingLocked(eOsTimedOut, refused);
-  }
-  return eOsTimedOut;
-}
-
-// Who has no thread has nobody under way, and so everybody waits.
-void DriveProbe::beginThread() {
-  stayLoaded();
-  auto entry = [](void* probe) { static_cast<DriveProbe*>(probe)->work(); };
-  addRef();
-  LinuxThread thread;
-  if (thread.start("fsys drive", entry, this, LinuxThread::eEndsSoon)) return thread.detach();
-  Turns refused;
+  Turns refused;  // these two go without the lock
+  std::unique_ptr<LinuxThread> ended;
+  bool isGivenUp = false;
   {
     MutexLock lock(lock_);
-    hasThread_ = false;
-    refuseWaitingLocked(eOsNoMemory, refused);
+    while (turn->state_ != Turn::eEnded && turn->changed_.waitUntil(lock_, deadline)) {
+    }
+    isGivenUp = turn->state_ != Turn::eEnded;
+    if (isGivenUp) giveUpLocked(turn, refused);
+    ended = std::move(turn->thread_);
+  }
+  if (ended) ended->join();
+  if (isGivenUp) stayLoaded();
+  return isGivenUp ? static_cast<uint32_t>(eOsTimedOut) : turn->result_;
+}
+
+bool DriveProbe::beginThreadLocked() {
+  std::unique_ptr<LinuxThread> thread(new (std::nothrow) LinuxThread);
+  auto entry = [](void* probe) { static_cast<DriveProbe*>(probe)->work(); };
+  addRef();
+  if (thread && thread->start("fsys drive", entry, this, LinuxThread::eEndsSoon)) {
+    thread_ = std::move(thread);
+    return true;
   }
   decRef();  // the caller has another
+  return false;
 }
 
 void DriveProbe::work() {
   served = this;
-  for (Qv::Ptr<Turn> turn = nextTurn(); turn; turn = nextTurn()) {
+  for (Qv::Ptr<Turn> turn = firstTurn(); turn;) {
     // An errand may ask the drive again as it goes: it is let go before the next one begins.
     Qv::Ptr<iTask> errand;
     {
@@ -94,27 +95,47 @@ void DriveProbe::work() {
     }
     uint32_t result = runHere(errand);
     errand.reset();
-    end(turn, result);
+    turn = nextTurn(*turn, result);
   }
   if (decRef() == 0) delete this;
 }
 
-// Null when none waits; then the thread is no longer one of the probe's.
-Qv::Ptr<DriveProbe::Turn> DriveProbe::nextTurn() {
+// Null when whoever handed one in has given up; then nobody waits for the thread.
+Qv::Ptr<DriveProbe::Turn> DriveProbe::firstTurn() {
   MutexLock lock(lock_);
-  hasThread_ = !waiting_.empty();
-  if (!hasThread_) return nullptr;
-  Qv::Ptr<Turn> turn = waiting_.front();
-  waiting_.erase(waiting_.begin());
-  turn->state_ = Turn::eRuns;
-  underWay_ = turn;
+  Qv::Ptr<Turn> turn = takeTurnLocked();
+  if (!turn) std::exchange(thread_, nullptr)->detach();
   return turn;
 }
 
-void DriveProbe::end(const Qv::Ptr<Turn>& turn, uint32_t result) {
+// Null when none waits; then the thread is left to who waits for the one that has ended.
+Qv::Ptr<DriveProbe::Turn> DriveProbe::nextTurn(Turn& ended, uint32_t result) {
   MutexLock lock(lock_);
+  Qv::Ptr<Turn> turn = takeTurnLocked();
+  if (!turn) ended.thread_ = std::move(thread_);
+  endLocked(ended, result);
+  return turn;
+}
+
+// When none waits the thread is no longer one of the probe's.
+Qv::Ptr<DriveProbe::Turn> DriveProbe::takeTurnLocked() {
   underWay_.reset();
-  endLocked(*turn, result);
+  hasThread_ = !waiting_.empty();
+  if (!hasThread_) return nullptr;
+  underWay_ = waiting_.front();
+  waiting_.erase(waiting_.begin());
+  underWay_->state_ = Turn::eRuns;
+  return underWay_;
+}
+
+void DriveProbe::giveUpLocked(const Qv::Ptr<Turn>& turn, Turns& refused) {
+  if (turn->state_ == Turn::eWaits) {
+    waiting_.erase(std::find(waiting_.begin(), waiting_.end(), turn));
+    endLocked(*turn, eOsTimedOut);
+    return;
+  }
+  turn->state_ = Turn::eIsLate;
+  refuseWaitingLocked(eOsTimedOut, refused);
 }
 
 void DriveProbe::endLocked(Turn& turn, uint32_t result) {
@@ -133,6 +154,7 @@ void DriveProbe::leaveToParentLocked() {
   pid_t own = getpid();
   if (std::exchange(process_, own) == own) return;
   hasThread_ = false;
+  static_cast<void>(thread_.release());
   underWay_.reset();
   waiting_.clear();
 }

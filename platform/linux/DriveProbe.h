@@ -3,9 +3,11 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "platform/OsThreads.h"
+#include "platform/linux/LinuxThread.h"
 #include "platform/linux/WaitCondition.h"
 
 // DriveProbe: stands between callers and a drive that may fall silent.
@@ -18,8 +20,10 @@
 //            once.
 // Threads    any. Errands run and are destroyed with no lock held. One that asks its own drive
 //            something is answered where it runs: it would wait for itself.
-// Ownership  shared with its thread, which may outlive every use of the library; that then stays
-//            in memory. An errand is let go as soon as it has ended.
+// Ownership  shared with its thread. Who waited for the last errand has waited for the thread too,
+//            so that the library can be unloaded. Where somebody has given up, the thread may
+//            outlive every use of the library; that then stays in memory. An errand is let go as
+//            soon as it has ended.
 // Errors     eOsTimedOut: it did not end in time, or was not begun because another is late; then
 //            it never runs, or ends at some later time. eOsNoMemory: there was none for a thread,
 //            and it never runs; or the errand itself ran out of it. Throws std::bad_alloc only in
@@ -34,6 +38,7 @@ public:
   class Turn : public virtual Qv::InternalRefCount {
   public:
     explicit Turn(const Qv::Ptr<iTask>& errand) : errand_(errand) {}
+    ~Turn() override;
 
   private:
     friend class DriveProbe;
@@ -43,6 +48,7 @@ public:
     eState state_ = eWaits;
     uint32_t result_ = 0;  // once it has ended
     Qv::Ptr<iTask> errand_;
+    std::unique_ptr<LinuxThread> thread_;  // that ends with this errand, if nobody has joined it
     WaitCondition changed_;
   };
 
@@ -58,10 +64,12 @@ public:
 private:
   using Turns = std::vector<Qv::Ptr<Turn>>;
 
-  void beginThread();
   void work();
-  Qv::Ptr<Turn> nextTurn();
-  void end(const Qv::Ptr<Turn>& turn, uint32_t result);
+  Qv::Ptr<Turn> firstTurn();
+  Qv::Ptr<Turn> nextTurn(Turn& ended, uint32_t result);
+  bool beginThreadLocked() REQUIRES(lock_);
+  Qv::Ptr<Turn> takeTurnLocked() REQUIRES(lock_);
+  void giveUpLocked(const Qv::Ptr<Turn>& turn, Turns& refused) REQUIRES(lock_);
   void endLocked(Turn& turn, uint32_t result) REQUIRES(lock_);
   void refuseWaitingLocked(uint32_t result, Turns& refused) REQUIRES(lock_);
   void leaveToParentLocked() REQUIRES(lock_);
@@ -69,6 +77,7 @@ private:
   Mutex lock_;
   pid_t process_ GUARDED_BY(lock_) = 0;  // whose turns these are
   bool hasThread_ GUARDED_BY(lock_) = false;
+  std::unique_ptr<LinuxThread> thread_ GUARDED_BY(lock_);  // while there is one
   Qv::Ptr<Turn> underWay_ GUARDED_BY(lock_);
   Turns waiting_ GUARDED_BY(lock_);
 };

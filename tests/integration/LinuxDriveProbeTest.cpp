@@ -105,6 +105,24 @@ TEST_F(LinuxDriveProbeTest, ItsThreadEndsWithTheLastErrand) {
   EXPECT_TRUE(ThreadCount::returnsTo(before));
 }
 
+// Else the library could be unloaded under it.
+TEST_F(LinuxDriveProbeTest, WhoWaitedForTheLastErrandHasWaitedForTheThreadToo) {
+  struct Leaving {
+    ~Leaving() {
+      for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+      if (hasLeft) *hasLeft = true;
+    }
+    std::atomic<bool>* hasLeft = nullptr;
+  };
+  std::atomic<bool> hasLeft{false};
+  auto watchTheThread = [&hasLeft] {
+    thread_local Leaving leaving;
+    leaving.hasLeft = &hasLeft;
+  };
+  EXPECT_EQ(run(watchTheThread), 1u);
+  EXPECT_TRUE(hasLeft);
+}
+
 TEST_F(LinuxDriveProbeTest, AnErrandIsWaitedForUntilItsPatienceIsOverAndNotLess) {
   Stay stay(*probe_);
   double start = Qv::now();
