@@ -8,7 +8,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "platform/OS.h"
 #include "platform/linux/LinuxFileManager.h"
@@ -133,6 +135,30 @@ TEST_F(LinuxAutomountTest, TheDriveOfAPathIsGivenUpWhileTheSystemMounts) {
     ASSERT_TRUE(drive);
     EXPECT_EQ(drive->getFileSystem(), L"tmpfs");
   }
+}
+
+TEST_F(LinuxAutomountTest, ManyWhoAskAtOnceAreAllGivenUpAndCostOneThread) {
+  constexpr unsigned kAskers = 8;
+  constexpr unsigned kEach = 20;
+  size_t before = ThreadCount::atRest();
+  AutomountedFolder disk(folder_.bytes("disk"), AutomountedFolder::eWhenLetGo);
+  if (!disk.isMounted()) GTEST_SKIP() << kRefused;
+  std::vector<std::thread> askers;
+  askers.reserve(kAskers);
+  for (unsigned i = 0; i < kAskers; ++i)
+    askers.emplace_back([this] {
+      for (unsigned turn = 0; turn < kEach; ++turn) {
+        EXPECT_FALSE(linuxFileManager()->getDisk(folder_ / "disk/clip"));
+        EXPECT_EQ(nativeOS()->getErrors()->getLastError(), eOsTimedOut);
+      }
+    });
+  for (std::thread& asker : askers) asker.join();
+  disk.waitUntilAsked();
+  disk.letGo();
+  EXPECT_TRUE(ThreadCount::returnsTo(before));
+  Drive drive = linuxFileManager()->getDisk(folder_ / "disk/clip");
+  ASSERT_TRUE(drive);
+  EXPECT_EQ(drive->getFileSystem(), L"tmpfs");
 }
 
 }  // namespace

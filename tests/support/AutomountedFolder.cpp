@@ -40,10 +40,12 @@ AutomountedFolder::AutomountedFolder(const std::string& folder, eAnswers answers
 
 AutomountedFolder::~AutomountedFolder() {
   letGo();
+  // Nobody is left waiting: the server mounts what it was asked for before it ends.
+  if (line_ >= 0) shutdown(line_, SHUT_WR);
+  if (server_ > 0) waitpid(server_, nullptr, 0);
   if (isMounted_) umount2(folder_.c_str(), MNT_DETACH);
   if (isMounted_) umount2(folder_.c_str(), MNT_DETACH);
   if (line_ >= 0) close(line_);
-  if (server_ > 0) waitpid(server_, nullptr, 0);
 }
 
 bool AutomountedFolder::isAsked() {
@@ -61,18 +63,20 @@ void AutomountedFolder::letGo() {
   [[maybe_unused]] ssize_t told = send(line_, "g", 1, MSG_NOSIGNAL);
 }
 
-// Until the test has gone.
+// Until the test has gone; what the system has asked for by then is mounted.
 void AutomountedFolder::serve(int requests, int line, eAnswers answers) const {
   bool mayAnswer = answers == eAtOnce;
+  bool hasGone = false;
   autofs_v5_packet request = {};
   bool isOpen = false;
   for (;;) {
-    std::array<pollfd, 2> sources = {pollfd{line, POLLIN, 0},
+    std::array<pollfd, 2> sources = {pollfd{hasGone ? -1 : line, POLLIN, 0},
                                      pollfd{isOpen ? -1 : requests, POLLIN, 0}};
-    if (poll(sources.data(), sources.size(), -1) < 0) return;
+    int ready = poll(sources.data(), sources.size(), hasGone ? 0 : -1);
+    if (ready < 0 || (ready == 0 && hasGone)) return;
     char byte = 0;
     if (sources[0].revents != 0) {
-      if (recv(line, &byte, 1, 0) != 1) return;
+      hasGone = recv(line, &byte, 1, 0) != 1;
       mayAnswer = true;
     }
     if (sources[1].revents != 0) {
