@@ -152,10 +152,10 @@ public:
   virtual bool createFolder(const LightweightString<wchar_t>& path) = 0;
   virtual wchar_t getSeparator() const = 0;
 
-  // Every drive that is mounted, in the order of the system's list. Those that may fall silent are
-  // asked all at once whether they are there, so several silent ones take no longer than one. What
-  // the system keeps for itself is listed as excluded; what holds no files is never asked, and not
-  // available. Nothing is mounted because of a look at the list.
+  // Every drive that is mounted, in the order of the system's list. They are asked all at once
+  // whether they are there, so several silent ones take no longer than one. What the system keeps
+  // for itself is listed as excluded; what holds no files is never asked, and not available.
+  // Nothing is mounted because of a look at the list.
   virtual Vector<Qv::Ptr<iDiskDrive>> getDisks() = 0;
   // Runs the errand where the drive that holds the path can be waited for: on the calling thread
   // when the drive is one that answers by itself (a local disk, memory), else on a thread of the

@@ -62,10 +62,7 @@ LinuxDisk::Asked LinuxDisk::ask() {
   Asked asked;
   try {
     asked.question = Qv::Ptr<SpaceQuestion>(new SpaceQuestion(folder_, mount_));
-    if (probe_)
-      asked.turn = probe_->hand(asked.question);
-    else
-      asked.result = DriveProbe::runHere(asked.question);
+    asked.turn = probe_->hand(asked.question);
   } catch (const std::bad_alloc&) {
     asked.result = eOsNoMemory;
   }

@@ -12,9 +12,9 @@
 // Story      Every mount is a drive of its own, also where several are of one disk. What is asked
 //            of the system again is asked of the mount, not of the folder: once something else lies
 //            there, or nothing, the drive is gone, and answers nothing.
-// Threads    any. getSpace and the first isAvailable wait for a drive that may fall silent, at most
-//            kDrivePatience_ms, and not at all while an earlier question is late; they ask the
-//            other drives directly.
+// Threads    any. getSpace and the first isAvailable wait for the drive, at most kDrivePatience_ms,
+//            and not at all while an earlier question is late: a disk of this machine that is
+//            breaking may keep whoever asks it waiting too.
 // Ownership  shares the mount's probe with other descriptions of the same mount.
 // Units      bytes; a space that 64 bits do not hold is the most that they do.
 // Errors     getSpace: eOsNotFound when the drive is gone, eOsNoMemory.
@@ -31,7 +31,6 @@ public:
     uint32_t result = 0;             // then
   };
 
-  // Without a probe the drive is asked directly.
   LinuxDisk(const MountEntry& mount, bool isHidden, const Qv::Ptr<DriveProbe>& probe);
 
   eType getType() const override { return type_; }
@@ -43,11 +42,11 @@ public:
   bool isAvailable() override;
   bool getSpace(uint64_t& freeBytes, uint64_t& totalBytes) override;
 
-  // Whether it is a drive that can be asked, and may keep whoever asks waiting.
-  bool mayFallSilent() const { return isAsked_ && probe_; }
-  // A question in two steps, so that several drives can be waited for at once. To ask takes no time
-  // where the drive may fall silent, and never fails; to hear takes until the deadline at most, and
-  // is done once for each question, in any case. 1, or an OsError.
+  // Whether it is a drive that can be asked.
+  bool isAsked() const { return isAsked_; }
+  // A question in two steps, so that several drives can be waited for at once. To ask takes no
+  // time, and never fails; to hear takes until the deadline at most, and is done once for each
+  // question, in any case. 1, or an OsError.
   Asked ask();
   uint32_t hear(const Asked& asked, DriveProbe::Deadline deadline);
 

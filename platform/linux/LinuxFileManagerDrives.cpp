@@ -20,7 +20,7 @@ void askAll(const MountTree& tree) {
   // Whoever is asked is heard, also where there is no memory for the next one.
   asked.reserve(tree.mounts().size());
   for (const MountTree::Mount& mount : tree.mounts())
-    if (mount.drive->mayFallSilent()) asked.emplace_back(mount.drive.get(), mount.drive->ask());
+    if (mount.drive->isAsked()) asked.emplace_back(mount.drive.get(), mount.drive->ask());
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kDrivePatience_ms);
   for (auto& [drive, question] : asked) drive->hear(question, deadline);
 }
@@ -48,7 +48,7 @@ bool LinuxFileManager::mayDriveFallSilent() {
   Qv::Ptr<MountTree> tree = mounts_.latest();
   // Who goes to such a drive does it on the probe's thread.
   return std::any_of(tree->mounts().begin(), tree->mounts().end(),
-                     [](const MountTree::Mount& mount) { return bool(mount.probe); });
+                     [](const MountTree::Mount& mount) { return mount.mayFallSilent(); });
 }
 
 bool LinuxFileManager::onDrive(const Path& path, const Qv::Ptr<iTask>& errand,

@@ -151,7 +151,7 @@ Qv::Ptr<DriveProbe> MountTable::probeOf(const std::string& path) {
   if (!toWhole(path, whole, error)) return nullptr;
   Qv::Ptr<MountTree> tree = latest();
   MountTree::Found found = tree->find(whole, MountTree::eStayOutside, error);
-  return found.mount ? found.mount->probe : nullptr;
+  return found.mount && found.mount->mayFallSilent() ? found.mount->probe : nullptr;
 }
 
 bool MountTable::describe(const std::string& path, MountedAt& at, int& error) {

@@ -43,9 +43,8 @@ MountTree::MountTree(std::vector<MountEntry> entries, const MountTree* before) {
   index();
   for (Mount& mount : mounts_) {
     mount.isAway = isReachedAway(mount);
-    if (mount.isAway || mount.isAutomount)
-      mount.probe = before ? before->probeOf(mount.entry) : nullptr;
-    if ((mount.isAway || mount.isAutomount) && !mount.probe) mount.probe = new DriveProbe;
+    mount.probe = before ? before->probeOf(mount.entry) : nullptr;
+    if (!mount.probe) mount.probe = new DriveProbe;
     bool isHidden = placeOf(mount.entry.folder) != &mount;
     mount.drive = new LinuxDisk(mount.entry, isHidden, mount.probe);
   }
@@ -73,7 +72,7 @@ bool MountTree::isReachedAway(const Mount& mount) const {
   return false;
 }
 
-// Null when the mount was not there, or answered by itself.
+// Null when the mount was not there.
 Qv::Ptr<DriveProbe> MountTree::probeOf(const MountEntry& entry) const {
   auto before = byId_.find(entry.id);
   if (before == byId_.end()) return nullptr;

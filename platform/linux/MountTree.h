@@ -25,8 +25,11 @@ public:
     MountEntry entry;
     bool isAway = false;        // it may fall silent, or what lies on the way to it
     bool isAutomount = false;   // a look into it may make the system mount something
-    Qv::Ptr<DriveProbe> probe;  // null: it answers by itself
+    Qv::Ptr<DriveProbe> probe;  // of every mount
     Qv::Ptr<LinuxDisk> drive;
+
+    // Whether to go there may keep whoever does so waiting.
+    bool mayFallSilent() const { return isAway || isAutomount; }
   };
   // Whether the system may be made to mount what it mounts when somebody goes there; that is waited
   // for, without limit. Who stays outside takes names in such a place as they are.

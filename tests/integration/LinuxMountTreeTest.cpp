@@ -10,20 +10,25 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <map>
+#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
+#include "platform/OS.h"
 #include "platform/linux/MountTable.h"
 #include "tests/support/HeldFileSystem.h"
 #include "tests/support/MountedFolder.h"
 #include "tests/support/NoDescriptors.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TestErrand.h"
 
 namespace {
 
@@ -93,13 +98,11 @@ TEST(LinuxMountTreeTest, WhatLiesBehindADriveThatMayFallSilentMayToo) {
   auto mounts = byNumber(tree);
   for (uint64_t id : {2, 3, 4}) {
     EXPECT_TRUE(mounts[id]->isAway) << id;
-    EXPECT_TRUE(mounts[id]->probe) << id;
-    EXPECT_TRUE(mounts[id]->drive->mayFallSilent()) << id;
+    EXPECT_TRUE(mounts[id]->mayFallSilent()) << id;
   }
   for (uint64_t id : {1, 5}) {
     EXPECT_FALSE(mounts[id]->isAway) << id;
-    EXPECT_FALSE(mounts[id]->probe) << id;
-    EXPECT_FALSE(mounts[id]->drive->mayFallSilent()) << id;
+    EXPECT_FALSE(mounts[id]->mayFallSilent()) << id;
   }
 }
 
@@ -107,20 +110,52 @@ TEST(LinuxMountTreeTest, AnAutomountIsNotAskedAndWhatTheSystemMountedThereMayAns
   Tree tree = makeTree({entry(1, 0, "/"), entry(2, 1, "/disk", "autofs"), entry(3, 2, "/disk"),
                         entry(4, 1, "/net", "autofs")});
   auto mounts = byNumber(tree);
-  EXPECT_FALSE(mounts[3]->probe);
+  EXPECT_FALSE(mounts[3]->mayFallSilent());
+  EXPECT_TRUE(mounts[3]->drive->isAsked());
   EXPECT_FALSE(mounts[4]->isAway);
   EXPECT_TRUE(mounts[4]->isAutomount);
-  EXPECT_TRUE(mounts[4]->probe) << "errands that go in wait for the system";
-  EXPECT_FALSE(mounts[4]->drive->mayFallSilent()) << "it is never asked";
+  EXPECT_TRUE(mounts[4]->mayFallSilent()) << "errands that go in wait for the system";
+  EXPECT_FALSE(mounts[4]->drive->isAsked());
   EXPECT_FALSE(mounts[4]->drive->isAvailable());
+}
+
+// A disk of this machine on which the kernel waits, since it is breaking.
+TEST(LinuxMountTreeTest, TheSpaceOfAnyDriveIsAskedByItsProbeAndGivenUpWhenItDoesNotAnswer) {
+  Tree tree = makeTree({entry(1, 0, "/")});
+  const MountTree::Mount& mount = tree->mounts()[0];
+  std::promise<void> begun;
+  std::promise<void> over;
+  Qv::Ptr<DriveProbe::Turn> held = mount.probe->hand(TestErrand::of([&] {
+    begun.set_value();
+    over.get_future().wait();
+  }));
+  begun.get_future().wait();
+  uint64_t freeBytes = 1, totalBytes = 1;
+  EXPECT_FALSE(mount.drive->getSpace(freeBytes, totalBytes));
+  EXPECT_EQ(nativeOS()->getErrors()->getLastError(), eOsTimedOut);
+  EXPECT_EQ(freeBytes + totalBytes, 0u);
+  EXPECT_FALSE(mount.drive->isAvailable());
+  over.set_value();
+  EXPECT_EQ(mount.probe->wait(held, std::chrono::steady_clock::now() + std::chrono::minutes(1)),
+            1u);
+}
+
+TEST(LinuxMountTreeTest, EveryMountHasAProbeOfItsOwn) {
+  Tree tree = makeTree({entry(1, 0, "/"), entry(2, 1, "/a", "nfs"), entry(3, 1, "/b", "autofs")});
+  std::set<DriveProbe*> probes;
+  for (const MountTree::Mount& mount : tree->mounts()) probes.insert(mount.probe.get());
+  EXPECT_EQ(probes.size(), 3u);
+  EXPECT_EQ(probes.count(nullptr), 0u);
 }
 
 TEST(LinuxMountTreeTest, AMountKeepsItsProbeWhileItsNumberFolderAndSourceStay) {
   Tree before = makeTree({entry(1, 0, "/"), entry(2, 1, "/share", "nfs")});
   const Qv::Ptr<DriveProbe> probe = byNumber(before)[2]->probe;
+  const Qv::Ptr<DriveProbe> ofDisk = byNumber(before)[1]->probe;
   Tree same = makeTree(
       {entry(1, 0, "/"), entry(3, 1, "/other", "nfs"), entry(2, 1, "/share", "nfs")}, before);
   EXPECT_EQ(byNumber(same)[2]->probe, probe);
+  EXPECT_EQ(byNumber(same)[1]->probe, ofDisk);
   EXPECT_FALSE(byNumber(same)[3]->probe == probe);
   MountEntry elsewhere = entry(2, 1, "/moved", "nfs");
   MountEntry another = entry(2, 1, "/share", "nfs");
