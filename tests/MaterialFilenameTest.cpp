@@ -152,8 +152,8 @@ TEST_F(MaterialFilenameTest, OnlyTheBeginningOfAMediaFoldersNameCounts) {
 
 TEST_F(MaterialFilenameTest, WhatIsNoMediaFolderIsToldApart) {
   for (const wchar_t* path : {L"", L"C", L"C:", L"C:/", L"C:Material", L"C:/Video", L"C:/Materia",
-                              L"C:/Soun", L"CC:/Material", L"C/:Material", L"/Material",
-                              L"C://Material", L"C:\\Material", L"C:/ Material"})
+                              L"C:/Soun", L"CC:/Material", L"CC/Material", L"C/:Material",
+                              L"/Material", L"C://Material", L"C:\\Material", L"C:/ Material"})
     EXPECT_FALSE(isValidFsysMediaFolderPath(path)) << toUTF8(path).c_str();
 }
 
