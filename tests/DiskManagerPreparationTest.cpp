@@ -158,6 +158,16 @@ TEST_F(DiskManagerPreparationTest, TheInformationFileLiesInTheVideoFolder) {
   EXPECT_EQ(DiskManager::getInfoFileNameFor(DriveId('9')), Text(L"/Material/MediaSpaceInfo.txt"));
 }
 
+TEST_F(DiskManagerPreparationTest, TheInformationFileOfAShareOfThisMachineHasItsNetworkPath) {
+  Vector<iFileManager::Share> shares;
+  shares.add({L"\\\\STATION\\media", L"/srv/media/"});
+  files().setShares(shares);
+  DriveId id = registerDrive(L"\\\\STATION\\media", iDiskDrive::eNetwork)->getId();
+  ASSERT_EQ(DiskManager::getMaterialVolumeName(id, true), Text(L"/srv/media/"));
+  EXPECT_EQ(DiskManager::getInfoFileNameFor(id),
+            Text(L"//STATION/media/Material/MediaSpaceInfo.txt"));
+}
+
 TEST_F(DiskManagerPreparationTest, ItsOneLineIsTheUsersName) {
   write(kInfo, "name=old\nother\nlines\n");
   rename(L"Edit m\u00e9dia 1");

@@ -132,6 +132,16 @@ TEST_F(MediaDriveTest, ANetworkPathThatIsAShareOfThisMachineHasTheFolderBehindIt
   EXPECT_EQ(localName(*drive, false), L"//station/MEDIA/a");
 }
 
+TEST_F(MediaDriveTest, AShareOfThisMachineIsCalledAndHasItsLocationsByItsNetworkPath) {
+  share(L"\\\\STATION\\media", L"/srv/media/");
+  Qv::Ptr<MediaDrive> drive = registerDrive(L"\\\\STATION\\media", iDiskDrive::eNetwork);
+  ASSERT_EQ(localName(*drive, true), L"/srv/media/");
+  EXPECT_EQ(drive->getUserName(false), L"//STATION/media");
+  EXPECT_EQ(drive->getUserName(true), L"//STATION/media");
+  EXPECT_EQ(drive->getLocation(eCookieVision), L"//STATION/media/Material/");
+  EXPECT_EQ(drive->getLocation(kSound, L"wav"), L"//STATION/media/Sound/S4K7Q2M9A02.wav");
+}
+
 TEST_F(MediaDriveTest, OnlyANetworkDriveIsLookedForAmongTheShares) {
   share(L"\\\\STATION\\media", L"/srv/media/");
   Qv::Ptr<MediaDrive> drive = made(L"\\\\STATION\\media\\a", iDiskDrive::eFixed);
