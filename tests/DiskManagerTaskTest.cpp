@@ -171,6 +171,11 @@ TEST_F(DiskManagerTaskTest, AmongEqualFitsTheFirstIsChosen) {
   EXPECT_EQ(best(10, 0), first);
 }
 
+TEST_F(DiskManagerTaskTest, NoDriveIsTooLargeForAFit) {
+  DriveId largest = addWith(1e13);
+  EXPECT_EQ(best(40, 0), largest);
+}
+
 TEST_F(DiskManagerTaskTest, SpaceThatIsJustTheNeedIsNotEnough) {
   addWith(40);
   EXPECT_EQ(best(40, 0), kNone);
@@ -182,6 +187,9 @@ TEST_F(DiskManagerTaskTest, AnyOtherRuleChoosesNone) {
   DriveId id = addWith(100);
   for (int match : {2, -1, 99}) EXPECT_EQ(best(10, match), kNone) << match;
   EXPECT_EQ(space(id), 100);
+  DiskManager::getVolume(id)->bookSpace(150);
+  for (int match : {2, -1, 99}) EXPECT_EQ(best(-100, match), kNone) << match;
+  EXPECT_EQ(space(id), -50);
 }
 
 TEST_F(DiskManagerTaskTest, AnEmptyDriveIsTheBestFitOfANeedBelowNothingAndNeverTheMostFree) {
