@@ -88,6 +88,9 @@ TEST_F(TextFileCrashTest, EveryStateOfASaveThroughALinkHasTheOldLinesOrTheNewOne
   FakeCrash crash(*os_);
   ASSERT_TRUE(with(kNew, L"/q/link.txt").save());
   EXPECT_EQ(expectOnly(crash, {kOld, kNew}, real), (std::set<Lines>{kOld, kNew}));
+  size_t states = crash.forEachStateNow(
+      [&](const std::string& what) { EXPECT_EQ(linesAfterCrash(real), kNew) << what; });
+  EXPECT_GT(states, 0u);
 }
 
 TEST_F(TextFileCrashTest, EveryStateOfASaveInALinksPlaceHasTheLinkOrTheNewLines) {

@@ -121,6 +121,8 @@ TEST_F(TextFileSaveTest, AnOldFilesModeStaysFromTheFirstByteOn) {
   EXPECT_TRUE(save({"new"}));
   EXPECT_EQ(os_->files().modeOf(kName), 0600u);
   EXPECT_EQ(seen, 0600u) << "others could read the new content";
+  EXPECT_TRUE(save({"newer"}, kName, TextFile::eReplaceLinks));
+  EXPECT_EQ(os_->files().modeOf(kName), 0600u) << "also where links are replaced";
 }
 
 TEST_F(TextFileSaveTest, ALinkIsFollowedAndStaysALink) {
@@ -212,6 +214,16 @@ TEST_F(TextFileSaveTest, WhatAnInterruptedSaveLeftIsRemovedByTheNextOne) {
   put("", L"/p/.fsys-list.txt.4711-999999");
   EXPECT_TRUE(save({"new"}));
   EXPECT_EQ(names(), "list.txt");
+}
+
+TEST_F(TextFileSaveTest, WhatASaveThroughALinkLeftIsRemovedWhereTheLinkLeads) {
+  put("old\n", L"/q/real.txt");
+  put("half of it", L"/q/.fsys-real.txt.17-1");
+  put("of a file with the link's name", L"/p/.fsys-list.txt.17-1");
+  os_->files().addLink(kName, L"/q/real.txt");
+  EXPECT_TRUE(save({"new"}));
+  EXPECT_FALSE(os_->files().hasFile(L"/q/.fsys-real.txt.17-1"));
+  EXPECT_TRUE(os_->files().hasFile(L"/p/.fsys-list.txt.17-1"));
 }
 
 TEST_F(TextFileSaveTest, AWriteProtectedLeftoverIsRemovedToo) {

@@ -146,9 +146,11 @@ TEST_F(LinuxTextFileTest, AnOldFilesModeStaysAndANewOneHasTheUsual) {
   umask(mask);
   EXPECT_EQ(modeOf(folder_.bytes("list.txt")) & 07777, 0644u);
   for (mode_t mode : {0600u, 0664u, 0444u}) {
-    ASSERT_EQ(chmod(folder_.bytes("list.txt").c_str(), mode), 0);
-    EXPECT_TRUE(with({"two"}, name_).save());
-    EXPECT_EQ(modeOf(folder_.bytes("list.txt")) & 07777, mode);
+    for (TextFile::eLinks links : {TextFile::eFollowLinks, TextFile::eReplaceLinks}) {
+      ASSERT_EQ(chmod(folder_.bytes("list.txt").c_str(), mode), 0);
+      EXPECT_TRUE(with({"two"}, name_).save(TextFile::eLineFeed, links));
+      EXPECT_EQ(modeOf(folder_.bytes("list.txt")) & 07777, mode);
+    }
   }
 }
 
