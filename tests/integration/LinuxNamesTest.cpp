@@ -134,6 +134,12 @@ TEST_F(LinuxNamesTest, ALinkIsRenamedItself) {
   EXPECT_TRUE(files()->renameFile(folder_ / "other", folder_ / "renamed"));
   EXPECT_EQ(folder_.content("file"), "content") << "what a link led to is not replaced";
   EXPECT_EQ(behind("renamed"), "renamed");
+  makeFolder("folder");
+  link("folder", "to-folder");
+  link("none", "dangling");
+  for (const char* name : {"to-folder", "dangling"})
+    EXPECT_TRUE(files()->renameFile(folder_ / name, folder_ / "wherever it leads")) << name;
+  EXPECT_EQ(behind("wherever it leads"), "none");
 }
 
 TEST_F(LinuxNamesTest, AServedNameIsNotRenamedAndNoFileIsMadeOfIt) {
@@ -279,6 +285,23 @@ TEST_F(LinuxNamesTest, WhoMayNotGiveAFileAwayKeepsItWithTheMode) {
   });
   if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
   EXPECT_EQ(seen, eRight);
+}
+
+TEST_F(LinuxNamesTest, WhoMayNotGiveAFileAwayGivesAGroupThatHeIsIn) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of somebody else";
+  folder_.put("from", "1");
+  folder_.put("to", "2");
+  ASSERT_EQ(chown(folder_.bytes("from").c_str(), 0, kNobody), 0);
+  setMode("from", 0640);
+  ASSERT_EQ(chown(folder_.bytes("to").c_str(), kNobody, 23456), 0);
+  eSeen seen =
+      asNobody(folder_, [&] { return files()->copyMode(folder_ / "from", folder_ / "to"); });
+  if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
+  EXPECT_EQ(seen, eRight);
+  struct stat status = {};
+  ASSERT_EQ(stat(folder_.bytes("to").c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, kNobody);
+  EXPECT_EQ(status.st_gid, kNobody);
 }
 
 TEST_F(LinuxNamesTest, AFileThatItsOwnerMayNotReadTakesAModeAllTheSame) {
