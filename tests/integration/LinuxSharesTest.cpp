@@ -1,9 +1,11 @@
 // The folders that this machine serves, and the names of paths for the network.
 
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <string>
 
 #include "platform/linux/LinuxShares.h"
@@ -168,6 +170,14 @@ TEST_F(LinuxSharesTest, OnlyAThousandSharesCountInAll) {
   EXPECT_TRUE(found[0].localPath == L"/a/");
 }
 
+TEST_F(LinuxSharesTest, OfTheUsersFilesOnlyTheFirstThousandAreRead) {
+  for (unsigned i = 1; i < SambaConfig::kMostShares; ++i)
+    folder_.put("users/none" + std::to_string(10'000 + i), "no share\n");
+  folder_.put("users/u1", "#VERSION 2\npath=/u\n");
+  folder_.put("users/u2", "#VERSION 2\npath=/u\n");
+  EXPECT_EQ(shares(), "\\\\Edit-1\\u1=/u/");
+}
+
 TEST_F(LinuxSharesTest, APathBelowAShareIsNamedByThisMachine) {
   makeFolder("media");
   serve("Media", "media");
@@ -188,6 +198,19 @@ TEST_F(LinuxSharesTest, APathBelowNoShareHasNoName) {
   EXPECT_EQ(uncNameIn("media/a\\b"), "") << "a backslash cannot stand in such a name";
   EXPECT_EQ(uncName("mem:clip"), "");
   EXPECT_EQ(uncName(""), "");
+}
+
+TEST_F(LinuxSharesTest, ARelativePathLiesInTheWorkingFolderAndAServedNameDoesNot) {
+  makeFolder("media");
+  serve("Media", "media");
+  int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(chdir(folder_.bytes("media").c_str()), 0);
+  std::string relative = uncName("clip");
+  std::string served = uncName("mem:clip");
+  EXPECT_EQ(fchdir(before), 0);
+  close(before);
+  EXPECT_EQ(relative, "\\\\" + workstation() + "\\Media\\clip");
+  EXPECT_EQ(served, "");
 }
 
 TEST_F(LinuxSharesTest, TheShareWhoseFolderIsNearestNamesThePath) {
@@ -255,6 +278,7 @@ TEST_F(LinuxSharesTest, ADriveThatDoesNotAnswerServesNothingAndIsNotWaitedFor) {
   CapturedDiagnostics captured;
   folder_.put("smb.conf", "[a]\npath=/srv/a\n");
   ScopedEnvironment users("FSYS_SHARES", folder_.bytes("silent/users").c_str());
+  auto begin = std::chrono::steady_clock::now();
   linuxErrors()->setLastError(7);
   EXPECT_EQ(shares(), "\\\\Edit-1\\a=/srv/a/");
   EXPECT_EQ(lastError(), 7u);
@@ -264,5 +288,6 @@ TEST_F(LinuxSharesTest, ADriveThatDoesNotAnswerServesNothingAndIsNotWaitedFor) {
   EXPECT_EQ(shares(), "");
   EXPECT_TRUE(captured.log.starts_with(config + " is not read, its shares are not known: "))
       << captured.log;
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
   silent.letGo();
 }
