@@ -68,10 +68,12 @@ TEST(LinuxDriveKindTest, ServersAreNetworkDrivesWhoeverRunsTheFileSystem) {
 
 TEST(LinuxDriveKindTest, DiscsMemoryAndPseudoFileSystemsHaveTheirOwnKinds) {
   EXPECT_EQ(driveTypeOf(onDisk("iso9660", true, true)), iDiskDrive::eOptical);
+  EXPECT_EQ(driveTypeOf(onDisk("iso9660")), iDiskDrive::eOptical) << "also as an image";
   EXPECT_EQ(driveTypeOf(onDisk("udf", true, true)), iDiskDrive::eOptical);
   EXPECT_EQ(driveTypeOf(onDisk("udf", true)), iDiskDrive::eRemovable);
   EXPECT_EQ(driveTypeOf(pseudo("tmpfs")), iDiskDrive::eMemory);
   EXPECT_EQ(driveTypeOf(pseudo("ramfs")), iDiskDrive::eMemory);
+  EXPECT_EQ(driveTypeOf(pseudo("devtmpfs")), iDiskDrive::eMemory);
   EXPECT_EQ(driveTypeOf(pseudo("proc")), iDiskDrive::eUnknown);
 }
 
@@ -91,7 +93,7 @@ TEST(LinuxDriveKindTest, ServersProgramsAutomountsAndWhatIsNotKnownMayFallSilent
     EXPECT_FALSE(answersByItself(mounted(kind))) << kind;
   for (const char* kind : {"fuseblk", "fuseblk.ntfs-3g"})
     EXPECT_FALSE(answersByItself(onDisk(kind))) << kind;
-  for (const char* kind : {"autofs", "fuse.portal"})
+  for (const char* kind : {"autofs", "fuse.portal", "fuse"})
     EXPECT_FALSE(answersByItself(pseudo(kind))) << kind;
   EXPECT_FALSE(answersByItself(with(onDisk("ext4"), "rw,_netdev")));
   EXPECT_TRUE(answersByItself(pseudo("fusectl"))) << "it is the kernel's";
