@@ -26,7 +26,7 @@ std::string folderWith(const std::string& line) { return folderOf("[media]\n" + 
 }  // namespace
 
 TEST(SambaConfigTest, EachSectionIsAShareWithItsPath) {
-  EXPECT_EQ(sharesOf("[media]\npath = /srv/media\n[Sound]\n  path=/srv/sound"),
+  EXPECT_EQ(sharesOf("[media]\npath = /srv/media\n\t [Sound]\n  path=/srv/sound"),
             (Shares{{"media", "/srv/media"}, {"Sound", "/srv/sound"}}));
   EXPECT_TRUE(sharesOf("").empty());
   EXPECT_TRUE(sharesOf("\n\n   \n").empty());
@@ -56,6 +56,7 @@ TEST(SambaConfigTest, ALineThatEndsInABackslashGoesOnInTheNext) {
 TEST(SambaConfigTest, ARemarkDoesNotGoOn) {
   EXPECT_EQ(folderWith("; remark \\\npath = /a"), "/a");
   EXPECT_EQ(folderWith("# remark \\\npath = /a"), "/a");
+  EXPECT_EQ(folderWith(" \t; remark \\\npath = /a"), "/a");
 }
 
 TEST(SambaConfigTest, BlanksAroundAValueAreNoneOfItAndThoseInItAreOne) {

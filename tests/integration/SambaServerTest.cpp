@@ -270,7 +270,7 @@ TEST_F(SambaServerTest, TheSharesAreThoseThatTheServerLists) {
   server_.start(share("Plain", "a") + share("twice", "none") + share("TWICE", "b") +
                 share("two  words", "my media") + share("off", "off") + "available = no\n" +
                 "[quoted]\npath = \"" + path + "my media\"\n" + "[goes on]\npa\\\nth = " + path +
-                "\\\n/a\n ; remark \\\n comment = x\n" +
+                "\\\n/a\n" + share("remarked", "a") + " ; remark \\\n available = no\n" +
                 "# [remark]\n[empty]\npath =\n[homes]\npath = /home\n[homes]\n" +
                 "available = no\n[print$]\npath = /var\navailable = no\n");
   if (!server_.whyNot().empty()) GTEST_SKIP() << server_.whyNot();
