@@ -86,6 +86,14 @@ TEST_F(DiskManagerDiscoveryTest, ADiskWithoutAMaterialFolderIsSkipped) {
   EXPECT_EQ(events(), Texts{});
 }
 
+TEST_F(DiskManagerDiscoveryTest, ADiskWhoseMaterialFolderCannotBeLookedAtIsSkipped) {
+  addDisk(L"/media/a/");
+  os_->faults().fail(FaultPlan::eFolderExists, eOsIoError);
+  addDisk(L"/media/b/");
+  EXPECT_EQ(found(), "1");
+  EXPECT_EQ(DiskManager::getVolume(DriveId('1'))->getRootLocation(), L"/media/b/");
+}
+
 TEST_F(DiskManagerDiscoveryTest, ADiskWhoseMaterialFolderCannotBeWrittenIsSkipped) {
   addDisk(L"/media/a/");
   files().setWritable(L"/media/a/Material", false);

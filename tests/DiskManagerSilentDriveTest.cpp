@@ -236,6 +236,7 @@ TEST_F(DiskManagerSilentDriveTest, UnmountingWaitsOnceForAShareThatHangs) {
   hang();
   EXPECT_EQ(timeOf_ms([] { EXPECT_TRUE(DiskManager::unmountDrives("/report")); }), kQuestion_ms);
   EXPECT_EQ(content(L"/report"), "/net/a\n/net/b\n");
+  EXPECT_EQ(codes().back(), 'Z');
 }
 
 }  // namespace

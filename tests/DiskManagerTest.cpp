@@ -327,6 +327,20 @@ TEST_F(DiskManagerTest, TheUpdateIsToldAcrossTheWrapOfTheClock) {
   EXPECT_EQ(VolumeRegistry::get().timeOfLastSpaceUpdate, service_get_msecs());
 }
 
+TEST_F(DiskManagerTest, TheUpdateIsNotToldTwiceShortlyBeforeTheClockWraps) {
+  listen();
+  os_->clock().stepTo(0x1p32 - 500);
+  DiskManager::update_drives_and_groups();
+  os_->clock().step(400);
+  DiskManager::update_drives_and_groups();
+  os_->clock().step(1600);
+  DiskManager::update_drives_and_groups();
+  EXPECT_EQ(updates(), 1u);
+  os_->clock().step(1);
+  DiskManager::update_drives_and_groups();
+  EXPECT_EQ(updates(), 2u);
+}
+
 TEST_F(DiskManagerTest, WithoutDrivesTheUpdateIsToldAllTheSame) {
   listen();
   os_->clock().step(3000);
