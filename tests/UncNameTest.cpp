@@ -84,6 +84,7 @@ TEST(UncNameTest, AFolderInAFolderOfTheSameNameIsAnother) {
   EXPECT_EQ(nameOf({"cifs", "//s/share/sub", "rw", "/sub/sub"}), R"(\\s\share\sub\sub)");
   EXPECT_EQ(nameOf({"nfs", "s:/x/sub/sub", "rw", "/sub"}), R"(\\s\x\sub\sub)");
   EXPECT_EQ(nameOf({"nfs", "s:/x/club", "rw", "/lub"}), R"(\\s\x\club\lub)");
+  EXPECT_EQ(nameOf({"nfs", "s:/sub/x", "rw", "/sub"}), R"(\\s\sub\x\sub)");
   EXPECT_EQ(nameOf({"fuse.sshfs", "s:/x/sub", "rw", "/sub"}), R"(\\s\x\sub\sub)");
 }
 

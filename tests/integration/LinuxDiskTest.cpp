@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxDisk.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -121,6 +122,19 @@ TEST_F(LinuxDiskTest, ARootPathHasOneSeparatorAtItsEnd) {
   EXPECT_EQ(LinuxDisk(mount, false, nullptr).getRootPath(), L"/");
   mount.folder = "/media";
   EXPECT_EQ(LinuxDisk(mount, false, nullptr).getRootPath(), L"/media/");
+}
+
+TEST_F(LinuxDiskTest, WhereTheSystemMountsNobodyIsAskedAlsoIfTheMountLibraryCountsItAsADrive) {
+  struct statx root = {};
+  ASSERT_EQ(statx(AT_FDCWD, "/", 0, STATX_MNT_ID, &root), 0);
+  const Qv::Ptr<DriveProbe> probe(new DriveProbe);
+  MountEntry mount;
+  mount.id = root.stx_mnt_id;
+  mount.folder = "/";
+  mount.fileSystem = "ext4";
+  EXPECT_TRUE(LinuxDisk(mount, false, probe).isAvailable());
+  mount.fileSystem = "autofs";
+  EXPECT_FALSE(LinuxDisk(mount, false, probe).isAvailable());
 }
 
 TEST_F(LinuxDiskTest, TheScratchFoldersDriveHasASectorSizeThatDividesAPage) {
