@@ -113,6 +113,9 @@ TEST_F(TextFileTest, ALoadThatGoesWellLeavesTheLastErrorAsItWas) {
   OS()->getErrors()->setLastError(eOsExists);
   EXPECT_EQ(TextFile(kName).load(), TextFile::eLoaded);
   EXPECT_EQ(lastError(), eOsExists);
+  os_->files().setDrive(L"/p/", {.type = iDiskDrive::eNetwork});
+  EXPECT_EQ(loaded(), Lines{"x"});
+  EXPECT_EQ(lastError(), eOsExists) << "also where another thread reads it";
 }
 
 TEST_F(TextFileTest, AMissingFileHasNoLinesAndMayBeSaved) {
