@@ -288,6 +288,18 @@ TEST_F(DiskManagerTest, UpdatingReadsTheSpaceOfEveryDriveEachTime) {
   EXPECT_EQ(a->getSpaceMB(), 12);
 }
 
+TEST_F(DiskManagerTest, UpdatingAsksTheDrivesInTheirOrder) {
+  for (const wchar_t* root : {L"/b/", L"/c/", L"/a/"}) {
+    addBareDisk(root, 10);
+    registerDrive(root);
+  }
+  os_->faults().fail(FaultPlan::eGetDisk, eOsIoError);
+  DiskManager::updateDrives();
+  EXPECT_EQ(DiskManager::getMediaDrive(0).getSpaceMB(), 0);
+  EXPECT_EQ(DiskManager::getMediaDrive(1).getSpaceMB(), 10);
+  EXPECT_EQ(DiskManager::getMediaDrive(2).getSpaceMB(), 10);
+}
+
 TEST_F(DiskManagerTest, WhoIsToldOfAnUpdateFindsTheNewSpace) {
   FakeDrive& disk = addBareDisk(L"/a/", 10);
   Qv::Ptr<MediaDrive> drive = registerDrive(L"/a/");
