@@ -155,7 +155,18 @@ TEST_F(DiskManagerUnmountedTest, WithoutAFileNothingIsWritten) {
   files().clearRecords();
   EXPECT_TRUE(DiskManager::unmountDrives(nullptr));
   EXPECT_TRUE(files().opens().empty());
+  EXPECT_EQ(diagnostics_.log(), Texts());
   EXPECT_EQ(codes().back(), 'Z');
+}
+
+TEST_F(DiskManagerUnmountedTest, AShareOfThisMachineIsReportedByItsNetworkPath) {
+  Vector<iFileManager::Share> shares;
+  shares.add({L"\\\\STATION\\media", L"/srv/media/"});
+  files().setShares(shares);
+  registerUpToZ();
+  registerDrive(L"\\\\STATION\\media", iDiskDrive::eNetwork);
+  EXPECT_TRUE(DiskManager::unmountDrives("/report"));
+  EXPECT_EQ(content(L"/report"), "//STATION/media\n");
 }
 
 TEST_F(DiskManagerUnmountedTest, TheFilesNameIsUtf8) {
