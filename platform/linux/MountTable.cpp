@@ -23,8 +23,15 @@
 namespace {
 
 constexpr char kTableFile[] = "/proc/self/mountinfo";
+constexpr char kNamespaceFile[] = "/proc/self/ns/mnt";
 
 std::string_view textOf(const char* text) { return text ? text : ""; }
+
+// Which of the system's lists of mounts is this process's.
+ino_t ownNamespace() {
+  struct stat status;
+  return stat(kNamespaceFile, &status) == 0 ? status.st_ino : 0;
+}
 
 // TableReader: reads the system's list once. A disk with many mounts is described once.
 class TableReader {
@@ -183,7 +190,11 @@ bool MountTable::hasChangedLocked() {
   // A change is told once: to whoever asks first of those who share the descriptor. A forked
   // process leaves it to its parent, and does not close what may be another's by now.
   pid_t own = getpid();
-  if (std::exchange(process_, own) != own || watch_ < 0) {
+  ino_t mounts = ownNamespace();
+  bool isForked = std::exchange(process_, own) != own;
+  bool hasMoved = std::exchange(namespace_, mounts) != mounts;
+  if (isForked || hasMoved || watch_ < 0) {
+    if (!isForked && watch_ >= 0) close(watch_);
     watch_ = open(kTableFile, O_RDONLY | O_CLOEXEC);
     return true;
   }

@@ -11,9 +11,9 @@
 
 // MountTable: the drives behind the mounts of this machine.
 // Story      Reads the table with the mount library when it is first asked, and again when the
-//            system says that it has changed. In between, finding the drive of a path costs a look
-//            at each of its names and no more; at those on a drive that may fall silent not even
-//            that.
+//            system says that it has changed, or the process has gone to another mount namespace.
+//            In between, finding the drive of a path costs a look at each of its names and no
+//            more; at those on a drive that may fall silent not even that.
 // Threads    any. No lock is held while a path is looked at.
 // Units      paths are the system's bytes, absolute or relative.
 class MountTable {
@@ -40,8 +40,9 @@ private:
   bool hasChangedLocked() REQUIRES(lock_);
 
   Mutex lock_;
-  int watch_ GUARDED_BY(lock_) = -1;     // tells of changes, to one process; never closed
-  pid_t process_ GUARDED_BY(lock_) = 0;  // whose it is
+  int watch_ GUARDED_BY(lock_) = -1;       // tells of changes, to one process, in one namespace
+  pid_t process_ GUARDED_BY(lock_) = 0;    // whose it is
+  ino_t namespace_ GUARDED_BY(lock_) = 0;  // where
   bool isStale_ GUARDED_BY(lock_) = true;
   Qv::Ptr<MountTree> tree_ GUARDED_BY(lock_);
 };
