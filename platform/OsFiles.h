@@ -170,6 +170,8 @@ public:
   // what lies beyond one, or what the system mounts when somebody goes there. Looks at the list of
   // mounts alone.
   virtual bool mayDriveFallSilent() = 0;
+  // Whether the drive that holds the path is such a one. Looks at no more than onDrive does.
+  virtual bool mayFallSilent(const LightweightString<wchar_t>& path) = 0;
 
   // What follows looks at the path itself, and waits for its drive as long as that takes: where the
   // drive may be silent it is called from an errand.

@@ -8,13 +8,11 @@
 
 #include "platform/Log.h"
 #include "platform/OS.h"
-#include "platform/PathHelpers.h"
-#include "platform/common/ConfigFolder.h"
+#include "platform/common/ConfigFile.h"
 
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\f\v";
-constexpr uint64_t kMaxFileBytes = 1024 * 1024;
 
 std::string_view trimmed(std::string_view text) {
   size_t start = text.find_first_not_of(kBlanks);
@@ -48,40 +46,6 @@ int integerOr(std::string_view text, std::string_view name, int line, int value)
   return value;
 }
 
-// ConfigFile: the configuration file of the process, as it was when it was first asked for.
-struct ConfigFile {
-  std::string name;
-  std::string text;
-};
-
-// Where the file is; empty when there is no place for one.
-PathString configPath(const iSystemInfo& system) {
-  std::string named;
-  if (system.getEnvironment("FSYS_CONFIG", named) && !named.empty()) return fromUTF8(named);
-  PathString folder = configFolder(system);
-  return folder.empty() ? folder : joinPaths(folder, L"fsys.conf");
-}
-
-// Always through the system's own services: the text outlives any others.
-ConfigFile readConfigFile() {
-  ConfigFile config;
-  PathString path = configPath(*nativeOS()->getSystemInfo());
-  config.name = toUTF8(path).view();
-  if (path.empty()) return config;
-  Qv::Ptr<iFile> file = nativeOS()->getFileManager()->openFile(path, iFileManager::eAccessRead,
-                                                               iFileManager::eOpenExisting, 0, 0);
-  if (!file) return config;
-  if (file->getSize() > kMaxFileBytes) {
-    Log("%s is too large for a configuration file, it is ignored\n", config.name.c_str());
-    return config;
-  }
-  config.text.resize(file->getSize());
-  uint32_t done = 0;
-  file->readAt(0, config.text.data(), static_cast<uint32_t>(config.text.size()), &done);
-  config.text.resize(done);
-  return config;
-}
-
 }  // namespace
 
 int configIntFromText(std::string_view text, std::string_view name, const char* key, int value) {
@@ -108,6 +72,9 @@ int config_int(const char* key, int value) {
     Log("%s='%s' is not an integer, %d is used\n", variable.c_str(), text.c_str(), value);
     return value;
   }
-  static const ConfigFile& file = *new ConfigFile(readConfigFile());
+  // Always through the system's own services: the text outlives any others.
+  static const ConfigFile& file = *new ConfigFile(ConfigFile::read(*nativeOS()));
   return configIntFromText(file.text, file.name, key, value);
 }
+
+LightweightString<wchar_t> configFile() { return ConfigFile::pathOf(*OS()->getSystemInfo()); }

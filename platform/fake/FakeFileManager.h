@@ -61,6 +61,7 @@ public:
   Vector<Qv::Ptr<iDiskDrive>> getDisks() override;
   bool onDrive(const Path& path, const Qv::Ptr<iTask>& errand, unsigned patience_ms) override;
   bool mayDriveFallSilent() override;
+  bool mayFallSilent(const Path& path) override;
   bool folderExists(const Path& path) override;
   bool isWritable(const Path& path) override;
   bool listFiles(const Path& pattern, Vector<ListedFile>& files) override;

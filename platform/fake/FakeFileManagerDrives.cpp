@@ -134,6 +134,8 @@ bool FakeFileManager::mayDriveFallSilent() {
                      [](const auto& set) { return set.second.drive.silent; });
 }
 
+bool FakeFileManager::mayFallSilent(const Path& path) { return driveOf(textOf(path)).silent; }
+
 bool FakeFileManager::holdsErrand(const std::wstring& prefix) const {
   return std::any_of(lateErrands_.begin(), lateErrands_.end(),
                      [&](const LateErrand& late) { return late.prefix == prefix; });

@@ -30,6 +30,7 @@ public:
   bool onDrive(const LightweightString<wchar_t>& path, const Qv::Ptr<iTask>& errand,
                unsigned patience_ms) override;
   bool mayDriveFallSilent() override;
+  bool mayFallSilent(const LightweightString<wchar_t>& path) override;
 
   bool folderExists(const LightweightString<wchar_t>& path) override;
   bool isWritable(const LightweightString<wchar_t>& path) override;
@@ -46,6 +47,8 @@ public:
   Vector<Share> getShares(const LightweightString<wchar_t>& workstation) override;
 
 private:
+  Qv::Ptr<DriveProbe> probeOf(const LightweightString<wchar_t>& path);
+
   ProviderTable providers_;
   MountTable mounts_;
 };

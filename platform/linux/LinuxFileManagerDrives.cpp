@@ -51,13 +51,19 @@ bool LinuxFileManager::mayDriveFallSilent() {
                      [](const MountTree::Mount& mount) { return mount.mayFallSilent(); });
 }
 
+// What is no name has no drive.
+Qv::Ptr<DriveProbe> LinuxFileManager::probeOf(const Path& path) {
+  std::string bytes;
+  if (providers_.isServed(path) || !toPathBytes(path, bytes)) return nullptr;
+  return mounts_.probeOf(bytes);
+}
+
+bool LinuxFileManager::mayFallSilent(const Path& path) { return bool(probeOf(path)); }
+
 bool LinuxFileManager::onDrive(const Path& path, const Qv::Ptr<iTask>& errand,
                                unsigned patience_ms) try {
   uint32_t result = eOsInvalid;
-  std::string bytes;
-  Qv::Ptr<DriveProbe> probe;
-  // What is no name has no drive.
-  if (!providers_.isServed(path) && toPathBytes(path, bytes)) probe = mounts_.probeOf(bytes);
+  Qv::Ptr<DriveProbe> probe = probeOf(path);
   if (errand) result = probe ? probe->run(errand, patience_ms) : DriveProbe::runHere(errand);
   if (result != 1) failWith(result);
   return result == 1;

@@ -409,6 +409,8 @@ TEST_F(FakeDrivesTest, WhetherADriveMayFallSilentIsWhetherOneIs) {
   EXPECT_FALSE(files()->mayDriveFallSilent());
   os_->files().setDrive(L"/net/", {.silent = true});
   EXPECT_TRUE(files()->mayDriveFallSilent());
+  EXPECT_TRUE(files()->mayFallSilent(L"/net/a"));
+  EXPECT_FALSE(files()->mayFallSilent(L"/m/a"));
 }
 
 TEST_F(FakeDrivesTest, AFolderIsSyncedAndAFileFlushedWhileItIsOpen) {

@@ -29,6 +29,7 @@ public:
   Vector<Qv::Ptr<iDiskDrive>> getDisks() override;
   bool onDrive(const Path& path, const Qv::Ptr<iTask>& errand, unsigned patience_ms) override;
   bool mayDriveFallSilent() override { return below()->mayDriveFallSilent(); }
+  bool mayFallSilent(const Path& path) override { return below()->mayFallSilent(path); }
   bool folderExists(const Path& path) override {
     return !isRefused(FaultCall::eFolderExists) && below()->folderExists(path);
   }

@@ -64,6 +64,7 @@ TEST_F(LinuxAutomountTest, WhetherADriveMayFallSilentIsToldWithoutMounting) {
   AutomountedFolder disk(folder_.bytes("disk"), AutomountedFolder::eWhenLetGo);
   if (!disk.isMounted()) GTEST_SKIP() << kRefused;
   EXPECT_TRUE(linuxFileManager()->mayDriveFallSilent());
+  EXPECT_TRUE(linuxFileManager()->mayFallSilent(folder_ / "disk/clip"));
   EXPECT_FALSE(disk.isAsked());
 }
 

@@ -102,6 +102,12 @@ protected:
 
 TEST_P(LinuxSilentDriveTest, ThatADriveMayFallSilentIsToldByTheList) {
   EXPECT_TRUE(linuxFileManager()->mayDriveFallSilent());
+  ASSERT_EQ(symlink("drive", folder_.bytes("link").c_str()), 0);
+  EXPECT_TRUE(linuxFileManager()->mayFallSilent(folder_ / "drive/clip"));
+  EXPECT_TRUE(linuxFileManager()->mayFallSilent(folder_ / "link/clip"));
+  EXPECT_FALSE(linuxFileManager()->mayFallSilent(folder_ / "clip"));
+  EXPECT_FALSE(linuxFileManager()->mayFallSilent(L"mem:clip"));
+  EXPECT_FALSE(linuxFileManager()->mayFallSilent(L""));
 }
 
 TEST_P(LinuxSilentDriveTest, ASpaceThatIsNeverToldCostsItsPatienceOnceAndThenNothing) {

@@ -11,8 +11,8 @@
 #include <cerrno>
 #include <string_view>
 
+#include "platform/ConfigInt.h"
 #include "platform/OS.h"
-#include "tools/fsys/Tool.h"
 
 namespace {
 
@@ -23,6 +23,7 @@ constexpr int kSignalExit = 128;  // and the signal's number
 
 volatile sig_atomic_t child = 0;
 volatile sig_atomic_t passedOn = 0;
+int tellCode = -1;  // the child's, for its exit code
 
 // Behind the first there may be a process that is being held.
 void passOn(int number) {
@@ -64,15 +65,11 @@ void letGoOfOutput() {
 }
 
 // In a group of its own, so that it gets each signal once: from its parent.
-[[noreturn]] void work(int count, const char* const* arguments, pid_t parent, int line) {
+void beChildOf(pid_t parent) {
   setpgid(0, 0);
   signal(SIGTTOU, SIG_IGN);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);
-  auto code = static_cast<unsigned char>(runTool(count, arguments));
-  letGoOfOutput();
-  [[maybe_unused]] ssize_t told = write(line, &code, 1);
-  _exit(code);
 }
 
 // The exit code of a child that has told it, or ended in another way.
@@ -95,27 +92,36 @@ int codeFrom(int line) {
 }  // namespace
 
 bool mayBeHeld(int count, const char* const* arguments) {
-  if (count < 2) return false;
-  if (std::find(kCommands.begin(), kCommands.end(), arguments[1]) == kCommands.end()) return false;
-  return OS()->getFileManager()->mayDriveFallSilent();
+  iFileManager* files = OS()->getFileManager();
+  if (!files->mayDriveFallSilent()) return false;
+  bool asksDrives =
+      count > 1 && std::find(kCommands.begin(), kCommands.end(), arguments[1]) != kCommands.end();
+  return asksDrives || files->mayFallSilent(configFile());
 }
 
-int runApart(int count, const char* const* arguments) {
+void goApart() {
   std::array<int, 2> line = {-1, -1};
-  if (pipe2(line.data(), O_CLOEXEC) != 0) return runTool(count, arguments);
+  if (pipe2(line.data(), O_CLOEXEC) != 0) return;
   pid_t self = getpid();
   sigset_t before = blockSignals();
   pid_t made = fork();
-  if (made == 0) {
-    sigprocmask(SIG_SETMASK, &before, nullptr);
-    close(line[0]);
-    work(count, arguments, self, line[1]);
-  }
-  close(line[1]);
   child = made;
   if (made > 0) passSignalsOn();
   sigprocmask(SIG_SETMASK, &before, nullptr);
-  int code = made > 0 ? codeFrom(line[0]) : runTool(count, arguments);
-  close(line[0]);
-  return code;
+  close(line[made == 0 ? 0 : 1]);
+  if (made > 0) _exit(codeFrom(line[0]));
+  if (made == 0) {
+    tellCode = line[1];
+    beChildOf(self);
+  } else {
+    close(line[0]);
+  }
+}
+
+int endOf(int code) {
+  if (tellCode < 0) return code;
+  auto byte = static_cast<unsigned char>(code);
+  letGoOfOutput();
+  [[maybe_unused]] ssize_t told = write(tellCode, &byte, 1);
+  _exit(byte);
 }

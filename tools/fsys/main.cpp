@@ -16,11 +16,19 @@ void openStandardDescriptors() {
     if (fcntl(expected, F_GETFD) < 0 && open("/dev/null", O_RDWR) != expected) _exit(1);
 }
 
+// Before the libraries are initialised.
+void begin(int count, char** arguments, char** environment) {
+  openStandardDescriptors();
+  environ = environment;  // as the C library will find it
+  if (mayBeHeld(count, arguments)) goApart();
+}
+
+[[gnu::used, gnu::section(".preinit_array")]] void (*const kBegin)(int, char**, char**) = &begin;
+
 }  // namespace
 
 int main(int count, char** arguments) {
-  openStandardDescriptors();
   // In step with standard error, also where both go to one file.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  return mayBeHeld(count, arguments) ? runApart(count, arguments) : runTool(count, arguments);
+  return endOf(runTool(count, arguments));
 }
