@@ -1,6 +1,7 @@
 #include "fsys/DriveQuestions.h"
 
 #include "platform/DriveErrand.h"
+#include "platform/DurableFolder.h"
 #include "platform/OS.h"
 
 using Text = LightweightString<wchar_t>;
@@ -17,6 +18,6 @@ bool DriveQuestions::isWritable(const Text& path) {
 
 bool DriveQuestions::makeFolder(const Text& path) {
   return askDrive(
-             path, [path] { return OS()->getFileManager()->createFolder(path); }, kMakePatience_ms)
+             path, [path] { return makeDurableFolder(path); }, kMakePatience_ms)
       .value_or(false);
 }

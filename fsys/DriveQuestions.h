@@ -13,8 +13,8 @@ constexpr unsigned kMakePatience_ms = 1500;
 bool folderIsThere(const LightweightString<wchar_t>& path);
 // Whether this process may write there: make files in a folder, or change a file.
 bool isWritable(const LightweightString<wchar_t>& path);
-// Makes the folder and its missing parents; true when it is there already. One that is given up may
-// still be made later.
+// Makes the folder and its missing parents, all durable; true when it is there already. One that is
+// given up may still be made later.
 bool makeFolder(const LightweightString<wchar_t>& path);
 
 }  // namespace DriveQuestions

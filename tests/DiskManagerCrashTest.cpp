@@ -116,6 +116,26 @@ TEST_F(DiskManagerCrashTest, TheFirstNameIsOnTheDiskOrThereIsNoFile) {
   expectOldOrNew(kInfo, "name=new\n", [] { rename(L"new"); });
 }
 
+TEST_F(DiskManagerCrashTest, TheFirstNameOfADriveThatWasJustPreparedIsOnItOrThereIsNoFile) {
+  write(kLocations, "/media/\n");
+  expectOldOrNew(kInfo, "name=new\n", [] {
+    EXPECT_TRUE(DiskManager::prepareVolumeForMedia(DiskManager::getVolume(L"/media/")->getId()));
+    rename(L"new");
+  });
+}
+
+TEST_F(DiskManagerCrashTest, ADriveThatWasPreparedStaysPrepared) {
+  write(kLocations, "/media/\n");
+  start();
+  DriveId id = DiskManager::getVolume(L"/media/")->getId();
+  FakeCrash crash(*os_);
+  ASSERT_TRUE(DiskManager::prepareVolumeForMedia(id));
+  size_t states = crash.forEachStateNow([&](const std::string& what) {
+    EXPECT_TRUE(DiskManager::isVolumePreparedForMedia(id)) << what;
+  });
+  EXPECT_GT(states, 0u);
+}
+
 TEST_F(DiskManagerCrashTest, ALinkInTheNamesPlaceIsThereOrTheNewNameIsAndItsTargetStays) {
   write(kLocations, "/media/\n");
   write(kDiary, "name=of another\n");

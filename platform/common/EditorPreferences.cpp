@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/DriveErrand.h"
+#include "platform/DurableFolder.h"
 #include "platform/Log.h"
 #include "platform/TextFile.h"
 #include "platform/common/ConfigFolder.h"
@@ -38,15 +39,6 @@ bool isTaken(const PathString& lock) {
   return taken;
 }
 
-// With its parents, and durable: a setting is lost with the folder that it lies in.
-bool makeFolder(const PathString& folder) {
-  iFileManager* files = OS()->getFileManager();
-  if (folder.empty() || files->folderExists(folder)) return true;
-  PathString parent = getPath(folder);
-  return makeFolder(withoutSeparator(parent)) && files->createFolder(folder) &&
-         (parent.empty() || files->syncFolder(parent));
-}
-
 bool linesOf(const PathString& file, TextLines::Lines& lines) {
   std::string text;
   if (WholeFile::read(file, TextFile::kMostBytes, text) == WholeFile::eIsUnreadable) return false;
@@ -73,7 +65,7 @@ bool rewrite(const PathString& file, const Change& change) {
 // undoes what another changed meanwhile.
 Attempt tryChange(const Change& change) {
   iFileManager* files = OS()->getFileManager();
-  if (!makeFolder(change.folder)) return Attempt::eFailed;
+  if (!makeDurableFolder(change.folder)) return Attempt::eFailed;
   PathString lock = joinPaths(change.folder, L"preferences.lock");
   Qv::Ptr<iFile> held =
       files->openFile(lock, iFileManager::eAccessWrite, iFileManager::eOpenOrCreate, 0,

@@ -1,7 +1,9 @@
 #include "tools/fsys/ProjectFolder.h"
 
 #include "platform/DriveErrand.h"
+#include "platform/DurableFolder.h"
 #include "platform/OS.h"
+#include "platform/TextFile.h"
 #include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/StoragePath.h"
 #include "tools/fsys/Text.h"
@@ -54,7 +56,8 @@ bool ProjectFolder::isThere() const {
 void ProjectFolder::make() const {
   if (isThere()) return;
   PathString path = path_;
-  auto made = askDrive(path, [path] { return OS()->getFileManager()->createFolder(path); });
+  // A list is lost with the folder that it lies in.
+  auto made = askDrive(path, [path] { return makeDurableFolder(path); }, TextFile::kPatience_ms);
   if (!made || !*made)
     throw driveError("making the project folder", path_, OS()->getErrors()->getLastError());
 }
