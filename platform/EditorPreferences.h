@@ -4,11 +4,12 @@
 #include "platform/PlatformExport.h"
 
 // EditorPreferences: the editor's settings, as names and texts that stay.
-// Story      They stand in the file "preferences" beside the configuration file, a line
-//            "name = value" each, and are read anew at every call, so that several programs see
-//            what each of them sets. A change takes a lock file beside it, reads, changes the one
-//            setting and replaces the file whole. Lines that are none of ours stay as they are.
-//            Names and values are any text.
+// Story      They stand in the file "preferences" in fsys under the XDG configuration folder, also
+//            where FSYS_CONFIG names a configuration file elsewhere. Each is a line "name = value",
+//            and is read anew at every call, so that several programs see what each of them sets.
+//            A change takes a lock file beside the file, reads, changes the one setting and
+//            replaces the file whole. Lines that are none of ours stay as they are. Names and
+//            values are any text.
 // Threads    any.
 // Errors     a change that cannot be made is logged, and nothing is changed; one that is given up
 //            because the drive does not answer may still be made later. A file that cannot be read
