@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "platform/TextFile.h"
@@ -18,6 +19,7 @@ using Files = iFileManager;
 constexpr wchar_t kFolder[] = L"/c/fsys";
 constexpr wchar_t kFile[] = L"/c/fsys/preferences";
 constexpr wchar_t kLock[] = L"/c/fsys/preferences.lock";
+constexpr const char* kNoFile = "(no file)";
 
 class EditorPreferencesTest : public ::testing::Test {
 protected:
@@ -43,6 +45,31 @@ protected:
   }
   // Until its FakeDrive says otherwise.
   void silence() { os_->files().setDrive(L"/c/", {.type = iDiskDrive::eNetwork, .silent = true}); }
+
+  std::string state() { return os_->files().hasFile(kFile) ? content() : kNoFile; }
+
+  // In whatever state the power leaves it, the file is as it was or as the action makes it; each of
+  // the two is met, and is what the next change begins with. Once the action has ended the file is
+  // as that made it.
+  template <typename Action>
+  void expectOldOrNew(const std::string& made, const Action& action) {
+    const std::string before = state();
+    FakeCrash crash(*os_);
+    ASSERT_TRUE(action());
+    ASSERT_EQ(state(), made);
+    std::set<std::string> seen;
+    crash.forEachState([&](const std::string& what) {
+      const std::string left = state();
+      seen.insert(left);
+      EXPECT_TRUE(prefs().setPreference("next", L"3")) << what;
+      EXPECT_EQ(content(), (left == kNoFile ? "" : left) + "next = 3\n") << what;
+      EXPECT_EQ(names(), "preferences preferences.lock ") << what;
+    });
+    EXPECT_EQ(seen, (std::set<std::string>{before, made}));
+    size_t states = crash.forEachStateNow(
+        [&](const std::string& what) { EXPECT_EQ(state(), made) << "lost: " << what; });
+    EXPECT_GT(states, 0u);
+  }
 
   FakeOSScope os_;
   CapturedDiagnostics captured_;
@@ -322,16 +349,17 @@ TEST_F(EditorPreferencesTest, WithoutMemoryTheFileIsWholeAndTheLockIsFree) {
 }
 
 TEST_F(EditorPreferencesTest, AfterALossOfPowerAChangeIsThereWholeOrNotAtAll) {
-  ASSERT_TRUE(prefs().setPreference("a", L"1"));
-  FakeCrash crash(*os_);
-  ASSERT_TRUE(prefs().setPreference("b", L"2"));
-  crash.forEachState([&](const std::string& what) {
-    EXPECT_EQ(prefs().getPreference("a"), L"1") << what;
-    EXPECT_TRUE(prefs().setPreference("c", L"3")) << what;
-    EXPECT_EQ(names(), "preferences preferences.lock ") << what;
-  });
-  crash.forEachStateNow(
-      [](const std::string& what) { EXPECT_EQ(prefs().getPreference("b"), L"2") << what; });
+  put("a = 1\nb = old\n");
+  expectOldOrNew("a = 1\nb = new\n", [] { return prefs().setPreference("b", L"new"); });
+}
+
+TEST_F(EditorPreferencesTest, AfterALossOfPowerTheFirstSettingIsThereWholeOrThereIsNoFile) {
+  expectOldOrNew("a = 1\n", [] { return prefs().setPreference("a", L"1"); });
+}
+
+TEST_F(EditorPreferencesTest, AfterALossOfPowerARemovedSettingIsGoneOrStillThereWhole) {
+  put("a = 1\nb = 2\nc = 3\n");
+  expectOldOrNew("a = 1\nc = 3\n", [] { return prefs().removePreference("b"); });
 }
 
 TEST_F(EditorPreferencesTest, ARemovalThatMayNotBeDurableIsMadeDurableByTheNextOne) {
