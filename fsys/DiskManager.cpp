@@ -34,6 +34,13 @@ bool hasWritableMediaFolder(const Text& root) {
   return DriveQuestions::folderIsThere(folder) && DiskManager::writableVolume(folder);
 }
 
+// Said of one that would be a media drive.
+bool canBeRegistered(const Text& root) {
+  if (MediaDrive::liesAt(root)) return true;
+  Log("Disk Manager - '%s' is no path of a media drive\n", toUTF8(root).c_str());
+  return false;
+}
+
 // Not by its location, since the root of all has none.
 Qv::Ptr<MediaDrive> driveAt(const Text& root) {
   Text wanted = MediaDrive::localNameOf(root);
@@ -92,7 +99,7 @@ bool DiskManager::discoverVolumes() {
   for (const Qv::Ptr<iDiskDrive>& disk : disks) {
     if (!isForMedia(*disk)) continue;
     Text root = disk->getRootPath();
-    if (!hasWritableMediaFolder(root)) continue;
+    if (!hasWritableMediaFolder(root) || !canBeRegistered(root)) continue;
     Qv::Ptr<MediaDrive> drive = discoveredDrive(root);
     if (!drive) {
       Log("Disk Manager - no identifier is left for drive '%s'\n", toUTF8(root).c_str());

@@ -117,6 +117,8 @@ Text MediaDrive::localNameOf(const Text& rootPath) {
   return name;
 }
 
+bool MediaDrive::liesAt(const Text& rootPath) { return fixForeignOSFileName(rootPath) == rootPath; }
+
 Text MediaDrive::getListedLocation() const { return withSeparator(diskPath_); }
 
 void MediaDrive::getLocalName(Text& name, bool raw) const {

@@ -104,6 +104,27 @@ TEST_F(DiskManagerDiscoveryTest, ADiskWhoseMaterialFolderCannotBeWrittenIsSkippe
   EXPECT_EQ(DiskManager::getVolume(DriveId('1'))->getRootLocation(), L"/media/c/");
 }
 
+TEST_F(DiskManagerDiscoveryTest, ADiskWhoseFolderHasABackslashIsSkippedAndLogged) {
+  addDisk(L"/media/a\\b/");
+  addDisk(L"/media/c/");
+  addBareDisk(L"/media/d\\e/");
+  files().addFolder(L"/media/a/b/Material");
+  EXPECT_EQ(found(), "1");
+  EXPECT_EQ(DiskManager::getVolume(DriveId('1'))->getRootLocation(), L"/media/c/");
+  EXPECT_EQ(events(), Texts{"+1"});
+  EXPECT_EQ(diagnostics_.log(),
+            Texts{"Disk Manager - '/media/a\\b/' is no path of a media drive\n"})
+      << "not of one without a media folder";
+}
+
+TEST_F(DiskManagerDiscoveryTest, WhereTheBackslashIsTheSeparatorItIsInEveryDisksName) {
+  files().setSeparator(L'\\');
+  addDisk(L"D:\\");
+  addDisk(L"E:\\media\\");
+  EXPECT_EQ(found(), "12");
+  EXPECT_EQ(diagnostics_.log(), Texts());
+}
+
 TEST_F(DiskManagerDiscoveryTest, TheDiskAtTheRootIsFoundByItsMaterialFolder) {
   addDisk(L"/");
   EXPECT_EQ(found(), "1");

@@ -61,6 +61,9 @@
 //            (DiskManagerBackslashTest.ALineWithDoubledOnesIsFoundWhenItsLocationGoes). The root of
 //            all has no location; lists have a separator for it
 //            (DiskManagerLocationsTest.TheDiscoveredRootOfAllThatIsTakenOutStaysOutUntilItIsAdded).
+//            A disk whose folder has a backslash in its name is not discovered, and logged: a
+//            location's backslashes are read as separators, so that it would be another place
+//            (DiskManagerDiscoveryTest.ADiskWhoseFolderHasABackslashIsSkippedAndLogged).
 //            A task that remembers nothing has the empty path, which is that of the root of all
 //            (DiskManagerTaskTest.TheDriveAtTheRootIsTheOneOfATaskThatRemembersNothing).
 //            saveDriveInfo answers true when the writing failed

@@ -77,6 +77,9 @@ public:
   void getLocalName(LightweightString<wchar_t>& name, bool raw) const;
   // The local name of a drive with that root path.
   static LightweightString<wchar_t> localNameOf(const LightweightString<wchar_t>& rootPath);
+  // Whether a drive of that root path lies there. Not where a name in it has another system's
+  // separator, which is read as this one's.
+  static bool liesAt(const LightweightString<wchar_t>& rootPath);
   // The local name and a separator, empty where that is empty: what getLocation gives for a type
   // without a folder while the drive is registered.
   const LightweightString<wchar_t>& getRootLocation() const { return rootLocation_; }

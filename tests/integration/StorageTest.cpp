@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -167,6 +168,26 @@ private:
   std::string path_;
 };
 
+// The same disk in another folder.
+class MountedAgain {
+public:
+  MountedAgain(const std::string& disk, const std::string& folder)
+      : path_(std::filesystem::canonical(folder)),
+        isMounted_(mount(disk.c_str(), path_.c_str(), nullptr, MS_BIND, nullptr) == 0) {}
+  ~MountedAgain() {
+    if (isMounted_) umount2(path_.c_str(), MNT_DETACH);
+  }
+  MountedAgain(const MountedAgain&) = delete;
+  MountedAgain& operator=(const MountedAgain&) = delete;
+
+  bool isMounted() const { return isMounted_; }
+  const std::string& path() const { return path_; }
+
+private:
+  const std::string path_;
+  const bool isMounted_;
+};
+
 class StorageDiskTest : public StorageTest {
 protected:
   std::unique_ptr<MountedDisk> disk(MountedFolder::eKind kind) {
@@ -210,6 +231,21 @@ TEST_F(StorageDiskTest, ADiskThatCannotBeWrittenIsNotDiscovered) {
   ASSERT_EQ(mount(nullptr, folder, nullptr, MS_REMOUNT, nullptr), 0);
   start();
   EXPECT_TRUE(isRegistered(mounted->path()));
+}
+
+TEST_F(StorageDiskTest, ADiskWhoseFolderHasABackslashIsNotTakenForTheFolderOfThatPath) {
+  auto mounted = mediaDisk();
+  if (!why_.empty()) GTEST_SKIP() << why_;
+  const std::string other = madeFolder("a/b");
+  madeFolder("a/b/Material");
+  const MountedAgain again(mounted->path(), madeFolder("a\\b"));
+  ASSERT_TRUE(again.isMounted());
+  start();
+  EXPECT_EQ(registeredOf({mounted->path(), other, again.path()}), Paths({mounted->path()}));
+  const Paths log = diagnostics_.log();
+  EXPECT_EQ(std::count(log.begin(), log.end(),
+                       "Disk Manager - '" + again.path() + "/' is no path of a media drive\n"),
+            1);
 }
 
 TEST_F(StorageDiskTest, ADiskThatTheUserUnmountedStaysOutUntilHeAddsIt) {

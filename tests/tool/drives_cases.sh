@@ -92,6 +92,16 @@ case_what_is_no_fixed_disk_is_no_media_drive_by_itself_but_can_be_a_location() {
   [ "$(drive memory/below free_bytes)" -gt 0 ] || fail "no free space below"
 }
 
+case_a_disk_whose_folder_has_a_backslash_says_that_it_is_no_media_drive() {
+  in_own_namespace
+  local name='a\b'
+  mount_disk "$name"
+  mkdir "$name/Material"
+  expect 0 drives --json
+  drive_is "$name" kind fixed
+  drive_is "$name" why "its folder has a backslash"
+}
+
 case_a_mount_that_lies_under_another_is_told() {
   in_own_namespace
   mount_memory place

@@ -38,6 +38,7 @@ std::string whyNoMediaDrive(iDiskDrive& disk, const LocationLists& lists) {
   if (lists.unmounted.has(root)) return "unmounted by the user";
   if (!disk.isAvailable()) return "does not answer";
   if (disk.getType() != iDiskDrive::eFixed) return "not a fixed disk";
+  if (!MediaDrive::liesAt(root)) return "its folder has a backslash";
   std::string folder = bytesOf(MediaDrive::getFolder(eCookieVision));
   PathString media = joinPaths(root, MediaDrive::getFolder(eCookieVision));
   if (!askIsFolder(media).yes) return "no folder " + inQuotes(folder);
