@@ -164,6 +164,7 @@ void comeUnderAFault(FakeOSScope& os, InputBytes& fault) {
                     fault.flag() ? FaultPlan::eFromThenOn : FaultPlan::eOnce);
   DiskManager::addMediaLocation(kCome);
   os->faults().clear();
+  os->files().runLateErrands();
   const Lists after = listsOf(os);
   require(after.locations == before.locations || locations.isIn(after.locations),
           "the locations are the old ones or the new ones");

@@ -118,7 +118,8 @@ bool FakeFileManager::onDrive(const Path& path, const Qv::Ptr<iTask>& errand,
   if (error != 0) return answer(error);
   std::wstring prefix = prefixFor(resolved(textOf(path)));
   const FakeDrive& drive = driveWith(prefix);
-  if (!drive.silent) {
+  uint32_t late = drive.silent ? eOsTimedOut : faults_.next(FaultPlan::eAnswerErrand).error;
+  if (late == 0) {
     runErrandsOf(prefix);
     return runErrand(errand, drive.type == iDiskDrive::eNetwork) || answer(eOsNoMemory);
   }
@@ -126,7 +127,7 @@ bool FakeFileManager::onDrive(const Path& path, const Qv::Ptr<iTask>& errand,
     clock_.step(patience_ms);
     lateErrands_.push_back({prefix, errand});
   }
-  return answer(eOsTimedOut);
+  return answer(late);
 }
 
 bool FakeFileManager::mayDriveFallSilent() {

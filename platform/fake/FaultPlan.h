@@ -25,7 +25,8 @@ public:
     eOpenFile,
     eGetDisk,
     eGetDisks,
-    eOnDrive,  // refused: the errand does not run
+    eOnDrive,       // refused: the errand does not run
+    eAnswerErrand,  // late: the errand is held, as by a drive that is silent, and runs later
     eGetSpace,
     eGetInfo,
     eExists,

@@ -10,6 +10,7 @@
 #include "platform/fake/FakeOSScope.h"
 #include "tests/conformance/Finished.h"
 #include "tests/support/Pattern.h"
+#include "tests/support/TestErrand.h"
 
 using testing::ElementsAre;
 
@@ -29,6 +30,7 @@ protected:
     Vector<iFileManager::ListedFile> listed;
     EXPECT_TRUE(files.getDisks().empty());
     EXPECT_FALSE(files.onDrive(L"/a", {}, 1));
+    EXPECT_FALSE(files.onDrive(L"/a", TestErrand::of([] {}), 1));
     EXPECT_FALSE(files.getDisk(L"/a")->getSpace(bytes, bytes));
     EXPECT_FALSE(files.exists(L"/"));
     EXPECT_FALSE(files.getFileSize(L"/a", bytes));
@@ -279,6 +281,28 @@ TEST_F(FakeOSTest, AFaultStrikesTheNthCallOnceOrFromThenOn) {
   EXPECT_EQ(os_->memory().regions(), 3u);
   EXPECT_EQ(os_->memory().bytesInUse(), 3u * 4096);
   EXPECT_EQ(os_->memory().allocations().size(), 6u);
+}
+
+TEST_F(FakeOSTest, AnErrandThatIsAnsweredTooLateIsHeldAndRunsBeforeTheNext) {
+  std::vector<int> ran;
+  auto send = [&](int mark) {
+    return os_->files().onDrive(L"/a", TestErrand::of([&ran, mark] { ran.push_back(mark); }), 300);
+  };
+  const double begin_ms = os_->clock().now_ms();
+  os_->faults().fail(FaultPlan::eAnswerErrand, eOsTimedOut, 2);
+  EXPECT_TRUE(send(1));
+  EXPECT_FALSE(send(2));
+  EXPECT_EQ(OS()->getErrors()->getLastError(), eOsTimedOut);
+  EXPECT_EQ(os_->clock().now_ms() - begin_ms, 300);
+  EXPECT_THAT(ran, ElementsAre(1));
+  EXPECT_TRUE(send(3));
+  EXPECT_THAT(ran, ElementsAre(1, 2, 3));
+  os_->faults().fail(FaultPlan::eAnswerErrand, eOsTimedOut, 1, FaultPlan::eFromThenOn);
+  EXPECT_FALSE(send(4));
+  EXPECT_FALSE(send(5));
+  EXPECT_EQ(os_->clock().now_ms() - begin_ms, 600) << "the next one is refused at once";
+  EXPECT_EQ(os_->files().runLateErrands(), 1u);
+  EXPECT_THAT(ran, ElementsAre(1, 2, 3, 4));
 }
 
 TEST_F(FakeOSTest, EveryServiceCanBeMadeToFail) {
