@@ -20,16 +20,10 @@ Text folderOf(DriveId id, const wchar_t* name) {
   return MaterialFilename(id, separator() + name).getOsPath();
 }
 
-// Folders that are made where the disk of a drive is not mounted would take its media to another. A
-// drive that was discovered is all of a disk.
+// Folders that are made where the disk of a drive is not mounted would take its media to another.
 bool isRootThere(const MediaDrive& drive) {
-  const Text root = folderOf(drive.getId(), L"");
-  if (!DriveQuestions::folderIsThere(root)) return false;
-  if (!drive.isAutoDiscovered()) return true;
-  Qv::Ptr<iDiskDrive> disk = OS()->getFileManager()->getDisk(root);
-  Text name;
-  drive.getLocalName(name, false);
-  return disk && MediaDrive::localNameOf(disk->getRootPath()) == name;
+  return DriveQuestions::folderIsThere(folderOf(drive.getId(), L"")) &&
+         (!drive.isAutoDiscovered() || drive.hasDisk());
 }
 
 }  // namespace

@@ -170,8 +170,14 @@ bool MediaDrive::prepareForMedia() const {
 // What the system says ---------------------------------------------------------------------------
 
 Qv::Ptr<iDiskDrive> MediaDrive::disk() const {
-  return diskPath_.empty() ? nullptr : OS()->getFileManager()->getDisk(diskPath_);
+  if (diskPath_.empty()) return nullptr;
+  Qv::Ptr<iDiskDrive> holder = OS()->getFileManager()->getDisk(diskPath_);
+  const bool isAnother =
+      autoDiscovered_.get() && holder && holder->getRootPath() != getListedLocation();
+  return isAnother ? nullptr : holder;
 }
+
+bool MediaDrive::hasDisk() const { return static_cast<bool>(disk()); }
 
 bool MediaDrive::setSectorSize() {
   Qv::Ptr<iDiskDrive> drive = disk();

@@ -111,6 +111,22 @@ TEST_F(DiskManagerTaskTest, WithoutAFallBackAnAbsentDriveIsNoneAndWithItTheLastO
   EXPECT_EQ(DiskManager::getDriveForTask("Import", true), spacious);
 }
 
+TEST_F(DiskManagerTaskTest, ADiskThatIsGoneIsNoDriveForARecordingAfterAnUpdate) {
+  addDisk(L"/", 500);
+  addDisk(L"/media/a/", 30);
+  DiskManager::discoverVolumes();
+  DriveId system('1');
+  DriveId gone('2');
+  ASSERT_EQ(codes(), "12");
+  files().unmount(L"/media/a/");
+  EXPECT_EQ(DiskManager::getSpaceForRecording(gone), -2);
+  EXPECT_EQ(DiskManager::get_mins_of_recording_left(gone, 512, 512), kUnknown);
+  DiskManager::update_drives_and_groups();
+  EXPECT_EQ(DiskManager::find_best_disk(), system);
+  EXPECT_EQ(DiskManager::findBestDrive(1, DiskManager::eBestFit), system);
+  EXPECT_EQ(DiskManager::findBestDrive(1, DiskManager::eMostFree), system);
+}
+
 TEST_F(DiskManagerTaskTest, TheFallBackIsNotAskedForADriveThatIsThere) {
   DriveId id = addWith(0);
   addWith(20);

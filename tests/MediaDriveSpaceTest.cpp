@@ -82,6 +82,51 @@ TEST_F(MediaDriveSpaceTest, AnUpdateThatIsNotAnsweredLeavesNoSpaceAndNoCapacity)
   EXPECT_EQ(figures(), std::pair(0.0, 0.0));
 }
 
+TEST_F(MediaDriveSpaceTest, ADiscoveredDriveWhoseDiskIsGoneDoesNotTellTheSpaceOfTheOneBelow) {
+  addBareDisk(L"/", 500).sectorSize = 4096;
+  addBareDisk(L"/media/a/", 30);
+  Qv::Ptr<MediaDrive> drive = registerDrive(L"/media/a/");
+  drive->setAutoDiscovered(true);
+  VolumeInfo info;
+  EXPECT_TRUE(drive->hasDisk());
+  EXPECT_TRUE(drive->getInfo(&info));
+  EXPECT_EQ(info.freeBytes, 30 * kMebibyte);
+  files().unmount(L"/media/a/");
+  EXPECT_FALSE(drive->hasDisk());
+  EXPECT_FALSE(drive->getInfo(&info));
+  EXPECT_EQ(info.freeBytes, 30 * kMebibyte) << "nothing is filled in";
+  EXPECT_FALSE(drive->setSectorSize());
+  EXPECT_EQ(drive->getSectorSize(), 512u);
+  drive->update();
+  EXPECT_EQ(drive->getSpaceMB(), 0);
+  EXPECT_EQ(drive->getCapacityMB(), 0);
+  EXPECT_EQ(drive->getSpaceForRecording(), -2);
+  drive->setAutoDiscovered(false);
+  EXPECT_TRUE(drive->getInfo(&info)) << "an added folder lies on whatever disk holds it";
+  EXPECT_EQ(info.freeBytes, 500 * kMebibyte);
+}
+
+TEST_F(MediaDriveSpaceTest, ADiscoveredDriveThatIsMountedAgainHasItsSpaceAgain) {
+  addBareDisk(L"/", 500);
+  addBareDisk(L"/media/a/", 30);
+  Qv::Ptr<MediaDrive> drive = registerDrive(L"/media/a/");
+  drive->setAutoDiscovered(true);
+  files().unmount(L"/media/a/");
+  drive->update();
+  EXPECT_EQ(drive->getSpaceMB(), 0);
+  addBareDisk(L"/media/a/", 20);
+  drive->update();
+  EXPECT_EQ(drive->getSpaceMB(), 20);
+}
+
+TEST_F(MediaDriveSpaceTest, TheDiscoveredDriveAtTheRootOfAllTellsItsSpace) {
+  addBareDisk(L"/", 500);
+  Qv::Ptr<MediaDrive> drive = registerDrive(L"/");
+  drive->setAutoDiscovered(true);
+  drive->update();
+  EXPECT_EQ(drive->getSpaceMB(), 500);
+}
+
 TEST_F(MediaDriveSpaceTest, ADriveThatWasNeverHeardHasNoSpace) {
   addBareDisk(L"/media/a/").silent = true;
   Qv::Ptr<MediaDrive> drive = registerDrive(L"/media/a/");

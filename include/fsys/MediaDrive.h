@@ -26,8 +26,9 @@
 //            prepareForMedia ask the drive, and wait for one that is silent as DiskManager says.
 // Ownership  shared by Qv::Ptr; stays valid after its removal for whoever still holds it.
 // Units      mebibytes (1,048,576 bytes) where the name says MB, whole ones; bytes elsewhere.
-// Errors     none reported: a drive that is not registered has no name and no locations, one that
-//            does not answer, or is gone, has no space and no capacity.
+// Errors     none reported: a drive that is not registered has no name and no locations; one that
+//            does not answer, and a discovered one whose disk is gone, has no space and no
+//            capacity. A folder that was added has those of the disk that holds it.
 // Kept       getUserName ignores its flag
 //            (MediaDriveTest.AnUnnamedDriveIsCalledByItsLocalNameWhateverTheFlag). The recording
 //            reserve is not clamped: space for recording may be negative
@@ -87,8 +88,7 @@ public:
   // As the lists of locations have it: the root location, and of the root of all a separator.
   LightweightString<wchar_t> getListedLocation() const;
 
-  // Asks the system which drive holds the local name, and takes over its sector size. False, and
-  // nothing changed, when there is none.
+  // Takes over its disk's sector size. False, and nothing changed, when it has none.
   bool setSectorSize();
   uint32_t getSectorSize() const { return sectorSize_.get(); }
   // Reads the space through the registry: none of a drive that does not answer or is not
@@ -104,8 +104,10 @@ public:
   double getSpaceForRecording() const;
   // Makes the media folders where they are missing.
   bool prepareForMedia() const;
-  // False when there is no info, when the drive has no path, or when the system knows no drive for
-  // the local name (of the root of all: for a separator) or hears nothing from it.
+  // Whether the system knows a disk for the local name (of the root of all: for a separator). A
+  // drive that was discovered is all of a disk: that is its own, not the one below where it was.
+  bool hasDisk() const;
+  // False when there is no info, when the drive has no disk, or when it does not answer.
   bool getInfo(VolumeInfo* info) const;
 
   // Whether the last judged transfer was too slow.
@@ -123,6 +125,7 @@ private:
   LightweightString<wchar_t> givenName() const;
   Qv::Ptr<iDiskDrive> disk() const;
   void refresh() const;
+  // Null when hasDisk is false.
 
   // Fixed order.
   DriveId id_;

@@ -77,6 +77,8 @@ public:
   void addFile(const Path& path, const std::vector<unsigned char>& bytes = {});
   void setReadOnly(const Path& path, bool readOnly = true);
   void setDrive(const Path& prefix, const FakeDrive& drive);
+  // Forgets what was set for that very prefix: its names lie on the drive below. They stay.
+  void unmount(const Path& prefix);
   // What was set for that very prefix, to be changed in place; std::out_of_range without it.
   FakeDrive& drive(const Path& prefix);
   void addFolder(const Path& path);

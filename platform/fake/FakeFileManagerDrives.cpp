@@ -33,6 +33,11 @@ void FakeFileManager::setDrive(const Path& prefix, const FakeDrive& drive) {
   drives_[text] = {drive};
 }
 
+void FakeFileManager::unmount(const Path& prefix) {
+  drives_.erase(textOf(prefix));
+  std::erase(driveOrder_, textOf(prefix));
+}
+
 FakeDrive& FakeFileManager::drive(const Path& prefix) { return drives_.at(textOf(prefix)).drive; }
 
 std::wstring FakeFileManager::prefixFor(const std::wstring& name) const {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -190,6 +191,8 @@ private:
 
 class StorageDiskTest : public StorageTest {
 protected:
+  static constexpr uint32_t kUnknownMinutes = 4294967295;
+
   std::unique_ptr<MountedDisk> disk(MountedFolder::eKind kind) {
     auto mounted = std::make_unique<MountedDisk>(kind);
     if (!mounted->isMounted()) why_ = mounted->why();
@@ -284,7 +287,15 @@ TEST_F(StorageDiskTest, NothingIsMadeWhereADiskWasThatIsUnmountedMeanwhile) {
   start();
   DriveId id = idOf(mounted->path());
   ASSERT_TRUE(DiskManager::isMaterialVolume(id));
+  EXPECT_GT(DiskManager::getSpaceForRecording(id), 0);
+  EXPECT_NE(DiskManager::get_mins_of_recording_left(id, 512, 512), kUnknownMinutes);
   mounted->unmount();
+  EXPECT_LT(DiskManager::getSpaceForRecording(id), 0) << "nor is that of the disk below told";
+  EXPECT_EQ(DiskManager::get_mins_of_recording_left(id, 512, 512), kUnknownMinutes);
+  DiskManager::updateDrives();
+  EXPECT_EQ(DiskManager::getVolume(id)->getCapacityMB(), 0);
+  EXPECT_NE(DiskManager::find_best_disk(), id);
+  EXPECT_NE(DiskManager::findBestDrive(0, DiskManager::eMostFree), id);
   EXPECT_FALSE(DiskManager::isVolumePreparedForMedia(id));
   EXPECT_FALSE(DiskManager::prepareVolumeForMedia(id));
   DiskManager::renameMediaLocation(id, L"new");
