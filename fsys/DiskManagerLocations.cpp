@@ -91,7 +91,7 @@ void unlist(const Text& path) {
 }  // namespace
 
 bool DiskManager::addMaterialVolume(const Text& path, DriveId& id, bool autoDiscovered) {
-  if (!writableVolume(path)) return false;
+  if (!writableVolume(path) || !DriveQuestions::folderIsThere(path)) return false;
   Qv::Ptr<MediaDrive> drive = registeredDrive(path, autoDiscovered);
   if (!drive) {
     Log("Disk Manager - no identifier is left for drive '%s'\n", toUTF8(path).c_str());

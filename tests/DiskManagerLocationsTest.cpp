@@ -27,6 +27,20 @@ TEST_F(DiskManagerLocationsTest, APathThatCannotBeWrittenIsNoDriveAndTheIdentifi
   EXPECT_EQ(drives(), Texts());
 }
 
+TEST_F(DiskManagerLocationsTest, AFileIsRefusedAsALocationThatIsNotThere) {
+  write(L"/media/clip", "a file");
+  DriveId id('x');
+  EXPECT_FALSE(DiskManager::addMaterialVolume(L"/media/clip", id, false));
+  EXPECT_EQ(id, DriveId('x'));
+  EXPECT_TRUE(DiskManager::addMediaLocation(L"/media/clip"));
+  EXPECT_EQ(events(), Texts({"+0", kChanged}));
+  EXPECT_EQ(content(kLocations), "/media/clip\n") << "as of any location that is away";
+  start();
+  EXPECT_EQ(drives(), Texts());
+  EXPECT_EQ(missing(), Texts({"/media/clip"}));
+  EXPECT_EQ(content(L"/media/clip"), "a file");
+}
+
 TEST_F(DiskManagerLocationsTest, ADriveIsOfTheKindOfItsDiskAndWithoutADiskFixed) {
   files().setDrive(L"/net/", {.type = iDiskDrive::eNetwork});
   files().setDrive(L"/odd/", {.type = iDiskDrive::eMemory, .known = false});

@@ -64,6 +64,8 @@
 //            A disk whose folder has a backslash in its name is not discovered, and logged: a
 //            location's backslashes are read as separators, so that it would be another place
 //            (DiskManagerDiscoveryTest.ADiskWhoseFolderHasABackslashIsSkippedAndLogged).
+//            A file is no location, whoever may write it
+//            (DiskManagerLocationsTest.AFileIsRefusedAsALocationThatIsNotThere).
 //            A task that remembers nothing has the empty path, which is that of the root of all
 //            (DiskManagerTaskTest.TheDriveAtTheRootIsTheOneOfATaskThatRemembersNothing).
 //            saveDriveInfo answers true when the writing failed
@@ -96,8 +98,8 @@ public:
   // together, and for one that falls silent later as long as for a question or a file.
   static bool discoverVolumes();
   // Registers that path, or finds it registered (a check fails), marks it and reads its space.
-  // False and `id` untouched when it cannot be written or no identifier is left. Nobody is told.
-  // Waits 500 ms for a silent drive.
+  // False and `id` untouched when it is no folder, cannot be written, or no identifier is left.
+  // Nobody is told. Waits 500 ms for a silent drive.
   static bool addMaterialVolume(const Text& path, DriveId& id, bool autoDiscovered);
   // addMaterialVolume, then the name: the one on the disk, else the last part of the path. The
   // catalogue is told of the drive, or of '0' after a failure. False then, and for an empty path,
