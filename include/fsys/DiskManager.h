@@ -65,7 +65,11 @@
 //            location's backslashes are read as separators, so that it would be another place
 //            (DiskManagerDiscoveryTest.ADiskWhoseFolderHasABackslashIsSkippedAndLogged).
 //            A file is no location, whoever may write it
-//            (DiskManagerLocationsTest.AFileIsRefusedAsALocationThatIsNotThere).
+//            (DiskManagerLocationsTest.AFileIsRefusedAsALocationThatIsNotThere). Of a drive that is
+//            not registered no information file is read
+//            (DiskManagerDiskNameTest.NothingIsReadOfADriveThatIsNotRegistered). The shares are
+//            asked for again after there was no memory for them
+//            (VolumeRegistryTest.RefusedSharesAreAskedForByTheNextOne).
 //            A task that remembers nothing has the empty path, which is that of the root of all
 //            (DiskManagerTaskTest.TheDriveAtTheRootIsTheOneOfATaskThatRemembersNothing).
 //            saveDriveInfo answers true when the writing failed
@@ -242,7 +246,8 @@ public:
   static Text convertLocalToUNC(const MaterialFilename& file);
   // A default one when no drive has that name.
   static MaterialFilename convertUNCtoFsysFilename(const Text& unc);
-  // Asks the system for this machine's shares, once in the process. True.
+  // Asks the system for this machine's shares, once in the process. True; std::bad_alloc: the next
+  // one asks.
   static bool discoverLocalShares();
   // The folder here; empty when it lies under none of the shares.
   static Text convertUNCtoLocalShare(const Text& unc);

@@ -32,8 +32,10 @@
 // Kept       getUserName ignores its flag
 //            (MediaDriveTest.AnUnnamedDriveIsCalledByItsLocalNameWhateverTheFlag). The recording
 //            reserve is not clamped: space for recording may be negative
-//            (MediaDriveSpaceTest.SpaceForRecordingMayBeNegative). A share of this machine that is
-//            mounted here is known by the drive's own network name too
+//            (MediaDriveSpaceTest.SpaceForRecordingMayBeNegative). A root path loses all separators
+//            at its end, not one
+//            (MediaDriveTest.TheLocalNameHasNoSeparatorAtItsEndAndTheRootLocationHasOne). A share
+//            of this machine that is mounted here is known by the drive's own network name too
 //            (MediaDriveTest.AMountOfThisMachinesOwnShareIsKnownByItsNetworkName).
 class FSYS_EXPORT MediaDrive : public virtual Qv::InternalRefCount {
 public:
@@ -123,9 +125,9 @@ private:
   static constexpr size_t kUnnamed = 0;  // the key of an empty name, and of no other
 
   LightweightString<wchar_t> givenName() const;
+  // Null when hasDisk is false.
   Qv::Ptr<iDiskDrive> disk() const;
   void refresh() const;
-  // Null when hasDisk is false.
 
   // Fixed order.
   DriveId id_;

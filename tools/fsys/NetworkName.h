@@ -16,6 +16,7 @@ struct LocalName {
   DriveId drive;  // the media drive that it lies on, if it is one's
 };
 
-// By the registered drives, else by the shares of this machine: the longest name that fits. Nothing
-// when it leads nowhere, or out of what is served.
+// By the registered drives, else by the shares of this machine: the longest name that fits in whole
+// components, where DiskManager takes the first that the name begins with. Nothing when it leads
+// nowhere, or out of what is served.
 std::optional<LocalName> localNameOf(const PathString& name);
