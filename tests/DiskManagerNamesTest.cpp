@@ -142,6 +142,34 @@ TEST_F(DiskManagerDiskNameTest, AFileThatCannotBeReadIsCorrupt) {
   expectSaidCorrupt();
 }
 
+TEST_F(DiskManagerDiskNameTest, AFileOfMoreThan16MiBIsCorrupt) {
+  const std::string most = "name=x\n" + std::string((size_t{16} << 20) - 7, 'n');
+  EXPECT_EQ(read(most), "x");
+  expectSilent();
+  EXPECT_EQ(read(most + "n"), "");
+  expectSaidCorrupt();
+}
+
+TEST_F(DiskManagerDiskNameTest, AFileThatMayNotBeReadIsCorrupt) {
+  write(L"/media/Material/MediaSpaceInfo.txt", "name=x\n");
+  os_->faults().fail(FaultPlan::eOpenFile, eOsAccessDenied);
+  EXPECT_EQ(DiskManager::getMediaLocationUserName(id_), Text());
+  expectSaidCorrupt();
+}
+
+TEST_F(DiskManagerDiskNameTest, ALocationWhoseNameCannotBeReadIsCalledByItsFolder) {
+  write(L"/rushes/Material/MediaSpaceInfo.txt", "name=x\n" + std::string(size_t{16} << 20, 'n'));
+  EXPECT_TRUE(DiskManager::addDriveForMediaLocation(L"/rushes/", false));
+  expectSaidCorrupt();
+  EXPECT_EQ(userName(DriveId('2')), "rushes");
+  diagnostics_.clear();
+  write(L"/dailies/Material/MediaSpaceInfo.txt", "name=x\n");
+  os_->faults().fail(FaultPlan::eOpenFile, eOsAccessDenied);
+  EXPECT_TRUE(DiskManager::addDriveForMediaLocation(L"/dailies/", false));
+  expectSaidCorrupt();
+  EXPECT_EQ(userName(DriveId('3')), "dailies");
+}
+
 TEST_F(DiskManagerDiskNameTest, AFolderInItsPlaceIsCorrupt) {
   files().addFolder(L"/media/Material/MediaSpaceInfo.txt");
   EXPECT_EQ(DiskManager::getMediaLocationUserName(id_), Text());

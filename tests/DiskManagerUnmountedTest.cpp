@@ -24,6 +24,38 @@ TEST_F(DiskManagerUnmountedTest, WithoutAFileNothingIsUnmounted) {
   EXPECT_EQ(diagnostics_.log(), Texts());
 }
 
+TEST_F(DiskManagerUnmountedTest, AnEmptyFileIsAnEmptyList) {
+  addDisk(L"/disk/");
+  write(kUnmounted, "");
+  start();
+  EXPECT_EQ(unmounted(), Texts());
+  EXPECT_EQ(drives(), Texts({"1 /disk"}));
+  EXPECT_TRUE(DiskManager::addMediaLocation(L"/new/"));
+  EXPECT_EQ(content(kLocations), "/new/\n") << "it was not unmounted";
+  EXPECT_TRUE(isThere(kUnmounted));
+  EXPECT_EQ(content(kUnmounted), "");
+  EXPECT_TRUE(DiskManager::removeMediaLocation(L"/disk/"));
+  EXPECT_EQ(content(kUnmounted), "/disk/\n");
+  EXPECT_EQ(diagnostics_.log(), Texts());
+}
+
+TEST_F(DiskManagerUnmountedTest, ADiskIsAppendedBehindALastLineWithoutAnEnd) {
+  addDisk(L"/disk/");
+  start();
+  write(kUnmounted, "/a/\n/b/");
+  EXPECT_TRUE(DiskManager::removeMediaLocation(L"/disk/"));
+  EXPECT_EQ(content(kUnmounted), "/a/\n/b/\n/disk/\n");
+}
+
+TEST_F(DiskManagerUnmountedTest, ADiskIsAppendedToLinesThatEndInCrLfWhichThenEndInLf) {
+  addDisk(L"/disk/");
+  start();
+  write(kUnmounted, "/a/\r\n/b/\r\n");
+  EXPECT_TRUE(DiskManager::removeMediaLocation(L"/disk/"));
+  EXPECT_EQ(content(kUnmounted), "/a/\n/b/\n/disk/\n");
+  EXPECT_EQ(unmounted(), Texts({"/a/", "/b/", "/disk/"}));
+}
+
 TEST_F(DiskManagerUnmountedTest, TheLinesAreGivenDecodedAndInTheirOrder) {
   write(kUnmounted, "/b\xC3\xA9/\r\nD:\\\\a\\\\\n\n/a/");
   Vector<Text> paths = DiskManager::getUnmountedDrives();
