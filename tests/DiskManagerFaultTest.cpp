@@ -177,18 +177,20 @@ protected:
     arm();
     start();
     endLateErrands();
-    const std::array<std::function<void()>, 7> day = {
-        [this] { add(); },      [this] { bringBack(); },      [this] { bringBackTheOnlyOne(); },
-        [this] { addShare(); }, [this] { removeLocation(); }, [this] { removeDisk(); },
-        [this] { rename(); }};
+    bool isPrepared = false;
+    const std::array<std::function<void()>, 8> day = {[this] { add(); },
+                                                      [this] { bringBack(); },
+                                                      [this] { bringBackTheOnlyOne(); },
+                                                      [this] { addShare(); },
+                                                      [this] { removeLocation(); },
+                                                      [this] { removeDisk(); },
+                                                      [&] { isPrepared = prepare(); },
+                                                      [this] { rename(); }};
     for (const auto& step : day) {
       forget();
       step();
       endLateErrands();
     }
-    forget();
-    bool isPrepared = prepare();
-    endLateErrands();
     bool hasStruck = os_->faults().fired(call) > before;
     os_->faults().clear();
     if (isPrepared) {

@@ -9,7 +9,7 @@ using DiskManagerNamesTest = LocationsFixture;
 // Names in memory --------------------------------------------------------------------------------
 
 TEST_F(DiskManagerNamesTest, ANewNameIsKeptAndSavedAndTold) {
-  DriveId id = added(L"/media/");
+  DriveId id = prepared(L"/media/");
   EXPECT_TRUE(DiskManager::renameMediaLocation(id, L"Edit media 1"));
   EXPECT_EQ(userName(id), "Edit media 1");
   EXPECT_EQ(content(L"/media/Material/MediaSpaceInfo.txt"), "name=Edit media 1\n");
@@ -18,7 +18,7 @@ TEST_F(DiskManagerNamesTest, ANewNameIsKeptAndSavedAndTold) {
 }
 
 TEST_F(DiskManagerNamesTest, TheListenersHearWhenTheNameIsSaved) {
-  DriveId id = added(L"/media/");
+  DriveId id = prepared(L"/media/");
   std::string saved;
   whenTold() = [&](const std::string&) { saved = content(L"/media/Material/MediaSpaceInfo.txt"); };
   DiskManager::renameMediaLocation(id, L"new");
@@ -40,7 +40,7 @@ TEST_F(DiskManagerNamesTest, NoDriveIsRenamedWithoutOne) {
 }
 
 TEST_F(DiskManagerNamesTest, ANameThatIsNoLineIsRefusedAndNothingChanges) {
-  DriveId id = added(L"/media/");
+  DriveId id = prepared(L"/media/");
   DiskManager::renameMediaLocation(id, L"old");
   const Text names[] = {L"two\nlines", L"end\r", Text(L"a\0b", 3), L"\xD800"};
   for (const Text& name : names) {
@@ -56,7 +56,7 @@ TEST_F(DiskManagerNamesTest, ANameThatIsNoLineIsRefusedAndNothingChanges) {
 }
 
 TEST_F(DiskManagerNamesTest, AnEmptyNameTakesTheNameAway) {
-  DriveId id = added(L"/media/");
+  DriveId id = prepared(L"/media/");
   DiskManager::renameMediaLocation(id, L"old");
   EXPECT_TRUE(DiskManager::renameMediaLocation(id, L""));
   EXPECT_EQ(content(L"/media/Material/MediaSpaceInfo.txt"), "name=\n");

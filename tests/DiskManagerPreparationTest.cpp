@@ -12,6 +12,7 @@ protected:
   DiskManagerPreparationTest() : id_(added(L"/media/")) { forget(); }
 
   bool isFolder(const Text& path) { return files().folderExists(path); }
+  void prepare() { ASSERT_TRUE(DiskManager::prepareVolumeForMedia(id_)); }
   void rename(const Text& name) { DiskManager::setMediaLocationUserName(id_, name); }
   // Nothing but what is said of a folder that cannot be made.
   void expectRefused(const std::string& folder) {
@@ -180,11 +181,13 @@ TEST_F(DiskManagerPreparationTest, ItsOneLineIsTheUsersName) {
 }
 
 TEST_F(DiskManagerPreparationTest, AnUnnamedDriveHasAnEmptyName) {
+  prepare();
   EXPECT_TRUE(save());
   EXPECT_EQ(content(kInfo), "name=\n");
 }
 
 TEST_F(DiskManagerPreparationTest, TheNameIsThatOfTheDriveThatIsGiven) {
+  prepare();
   rename(L"registered");
   EXPECT_TRUE(DiskManager::saveDriveInfo(MediaDrive(id_, L"given")));
   EXPECT_EQ(content(kInfo), "name=given\n");
@@ -213,8 +216,10 @@ TEST_F(DiskManagerPreparationTest, OnAFullDriveNothingIsWritten) {
 }
 
 TEST_F(DiskManagerPreparationTest, OneFreeByteIsSpaceEnough) {
+  prepare();
   files().setDrive(L"/media/", {.freeBytes = 1});
   EXPECT_TRUE(save());
+  EXPECT_EQ(content(kInfo), "name=\n");
 }
 
 TEST_F(DiskManagerPreparationTest, OnADriveThatTellsNoSpaceNothingIsWritten) {
@@ -259,6 +264,7 @@ TEST_F(DiskManagerPreparationTest, ALinkInItsPlaceIsReplacedAndNotFollowed) {
 }
 
 TEST_F(DiskManagerPreparationTest, WhatIsSavedIsReadBack) {
+  prepare();
   const Text names[] = {L"Edit media 1", L" a=b ", L"\u00e9\U0001F3AC", fromUTF8("\xFF"),
                         L"\x1B[2J"};
   for (const Text& name : names) {

@@ -229,6 +229,7 @@ TEST_F(EditorPreferencesTest, AChangeWaitsForTheLockAndNoLongerThanItsPatience) 
 }
 
 TEST_F(EditorPreferencesTest, AChangeIsMadeAsSoonAsTheLockIsFree) {
+  os_->files().addFolder(L"/c/fsys");
   Qv::Ptr<iFile> held = takeLock();
   co_create(
       [](void* lock) {

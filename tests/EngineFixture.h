@@ -49,6 +49,7 @@ class EngineFixture : public testing::Test {
 protected:
   void SetUp() override {
     OsAtomics::store(FsysError, 1u);
+    os_->files().addFolder(L"/m");
     ASSERT_EQ(FsysInitialize(), 1u);
   }
 

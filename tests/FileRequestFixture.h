@@ -26,6 +26,7 @@ protected:
 
   void SetUp() override {
     OsAtomics::store(FsysError, 1u);
+    os_->files().addFolder(L"/media");
     ASSERT_EQ(FsysInitialize(), 1u);
   }
   void TearDown() override {

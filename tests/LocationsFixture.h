@@ -34,6 +34,12 @@ protected:
     EXPECT_TRUE(DiskManager::addMaterialVolume(path, id, autoDiscovered));
     return id;
   }
+  // The same with its media folders.
+  DriveId prepared(const Text& path) {
+    DriveId id = added(path);
+    EXPECT_TRUE(DiskManager::prepareVolumeForMedia(id));
+    return id;
+  }
 
   bool isThere(const Text& file) { return files().hasFile(file); }
   // The registered drives in their order, as "1 /media".

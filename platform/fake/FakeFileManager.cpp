@@ -5,6 +5,7 @@
 #include "platform/fake/FakeAsyncIo.h"
 #include "platform/fake/FakePath.h"
 
+using FakePath::folderOf;
 using FakePath::textOf;
 
 namespace {
@@ -84,6 +85,8 @@ uint32_t FakeFileManager::openContent(const Path& path, bool write, unsigned cre
                                       Content& content) {
   if (uint32_t result = check(path); result != kSucceeded) return result;
   content = find(path);
+  std::wstring name = resolved(textOf(path));
+  if (uint32_t result = checkPlace(name); !content && result != kSucceeded) return result;
   bool makes = creation == eCreateNew || (!content && creation != eOpenExisting);
   if (content && creation == eCreateNew) return eOsExists;
   if (!content && !makes) return eOsNotFound;
@@ -91,7 +94,6 @@ uint32_t FakeFileManager::openContent(const Path& path, bool write, unsigned cre
   if (content && content->readOnly && write) return eOsAccessDenied;
   if (content) return kSucceeded;
   content = std::make_shared<FakeContent>();
-  std::wstring name = resolved(textOf(path));
   names_.putFile(name, content);
   note({FakeEffect::eCreate, name, content});
   return kSucceeded;
@@ -136,6 +138,8 @@ void FakeFileManager::writeContent(const std::wstring& path, const Content& cont
 void FakeFileManager::addFile(const Path& path, const std::vector<unsigned char>& bytes) {
   auto content = std::make_shared<FakeContent>();
   if (!bytes.empty()) content->write(0, bytes.data(), static_cast<uint32_t>(bytes.size()));
+  std::wstring folder = folderOf(textOf(path), separator_);
+  if (!folder.empty()) makeFolders(folder);
   names_.putFile(textOf(path), content);
 }
 

@@ -32,10 +32,10 @@ class FakeAsyncIo;
 //            answers again, however many such drives are asked at once. An errand costs its own
 //            patience and is held; while one is held, further ones are refused at once. What looks
 //            at a silent drive without an errand would wait for ever: std::logic_error.
-// Differs    from a real file system: folders need not be there before their files; '.' and '..'
-//            are not resolved; direct transfers take any alignment; of the mode only
-//            eModeAsync, and that 0 is a probe, has an effect; a file may be as large as 2^63 - 1;
-//            links go to whole paths; the fake says who may write and nothing follows from it.
+// Differs    from a real file system: '.' and '..' are not resolved; direct transfers take any
+//            alignment; of the mode only eModeAsync, and that 0 is a probe, has an effect; a file
+//            may be as large as 2^63 - 1; links go to whole paths; the fake says who may write
+//            and nothing follows from it.
 // Threads    one.
 class FakeFileManager final : public iFileManager {
 public:
@@ -73,7 +73,8 @@ public:
   Vector<Share> getShares(const Path& workstation) override;
 
   // What the test arranges. A file that is there already is replaced. A folder is there when it was
-  // added or made, and when something lies in it; it is taken away with all that lies in it.
+  // added or made, with its first file at the latest; it is taken away with all that lies in it. A
+  // drive whose prefix ends in a separator is mounted there: that is a folder.
   void addFile(const Path& path, const std::vector<unsigned char>& bytes = {});
   void setReadOnly(const Path& path, bool readOnly = true);
   void setDrive(const Path& prefix, const FakeDrive& drive);
@@ -150,6 +151,8 @@ private:
   Content find(const Path& path) const;
   uint32_t check(const Path& path) const;
   uint32_t checkItself(const Path& path) const;
+  // Whether what the name lies in is a folder. A name without links.
+  uint32_t checkPlace(const std::wstring& name) const;
   uint32_t openContent(const Path& path, bool write, unsigned creation, Content& content);
   Qv::Ptr<iFile> opened(FakeOpen& open, const Content& content, const FakeFile::Opening& how);
   // Records the failure, unless it went well.

@@ -31,6 +31,7 @@ void FakeFileManager::setDrive(const Path& prefix, const FakeDrive& drive) {
   std::wstring text = textOf(prefix);
   if (!drives_.contains(text)) driveOrder_.push_back(text);
   drives_[text] = {drive};
+  if (text.ends_with(separator_)) addFolder(prefix);
 }
 
 void FakeFileManager::unmount(const Path& prefix) {

@@ -86,6 +86,12 @@ uint32_t FakeFileManager::checkItself(const Path& path) const {
   return kSucceeded;
 }
 
+uint32_t FakeFileManager::checkPlace(const std::wstring& name) const {
+  std::wstring folder = folderOf(name, separator_);
+  if (folder.empty() || isFolder(folder)) return kSucceeded;
+  return names_.files.contains(folder) ? eOsNotAFolder : eOsNotFound;
+}
+
 // Counts a call: what is armed for it, or what the name itself is.
 uint32_t FakeFileManager::look(FaultPlan::eCall call, const Path& path) const {
   uint32_t error = faults_.next(call).error;
@@ -200,6 +206,7 @@ std::set<std::wstring> FakeFileManager::namesIn(const std::wstring& inside) cons
 
 uint32_t FakeFileManager::checkRename(const std::wstring& from, const std::wstring& to) const {
   if (!isName(from)) return isFolder(from) ? eOsIsAFolder : eOsNotFound;
+  if (uint32_t result = checkPlace(to); result != kSucceeded) return result;
   if (!isName(to) && isFolder(to)) return eOsIsAFolder;
   std::wstring prefix = prefixFor(from);
   if (prefix != prefixFor(to)) return kOtherDrive;

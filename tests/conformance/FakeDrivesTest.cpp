@@ -237,7 +237,7 @@ TEST_F(FakeDrivesTest, WhatIsHeldWhenTheFakeGoesNeverRuns) {
   {
     FakeOSScope inner;
     inner->files().setDrive(L"/net/", {.silent = true});
-    Qv::Ptr<iFile> file = files()->openFile(L"/m/a", 3, 3, 0, 0);
+    Qv::Ptr<iFile> file = files()->openFile(L"/a", 3, 3, 0, 0);
     files()->onDrive(L"/net/a", errand([&ran, alive, file] { ran = true; }), 1);
     file.reset();
     EXPECT_EQ(inner->files().liveFiles(), 1u);

@@ -38,6 +38,29 @@ TYPED_TEST(FilesConformance, AMissingFileCannotBeRead) {
   EXPECT_FALSE(this->files()->exists(this->path(L"none")));
 }
 
+TYPED_TEST(FilesConformance, NoFileIsMadeWhereItsFolderIsMissing) {
+  wchar_t separator = this->files()->getSeparator();
+  PathString inNone = this->path(L"none") + separator + L"clip";
+  PathString inAFile = this->makeFile(L"file", std::string("abc")) + separator + L"clip";
+  for (const auto& [name, error] : {std::pair(inNone, eOsNotFound), {inAFile, eOsNotAFolder}}) {
+    auto expectRefused = [&](const Qv::Ptr<iFile>& file) {
+      EXPECT_FALSE(file);
+      EXPECT_EQ(this->lastError(), uint32_t{error});
+      this->forgetLastError();
+    };
+    this->forgetLastError();
+    expectRefused(this->openMedia(name, true));
+    expectRefused(this->openMedia(name, true, 0, 0));
+    expectRefused(this->openMedia(name, false));
+    for (unsigned creation : {Files::eCreateNew, Files::eCreateOrReplace, Files::eOpenOrCreate})
+      expectRefused(this->openFile(name, Files::eAccessReadWrite, creation));
+    expectRefused(this->openFile(name, Files::eAccessRead, Files::eOpenExisting));
+    EXPECT_FALSE(this->files()->exists(name));
+  }
+  EXPECT_FALSE(this->files()->folderExists(this->path(L"none")));
+  EXPECT_EQ(this->contents(this->path(L"file")).size(), 3u);
+}
+
 TYPED_TEST(FilesConformance, OpeningForWritingMakesTheFileAndNeverTruncatesIt) {
   PathString name = this->path(L"clip");
   {

@@ -190,6 +190,16 @@ TYPED_TEST(NamesConformance, OnlyAFileIsRenamedAndNeverOntoAFolder) {
   EXPECT_FALSE(this->files()->exists(none));
 }
 
+TYPED_TEST(NamesConformance, AFileIsNotMovedWhereItsFolderIsMissing) {
+  PathString file = this->makeFile(L"file", std::string("x"));
+  PathString inNone = this->path(L"none") + this->files()->getSeparator() + L"clip";
+  PathString inAFile = this->makeFile(L"other", std::string("y")) + this->files()->getSeparator();
+  this->expectError(this->files()->renameFile(file, inNone), eOsNotFound);
+  this->expectError(this->files()->renameFile(file, inAFile + L"clip"), eOsNotAFolder);
+  EXPECT_EQ(this->content(file), "x");
+  EXPECT_FALSE(this->files()->folderExists(this->path(L"none")));
+}
+
 TYPED_TEST(NamesConformance, TheNamesOfAFolderAreMadeDurable) {
   PathString file = this->makeFile(L"file", std::string("x"));
   EXPECT_TRUE(this->files()->syncFolder(this->path(L"")));

@@ -25,6 +25,8 @@ unsigned returnAtOnce(void*) { return 0; }
 
 class FaultLayerTest : public testing::Test {
 protected:
+  FaultLayerTest() { os_->files().addFolder(L"/m"); }
+
   Qv::Ptr<iFile> open(const wchar_t* name, bool write = false) {
     return layer_.getFileManager()->openMedia(
         Text(name), 3, write, iFileManager::eOpenOrCreateNeverTruncate, iFileManager::eModeAsync);

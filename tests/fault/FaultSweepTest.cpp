@@ -11,6 +11,7 @@ class FaultSweepTest : public FaultSweepFixture<FaultScenario> {};
 
 TEST_P(FaultSweepTest, OnTheFakeEveryCallMayFail) {
   FakeOSScope os;
+  os->files().addFolder(L"/m");
   FaultLayer layer;
   EnginePlay play(L"/m/", GetParam());
   FaultSweep sweep(layer, play, depth(), false);
