@@ -33,6 +33,22 @@ TEST_F(DiskManagerNamesTest, ADriveWithoutSpaceIsRenamedInMemoryAndTheAnswerIsFa
   EXPECT_EQ(events(), Texts({kChanged}));
 }
 
+// There is no folder that its information file could lie in.
+TEST_F(DiskManagerNamesTest, ADriveThatIsNotPreparedKeepsItsNewNameUntilTheNextStart) {
+  files().addFolder(L"/media");
+  EXPECT_TRUE(DiskManager::addMediaLocation(L"/media/"));
+  DriveId id = DiskManager::getVolume(L"/media/")->getId();
+  forget();
+  EXPECT_TRUE(DiskManager::renameMediaLocation(id, L"new"));
+  EXPECT_EQ(diagnostics_.log(), Texts({"Disk Manager - the name of drive '1' cannot be saved\n"}));
+  EXPECT_EQ(diagnostics_.outText(), "");
+  EXPECT_EQ(userName(id), "new");
+  EXPECT_EQ(events(), Texts({kChanged}));
+  EXPECT_FALSE(files().folderExists(L"/media/Material"));
+  start();
+  EXPECT_EQ(userName(DiskManager::getVolume(L"/media/")->getId()), "media");
+}
+
 TEST_F(DiskManagerNamesTest, NoDriveIsRenamedWithoutOne) {
   EXPECT_FALSE(DiskManager::renameMediaLocation(DriveId('9'), L"new"));
   EXPECT_EQ(events(), Texts());

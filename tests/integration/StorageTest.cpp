@@ -67,6 +67,23 @@ TEST_F(StorageTest, AFolderThatIsPreparedAndNamedIsKnownByItsNameAtTheNextStart)
   EXPECT_TRUE(DiskManager::getDriveWithName(L"Edit media 1").valid());
 }
 
+TEST_F(StorageTest, AFolderThatIsNotPreparedKeepsItsNewNameUntilTheNextStart) {
+  const std::string folder = madeFolder("media");
+  start();
+  ASSERT_TRUE(DiskManager::addMediaLocation(wide(locationOf(folder))));
+  DriveId id = idOf(folder);
+  diagnostics_.clear();
+  EXPECT_TRUE(DiskManager::renameMediaLocation(id, L"Edit media 1"));
+  ASSERT_EQ(diagnostics_.log().size(), 1u);
+  EXPECT_EQ(diagnostics_.log()[0], "Disk Manager - the name of drive '" +
+                                       std::string(id.asString().view()) + "' cannot be saved\n");
+  EXPECT_EQ(DiskManager::getVolume(id)->getUserName(false), Text(L"Edit media 1"));
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  start();
+  EXPECT_EQ(DiskManager::getVolume(idOf(folder))->getUserName(false), Text(L"media"));
+  EXPECT_FALSE(DiskManager::getDriveWithName(L"Edit media 1").valid());
+}
+
 TEST_F(StorageTest, AListKeepsItsModeAndALinkToItStays) {
   const std::string folder = madeFolder("media");
   const std::string list = project_.bytes("elsewhere.txt");
