@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/OS.h"
 #include "tests/integration/RegistryFixture.h"
 #include "tests/support/MountedFolder.h"
 
@@ -221,6 +222,32 @@ protected:
     return mounted;
   }
 
+  // All that discovery is to find on this machine, as "1 /media/disk/".
+  static Paths expectedOfThisMachine() {
+    Paths all;
+    for (const Qv::Ptr<iDiskDrive>& disk : OS()->getFileManager()->getDisks()) {
+      const std::string root(toUTF8(disk->getRootPath()).view());
+      const std::string media = root + "Material";
+      if (disk->getType() != iDiskDrive::eFixed || disk->isExcluded() || !disk->isAvailable() ||
+          !isFolder(media) || access(media.c_str(), W_OK) != 0)
+        continue;
+      all.push_back(std::string(1, static_cast<char>('1' + all.size())) + " " + root);
+    }
+    return all;
+  }
+  // All that is registered, in the registry's order.
+  static Paths registered() {
+    Paths all;
+    DriveId id;
+    for (bool more = DiskManager::getFirstMaterialVolume(id); more;
+         more = DiskManager::getNextMaterialVolume(id)) {
+      const Text name = DiskManager::getMaterialVolumeName(id, false);
+      all.push_back(std::string(id.asString().view()) + " " +
+                    locationOf(std::string(toUTF8(name).view())));
+    }
+    return all;
+  }
+
   std::string why_;  // a disk could not be mounted; empty: all could
 };
 
@@ -233,8 +260,7 @@ TEST_F(StorageDiskTest, DiscoveryFindsTheDisksWithAMediaFolderInTheOrderOfTheirM
   EXPECT_EQ(
       registeredOf({first->path(), bare->path(), memory->path(), second->path(), third->path()}),
       Paths({first->path(), second->path(), third->path()}));
-  EXPECT_LT(idOf(first->path()).code(), idOf(second->path()).code());
-  EXPECT_LT(idOf(second->path()).code(), idOf(third->path()).code());
+  EXPECT_EQ(registered(), expectedOfThisMachine());
   EXPECT_TRUE(DiskManager::isVolumeAutoDiscovered(idOf(first->path())));
   EXPECT_GT(DiskManager::getVolume(idOf(second->path()))->getSpaceMB(), 0);
 }
