@@ -22,7 +22,8 @@ constexpr size_t kMostDigits = 32;    // of an attribute
 // DiskLook: looks at what the system tells of one disk.
 class DiskLook {
 public:
-  explicit DiskLook(dev_t device);
+  // In the folder where the system tells of its devices.
+  DiskLook(dev_t device, const std::string& system);
 
   // Of the whole disk: a partition's lies inside it. Empty: the number is no block device's.
   const std::string& folder() const { return folder_; }
@@ -38,9 +39,9 @@ private:
   bool isWhole_ = true;
 };
 
-DiskLook::DiskLook(dev_t device) {
+DiskLook::DiskLook(dev_t device, const std::string& system) {
   std::string path =
-      "/sys/dev/block/" + std::to_string(major(device)) + ":" + std::to_string(minor(device));
+      system + "/dev/block/" + std::to_string(major(device)) + ":" + std::to_string(minor(device));
   std::unique_ptr<char, decltype(&std::free)> whole(realpath(path.c_str(), nullptr), &std::free);
   if (!whole) {
     note(errno);
@@ -66,9 +67,9 @@ bool DiskLook::readNumber(const std::string& attribute, uint32_t& value) {
 
 }  // namespace
 
-bool describeBlockDevice(dev_t device, BlockDevice& answer) {
+bool describeBlockDevice(dev_t device, BlockDevice& answer, const std::string& system) {
   answer = BlockDevice();
-  DiskLook disk(device);
+  DiskLook disk(device, system);
   if (disk.folder().empty()) return disk.isWhole();
   answer.known = true;
   uint32_t value = 0;

@@ -1,7 +1,6 @@
 #include "platform/linux/MountTable.h"
 
 #include <fcntl.h>
-#include <libmount.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,93 +9,24 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 #include <system_error>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "platform/DriveErrand.h"
 #include "platform/linux/AutomountVisit.h"
+#include "platform/linux/TableReader.h"
 
 namespace {
 
 constexpr char kTableFile[] = "/proc/self/mountinfo";
 constexpr char kNamespaceFile[] = "/proc/self/ns/mnt";
 
-std::string_view textOf(const char* text) { return text ? text : ""; }
-
 // Which of the system's lists of mounts is this process's.
 ino_t ownNamespace() {
   struct stat status;
   return stat(kNamespaceFile, &status) == 0 ? status.st_ino : 0;
-}
-
-// TableReader: reads the system's list once. A disk with many mounts is described once.
-class TableReader {
-public:
-  // False when the system had no descriptor or memory to tell all of it.
-  bool read(std::vector<MountEntry>& mounts);
-
-private:
-  MountEntry describe(libmnt_fs* mount);
-  BlockDevice deviceOf(libmnt_fs* mount);
-  const BlockDevice& device(dev_t number);
-
-  std::unordered_map<dev_t, BlockDevice> devices_;
-  bool knowsDevices_ = true;
-};
-
-bool TableReader::read(std::vector<MountEntry>& mounts) {
-  std::unique_ptr<libmnt_table, decltype(&mnt_unref_table)> table(mnt_new_table(),
-                                                                  &mnt_unref_table);
-  std::unique_ptr<libmnt_iter, decltype(&mnt_free_iter)> walk(mnt_new_iter(MNT_ITER_FORWARD),
-                                                              &mnt_free_iter);
-  if (table && walk && mnt_table_parse_mtab(table.get(), nullptr) == 0) {
-    libmnt_fs* entry = nullptr;
-    while (mnt_table_next_fs(table.get(), walk.get(), &entry) == 0)
-      mounts.push_back(describe(entry));
-  }
-  // There is always one, and each has a number; an older list that the library may fall back to has
-  // none.
-  return knowsDevices_ && !mounts.empty() && mounts.front().id != 0;
-}
-
-MountEntry TableReader::describe(libmnt_fs* entry) {
-  MountEntry mount;
-  mount.id = static_cast<uint64_t>(mnt_fs_get_id(entry));
-  mount.parent = static_cast<uint64_t>(mnt_fs_get_parent_id(entry));
-  mount.folder = textOf(mnt_fs_get_target(entry));
-  mount.root = textOf(mnt_fs_get_root(entry));
-  mount.source = textOf(mnt_fs_get_source(entry));
-  mount.fileSystem = textOf(mnt_fs_get_fstype(entry));
-  mount.options = textOf(mnt_fs_get_vfs_options(entry));
-  // What only the mount library remembers: such as that a disk is behind a network.
-  mount.options.append(",").append(textOf(mnt_fs_get_user_options(entry)));
-  mount.superOptions = textOf(mnt_fs_get_fs_options(entry));
-  mount.network = mnt_fs_is_netfs(entry) != 0;
-  mount.pseudo = mnt_fs_is_pseudofs(entry) != 0;
-  // The device of a server's file system is the server's: it is not asked for.
-  if (!mount.network) mount.device = deviceOf(entry);
-  return mount;
-}
-
-// The block device of a mount. Some file systems show a number of their own and name the device.
-BlockDevice TableReader::deviceOf(libmnt_fs* mount) {
-  const BlockDevice& numbered = device(mnt_fs_get_devno(mount));
-  if (numbered.known) return numbered;
-  std::string source(textOf(mnt_fs_get_source(mount)));
-  struct stat status;
-  bool isDevice = source.rfind("/dev/", 0) == 0 && stat(source.c_str(), &status) == 0 &&
-                  S_ISBLK(status.st_mode);
-  return isDevice ? device(status.st_rdev) : BlockDevice();
-}
-
-const BlockDevice& TableReader::device(dev_t number) {
-  auto [place, isNew] = devices_.try_emplace(number);
-  if (isNew) knowsDevices_ = describeBlockDevice(number, place->second) && knowsDevices_;
-  return place->second;
 }
 
 // False, and `error` set, when the current folder is not known.
