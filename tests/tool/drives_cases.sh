@@ -72,6 +72,45 @@ case_a_drive_says_why_it_is_or_is_no_media_drive() {
   drive_is disk/Material why "excluded: read-only"
 }
 
+case_the_table_has_the_space_and_the_state_of_a_drive() {
+  in_own_namespace
+  mount_memory memory 8M
+  head -c 2M /dev/zero >memory/two
+  expect 0 drives
+  grep -qE '^root +kind +file system +free +total +state +as a media drive' out || fail "no head"
+  grep -qE "^$PWD/memory/ +memory +tmpfs +6.00 MiB +8.00 MiB +online +not a fixed disk\$" out ||
+    { cat out; fail "another line"; }
+}
+
+case_what_the_system_keeps_for_itself_is_told() {
+  in_own_namespace
+  [ -d /boot ] || skip "there is no /boot"
+  mount -t tmpfs -o size=1M memory /boot 2>err || skip "mounting is not allowed here"
+  expect 0 drives --all --json
+  drive_is /boot kind memory
+  drive_is /boot online True
+  drive_is /boot excluded True
+  drive_is /boot why "excluded: kept by the system"
+  expect 0 drives --json
+  drive_is /boot why -
+}
+
+case_a_disk_for_which_there_is_no_code_is_not_registered() {
+  in_own_namespace
+  mount_disk disk
+  expect 0 prepare disk
+  local number
+  for number in $(seq 208); do
+    mkdir "$number"
+    mount --bind disk "$number"
+    mounted+=("$PWD/$number")
+  done
+  expect 0 drives --json
+  drive_is disk why "media drive '$(drive disk drive)'"
+  drive_is 208 why "not registered"
+  drive_is 208 drive None
+}
+
 case_what_is_no_fixed_disk_is_no_media_drive_by_itself_but_can_be_a_location() {
   in_own_namespace
   mount_memory memory

@@ -130,11 +130,27 @@ case_the_project_folder_is_found_and_made() {
   XDG_STATE_HOME=relative HOME=$PWD/home expect 8 locations add media
   XDG_STATE_HOME='' HOME='' expect 2 locations list
   says "no project folder"
+  expect 2 locations list --project '\\server\share'
+  says "a network's name is no folder here"
+  FSYS_PROJECT='\\server\share' expect 2 locations add media --json
+  is error.kind usage
   : >file
   expect 3 locations list --project file
   says "opening the project folder"
   expect 3 locations add media --project file/below --json
   is error.kind "not found"
+}
+
+case_a_project_folder_that_cannot_be_made_is_told() {
+  in_own_namespace
+  mkdir media
+  mount_memory closed
+  mount -o remount,ro closed
+  expect 4 locations add media --project closed/lists
+  says "making the project folder"
+  says "$PWD/closed/lists"
+  expect 4 locations add media --project closed/lists --json
+  is error.kind permission
 }
 
 case_a_list_that_cannot_be_read_is_refused_and_kept() {
@@ -173,6 +189,23 @@ case_a_list_of_odd_lines_loses_none_of_them() {
   expect 0 locations list
   tells missing
   tells '\xFF\xFE'
+}
+
+case_locations_that_can_be_used_are_checked_with_exit_code_0() {
+  add media prepared
+  expect 0 prepare prepared
+  expect 0 locations check --json
+  is command "locations check"
+  is locations.0.path "$PWD/media/"
+  is locations.0.list added
+  is locations.0.there True
+  is locations.0.answers True
+  is locations.0.writable True
+  is locations.0.prepared False
+  is locations.0.drive "$(listed media drive)"
+  is locations.1.prepared True
+  expect 0 locations check
+  grep -qE "^added +yes +yes +yes +. +$PWD/prepared/\$" out || { cat out; fail "another line"; }
 }
 
 case_a_location_that_is_away_is_listed_and_can_be_removed() {

@@ -155,6 +155,28 @@ case_the_best_drive_is_the_fullest_that_has_room_or_the_emptiest() {
   is error.kind "no space"
 }
 
+case_where_no_drive_tells_its_space_none_is_chosen() {
+  in_own_namespace
+  # Memory without a limit tells no size and no free space.
+  mount_memory endless 0
+  places endless
+  expect 6 best --size 5 --match best-fit
+  says "its free space is not known, and no other drive has room"
+  says "$PWD/endless/"
+  expect 6 best --size 5 --match most-free --json
+  is error.kind input/output
+  expect 3 task get Record --fall-back
+  says "no media drive has free space"
+  mount_memory small 5M
+  places small
+  expect 6 best --size 6 --match most-free
+  expect 0 best --size 4 --match most-free --json
+  is path "$PWD/small/"
+  expect 0 task get Record --fall-back --json
+  is path "$PWD/small/"
+  is remembered False
+}
+
 case_bad_sizes_and_rules_are_refused() {
   expect 3 best --size 5 --match best-fit
   says "there is no media drive"
