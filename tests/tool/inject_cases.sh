@@ -285,3 +285,45 @@ case_removing_a_location_is_truthful_whatever_call_fails() {
   is_swept() { is_swept_by_the_next_change; }
   sweep_each "$list_calls"
 }
+
+# Whatever fails, the folders are there or not yet, and nothing else is.
+case_preparing_a_drive_is_truthful_whatever_call_fails() {
+  may_trace
+  what=prepare
+  once() { rm -rf media; mkdir media; inject "$1" prepare media; }
+  sound() {
+    local here
+    here=$(find media -mindepth 1 -printf '%P ' | sort)
+    [ "$code" != 0 ] || { [ -d media/Material ] && [ -d media/Sound ]; } || { echo "$here"; return 1; }
+    case $here in "" | "Material " | "Material Sound " | "Sound Material ") ;; *) echo "$here"; return 1 ;; esac
+  }
+  sweep_each "openat newfstatat mkdir mmap"
+}
+
+# The name is the old one or the new one, and a name that was not written is said.
+case_renaming_a_drive_is_truthful_whatever_call_fails() {
+  may_trace
+  mkdir -p media/Material media/Sound
+  expect 0 locations add media
+  what="locations rename"
+  once() { echo name=old >media/Material/MediaSpaceInfo.txt; inject "$1" locations rename media new; }
+  sound() {
+    [ "$(cat media/Material/MediaSpaceInfo.txt)" = name=new ] && return
+    [ "$code" != 0 ] && [ "$(cat media/Material/MediaSpaceInfo.txt)" = name=old ]
+  }
+  is_swept() { "$fsys" locations rename media next --quiet && [ -z "$(find . -name '.fsys-*')" ]; }
+  sweep_each "openat newfstatat pwrite64 fsync rename getdents64 mmap"
+}
+
+case_a_name_that_did_not_get_to_its_disk_is_told() {
+  may_trace
+  mkdir -p media/Material media/Sound
+  expect 0 locations add media
+  expect 0 locations rename media old
+  # The system says that it was done, and it was not.
+  inject "rename:retval=0:when=1" locations rename media new
+  was_injected || fail "nothing was injected"
+  [ "$code" = 6 ] || { cat out err; fail "exit code $code"; }
+  says "the name was not written"
+  [ "$(cat media/Material/MediaSpaceInfo.txt)" = name=old ] || fail "it is there"
+}
