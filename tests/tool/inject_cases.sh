@@ -266,25 +266,21 @@ list_is_sound() {
 }
 list_calls="openat newfstatat fcntl pwrite64 fsync fchmod rename getdents64 readlink mmap|brk"
 
-case_adding_a_location_is_truthful_whatever_call_fails() {
+# Of the command, and of the files with the list before it and after it.
+change_is_truthful() {
+  local change=$1 before=$2 after=$3
   may_trace
   given_list
-  what="locations add"
-  once() { cp old .state/fsys/DefNetDrive.txt; inject "$1" locations add two; }
-  sound() { list_is_sound new old; }
+  what="locations $change"
+  once() { cp "$before" .state/fsys/DefNetDrive.txt; inject "$1" locations "$change" two; }
+  sound() { list_is_sound "$after" "$before"; }
   is_swept() { is_swept_by_the_next_change; }
   sweep_each "$list_calls"
 }
 
-case_removing_a_location_is_truthful_whatever_call_fails() {
-  may_trace
-  given_list
-  what="locations remove"
-  once() { cp new .state/fsys/DefNetDrive.txt; inject "$1" locations remove two; }
-  sound() { list_is_sound old new; }
-  is_swept() { is_swept_by_the_next_change; }
-  sweep_each "$list_calls"
-}
+case_adding_a_location_is_truthful_whatever_call_fails() { change_is_truthful add old new; }
+
+case_removing_a_location_is_truthful_whatever_call_fails() { change_is_truthful remove new old; }
 
 # Whatever fails, the folders are there or not yet, and nothing else is.
 case_preparing_a_drive_is_truthful_whatever_call_fails() {
