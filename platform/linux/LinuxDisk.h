@@ -31,6 +31,7 @@ public:
     uint32_t result = 0;             // then
   };
 
+  // The mount's probe; without one the drive cannot be asked.
   LinuxDisk(const MountEntry& mount, bool isHidden, const Qv::Ptr<DriveProbe>& probe);
 
   eType getType() const override { return type_; }
