@@ -7,6 +7,7 @@
 #include "platform/LightweightString.h"
 #include "platform/OS.h"
 #include "platform/PathHelpers.h"
+#include "platform/common/NamePattern.h"
 
 namespace {
 
@@ -18,6 +19,11 @@ void checkBytes(std::string_view bytes) {
   bool mayBeName = bytes.find('\0') == bytes.npos;
   require(named == mayBeName, "every text without NUL is a name, and no other");
   require(back == (named ? bytes : std::string_view()), "a name has exactly its bytes");
+  std::wstring literal(literalName(wide).view());
+  require(matchesPattern(wide.view(), literal), "a literal name matches itself");
+  bool isWhole = wide.view().find(L'.') == std::wstring_view::npos;
+  require(!isWhole || !matchesPattern(wide.view(), literal + L".*"), "and no ending that it lacks");
+  require(withoutLiteralSigns(literal) == wide.view(), "its signs say what they stand for");
 }
 
 // Any wide text; those that are names come back from their bytes.

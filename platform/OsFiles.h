@@ -181,8 +181,9 @@ public:
   // tells; nothing is written.
   virtual bool isWritable(const LightweightString<wchar_t>& path) = 0;
   // The regular files whose names match the last component of `pattern`, sorted by name. Only that
-  // component may hold '*' (any text) and '?' (one character); "*.*" is every name. False, and no
-  // files, when the folder cannot be read; true with none when nothing matches.
+  // component may hold '*' (any text) and '?' (one character); "*.*" is every name; a name that is
+  // to stand for itself goes through literalName. False, and no files, when the folder cannot be
+  // read; true with none when nothing matches.
   virtual bool listFiles(const LightweightString<wchar_t>& pattern, Vector<ListedFile>& files) = 0;
   // Gives a file another name on the same drive, in one step; a file of that name is replaced.
   virtual bool renameFile(const LightweightString<wchar_t>& from,

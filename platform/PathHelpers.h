@@ -24,5 +24,9 @@ PLATFORM_EXPORT PathString withoutSeparator(const PathString& path);
 // Every two backslashes that follow each other as one; a path that begins with two (a UNC name) as
 // it stands.
 PLATFORM_EXPORT PathString undoubledBackslashes(const PathString& path);
+// A name, without its folder, as the part of a listing's pattern that matches exactly it: '*' and
+// '?' as signs of their own (U+DC2A, U+DC3F). They are in no name, so what comes back from here is
+// good in a pattern only.
+PLATFORM_EXPORT PathString literalName(const PathString& name);
 // The name of the file that lists the media locations: "DefNetDrive.txt".
 PLATFORM_EXPORT PathString getMediaLocationsFilename();

@@ -1,8 +1,26 @@
 #include "platform/common/NamePattern.h"
 
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <string>
+
+#include "platform/PathHelpers.h"
+
+namespace {
+
+// Names as they come from a disk, and more often than there the signs of a pattern.
+rc::Gen<std::wstring> anyName() {
+  auto sign = rc::gen::element(L'*', L'?', L'.', L'[', L'\n', L'a', L'b', wchar_t{0xDCFF},
+                               wchar_t{0xDCAA}, wchar_t{0x1F3AC});
+  return rc::gen::container<std::wstring>(sign);
+}
+
+std::wstring literal(const std::wstring& name) {
+  return std::wstring(literalName(PathString(std::wstring_view(name))).view());
+}
+
+}  // namespace
 
 TEST(NamePatternTest, ATextWithoutSignsMatchesItselfAndNothingElse) {
   EXPECT_TRUE(matchesPattern(L"clip.mov", L"clip.mov"));
@@ -72,4 +90,45 @@ TEST(NamePatternTest, ManyStarsCostNoMoreThanOne) {
   EXPECT_TRUE(matchesPattern(name, pattern));
   pattern += L'b';
   EXPECT_FALSE(matchesPattern(name, pattern));
+}
+
+TEST(NamePatternTest, ALiteralSignStandsForItsCharacterAlone) {
+  EXPECT_TRUE(matchesPattern(L"*", literal(L"*")));
+  EXPECT_FALSE(matchesPattern(L"a", literal(L"*")));
+  EXPECT_FALSE(matchesPattern(L"", literal(L"*")));
+  EXPECT_FALSE(matchesPattern(L"?", literal(L"*")));
+  EXPECT_TRUE(matchesPattern(L"?", literal(L"?")));
+  EXPECT_FALSE(matchesPattern(L"a", literal(L"?")));
+  EXPECT_FALSE(matchesPattern(L"*", literal(L"?")));
+  EXPECT_FALSE(matchesPattern(L"\xDC2A", literal(L"*"))) << "no name has the sign itself";
+  EXPECT_TRUE(matchesPattern(L"take*2.mov", literal(L"take*2") + L".*"));
+  EXPECT_FALSE(matchesPattern(L"take12.mov", literal(L"take*2") + L".*"));
+  EXPECT_TRUE(matchesPattern(L"x*y*", L"*" + literal(L"*") + L"?" + literal(L"*")));
+}
+
+TEST(NamePatternTest, ALiteralStarDotStarIsNotEveryName) {
+  EXPECT_TRUE(matchesPattern(L"*.*", literal(L"*.*")));
+  EXPECT_FALSE(matchesPattern(L"clip.mov", literal(L"*.*")));
+  EXPECT_FALSE(matchesPattern(L"README", literal(L"*.*")));
+}
+
+TEST(NamePatternTest, LiteralSignsBecomeTheirCharactersAndNothingElseChanges) {
+  EXPECT_EQ(withoutLiteralSigns(literal(L"*a?.") + L"*?"), L"*a?.*?");
+  EXPECT_EQ(withoutLiteralSigns(L"\xDCFF\xDC2B"), L"\xDCFF\xDC2B");
+  EXPECT_EQ(withoutLiteralSigns(L""), L"");
+}
+
+RC_GTEST_PROP(NamePatternPropertyTest, ALiteralNameMatchesItselfAndNoOther, ()) {
+  std::wstring name = *anyName();
+  std::wstring other = *anyName();
+  RC_ASSERT(matchesPattern(name, literal(name)));
+  RC_ASSERT(matchesPattern(other, literal(name)) == (other == name));
+}
+
+RC_GTEST_PROP(NamePatternPropertyTest, ALiteralNameDotStarMatchesTheNamesThatBeginWithItAndADot,
+              ()) {
+  std::wstring name = *anyName();
+  std::wstring other = *rc::gen::oneOf(
+      anyName(), rc::gen::map(anyName(), [&](const auto& tail) { return name + L'.' + tail; }));
+  RC_ASSERT(matchesPattern(other, literal(name) + L".*") == other.starts_with(name + L'.'));
 }

@@ -30,6 +30,21 @@ TEST(PathHelpersTest, DotDotNeverClimbsAboveTheRootAndStaysInARelativePath) {
   EXPECT_EQ(getPath(L"../../x"), L"../../");
 }
 
+TEST(PathHelpersTest, ALiteralNameHasSignsOfItsOwnForStarAndQuestionMark) {
+  EXPECT_EQ(literalName(L"*a?.*"), L"\xDC2A\x61\xDC3F.\xDC2A");
+  EXPECT_EQ(literalName(L"[clip] \xDCFF.mov"), L"[clip] \xDCFF.mov");
+  EXPECT_EQ(literalName(literalName(L"*?")), literalName(L"*?"));
+  EXPECT_EQ(literalName(L""), L"");
+  EXPECT_FALSE(literalName(L"").isNull());
+  EXPECT_TRUE(literalName(PathString()).isNull());
+}
+
+TEST(PathHelpersTest, ALiteralNameIsNoNameOfAFile) {
+  std::string bytes;
+  EXPECT_FALSE(toPathBytes(literalName(L"*"), bytes));
+  EXPECT_FALSE(toPathBytes(literalName(L"?"), bytes));
+}
+
 TEST(PathHelpersTest, StripPathGivesWhatFollowsTheLastSeparator) {
   EXPECT_EQ(stripPath(L"/media/reel.mxf"), L"reel.mxf");
   EXPECT_EQ(stripPath(L"reel.mxf"), L"reel.mxf");

@@ -78,7 +78,8 @@ void FileReplacement::sweep(const PathString& name) {
   std::wstring prefix = prefixOf(name);
   PathString folder = folderAsNamed(name);
   Vector<iFileManager::ListedFile> listed;
-  files()->listFiles(folder + PathString(std::wstring_view(prefix + L"*")), listed);
+  PathString own = literalName(PathString(std::wstring_view(prefix)));
+  files()->listFiles(folder + own + L"*", listed);
   for (const iFileManager::ListedFile& file : listed) {
     if (!isOwnName(file.name.view(), prefix)) continue;
     PathString leftover = folder + file.name;

@@ -3,6 +3,16 @@
 #include <algorithm>
 #include <cstddef>
 
+namespace {
+
+// What the sign of a pattern stands for in a name, '*' and '?' aside.
+constexpr wchar_t meant(wchar_t sign) {
+  if (sign == kLiteralStar) return L'*';
+  return sign == kLiteralQuestionMark ? L'?' : sign;
+}
+
+}  // namespace
+
 bool matchesPattern(std::wstring_view name, std::wstring_view pattern) {
   if (pattern == L"*.*") return true;
   constexpr size_t kNone = std::wstring_view::npos;
@@ -16,7 +26,7 @@ bool matchesPattern(std::wstring_view name, std::wstring_view pattern) {
     if (isMore && pattern[wanted] == L'*') {
       lastStar = wanted++;
       afterStar = at;
-    } else if (isMore && (pattern[wanted] == L'?' || pattern[wanted] == name[at])) {
+    } else if (isMore && (pattern[wanted] == L'?' || meant(pattern[wanted]) == name[at])) {
       ++at;
       ++wanted;
     } else if (lastStar != kNone) {
@@ -28,4 +38,10 @@ bool matchesPattern(std::wstring_view name, std::wstring_view pattern) {
   }
   return std::all_of(pattern.begin() + static_cast<std::ptrdiff_t>(wanted), pattern.end(),
                      [](wchar_t rest) { return rest == L'*'; });
+}
+
+std::wstring withoutLiteralSigns(std::wstring_view pattern) {
+  std::wstring plain(pattern);
+  std::transform(plain.begin(), plain.end(), plain.begin(), meant);
+  return plain;
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/OS.h"
+#include "platform/common/NamePattern.h"
 
 namespace {
 
@@ -101,6 +102,13 @@ PathString undoubledBackslashes(const PathString& path) {
     rest.remove_prefix(rest.starts_with(kDoubled) ? kDoubled.size() : 1);
   }
   return PathString(std::wstring_view(undoubled));
+}
+
+PathString literalName(const PathString& name) {
+  std::wstring literal(name.view());
+  std::replace(literal.begin(), literal.end(), L'*', kLiteralStar);
+  std::replace(literal.begin(), literal.end(), L'?', kLiteralQuestionMark);
+  return name.isNull() ? name : PathString(std::wstring_view(literal));
 }
 
 PathString getMediaLocationsFilename() { return L"DefNetDrive.txt"; }

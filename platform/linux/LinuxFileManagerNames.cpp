@@ -10,6 +10,7 @@
 #include <string>
 #include <system_error>
 
+#include "platform/common/NamePattern.h"
 #include "platform/linux/FileOpening.h"
 #include "platform/linux/FolderListing.h"
 #include "platform/linux/LinuxFailure.h"
@@ -148,9 +149,10 @@ bool LinuxFileManager::listFiles(const Path& pattern, Vector<ListedFile>& files)
   std::string folder;
   size_t start = pattern.rfind(L"/") + 1;
   if (!bytesOf(pattern.substr(0, start), folder)) return false;
+  std::wstring_view signs = pattern.view().substr(start);
   std::string name;
-  if (!bytesOf(pattern.substr(start), name)) return false;
-  FolderListing listing(start == 0 ? "." : folder, pattern.view().substr(start));
+  if (!bytesOf(Path(std::wstring_view(withoutLiteralSigns(signs))), name)) return false;
+  FolderListing listing(start == 0 ? "." : folder, signs);
   if (listing.error() != 0) return failed(osErrorOf(listing.error()));
   files.swap(listing.files());
   return true;

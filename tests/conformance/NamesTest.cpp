@@ -118,6 +118,28 @@ TYPED_TEST(NamesConformance, AListingHasNoFoldersAndNothingThatIsInThem) {
   EXPECT_EQ(this->listed((std::wstring(L"inner") + separator + L"*").c_str()), "deep:2");
 }
 
+TYPED_TEST(NamesConformance, ALiteralNameListsThatFileAlone) {
+  std::wstring longest(255, L'?');
+  std::vector<std::wstring> names = {L"*",  L"?",       L"*.*", L"[a]", L"a\nb", L".hidden", L"*a",
+                                     L"a?", L"b\xDCFF", L"a",   L"ab",  L"a.b",  longest};
+  for (const std::wstring& name : names) this->makeFile(name.c_str(), std::string("x"));
+  for (const std::wstring& name : names) {
+    Vector<Files::ListedFile> found;
+    PathString pattern = this->path(L"") + literalName(PathString(std::wstring_view(name)));
+    EXPECT_TRUE(this->files()->listFiles(pattern, found));
+    ASSERT_EQ(found.size(), 1u) << toUTF8(PathString(std::wstring_view(name))).c_str();
+    EXPECT_TRUE(found[0].name.view() == name);
+  }
+}
+
+TYPED_TEST(NamesConformance, ALiteralNameWithAnEndingListsWhatBelongsToThatFile) {
+  for (const wchar_t* name : {L"take*", L"take*.idx", L"take*.pk.tmp", L"take1", L"take1.idx"})
+    this->makeFile(name, std::string("x"));
+  PathString pattern = literalName(L"take*") + L".*";
+  EXPECT_EQ(this->listed(pattern.c_str()), "take*.idx:1 take*.pk.tmp:1");
+  EXPECT_EQ(this->listed(L"take*.idx"), "take*.idx:1 take1.idx:1") << "which is not literal";
+}
+
 TYPED_TEST(NamesConformance, OnlyTheLastComponentOfAPatternIsOne) {
   wchar_t separator = this->files()->getSeparator();
   this->makeFolder(L"a*b");
