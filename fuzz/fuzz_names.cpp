@@ -48,6 +48,8 @@ void checkPath(const PathString& path) {
   PathString name = stripPath(path);
   require(folder.empty() || folder.view().back() == mark, "a folder ends in a separator");
   require(getPath(folder) == folder, "a folder is resolved once for all");
+  PathString whole = normalisedPath(path);
+  require(normalisedPath(whole) == whole, "a path is normalised once for all");
   require(name.view().find(mark) == std::wstring_view::npos, "a name holds no separator");
   require(path.view().ends_with(name.view()), "a name is the path's end");
   require(path.view().starts_with(stripExtension(path).view()), "only the end is stripped");

@@ -30,6 +30,37 @@ TEST(PathHelpersTest, DotDotNeverClimbsAboveTheRootAndStaysInARelativePath) {
   EXPECT_EQ(getPath(L"../../x"), L"../../");
 }
 
+TEST(PathHelpersTest, ANormalisedPathHasNoDotsAndNoDoubledSeparators) {
+  EXPECT_EQ(normalisedPath(L"/a/./b/../c/x"), L"/a/c/x");
+  EXPECT_EQ(normalisedPath(L"//a///b//x"), L"/a/b/x");
+  EXPECT_EQ(normalisedPath(L"/a/b/.."), L"/a");
+  EXPECT_EQ(normalisedPath(L"/a/b/."), L"/a/b");
+  EXPECT_EQ(normalisedPath(L"a/./b"), L"a/b");
+  EXPECT_EQ(normalisedPath(L"/a/...b/..c/x.."), L"/a/...b/..c/x..") << "a name with dots is one";
+  EXPECT_EQ(normalisedPath(L"x"), L"x");
+}
+
+TEST(PathHelpersTest, ANormalisedPathKeepsASeparatorAtItsEnd) {
+  EXPECT_EQ(normalisedPath(L"/a/b/"), L"/a/b/");
+  EXPECT_EQ(normalisedPath(L"/a/b//"), L"/a/b/");
+  EXPECT_EQ(normalisedPath(L"/a/b/../"), L"/a/");
+  EXPECT_EQ(normalisedPath(L"/"), L"/");
+  EXPECT_EQ(normalisedPath(L"//"), L"/");
+}
+
+TEST(PathHelpersTest, ANormalisedPathNeverClimbsAboveTheRootAndDoesInARelativePath) {
+  EXPECT_EQ(normalisedPath(L"/.."), L"/");
+  EXPECT_EQ(normalisedPath(L"/../../x"), L"/x");
+  EXPECT_EQ(normalisedPath(L"../../x"), L"../../x");
+  EXPECT_EQ(normalisedPath(L"a/../../x/"), L"../x/");
+}
+
+TEST(PathHelpersTest, OfAPathThatLeadsNowhereANormalisedOneIsEmpty) {
+  for (const wchar_t* path : {L"", L".", L"./", L"a/..", L"a/../"})
+    EXPECT_EQ(normalisedPath(path), L"") << toUTF8(path).c_str();
+  EXPECT_EQ(normalisedPath(PathString()), L"");
+}
+
 TEST(PathHelpersTest, ALiteralNameHasSignsOfItsOwnForStarAndQuestionMark) {
   EXPECT_EQ(literalName(L"*a?.*"), L"\xDC2A\x61\xDC3F.\xDC2A");
   EXPECT_EQ(literalName(L"[clip] \xDCFF.mov"), L"[clip] \xDCFF.mov");

@@ -21,13 +21,13 @@ size_t nameStart(std::wstring_view path, wchar_t mark) {
 
 // Drops '.' and what '..' takes back. A '..' that has nothing to take back stays in a relative path
 // and means nothing in an absolute one.
-std::vector<std::wstring_view> resolvedParts(std::wstring_view folder, wchar_t mark) {
-  bool absolute = !folder.empty() && folder.front() == mark;
+std::vector<std::wstring_view> resolvedParts(std::wstring_view path, wchar_t mark) {
+  bool absolute = !path.empty() && path.front() == mark;
   std::vector<std::wstring_view> parts;
-  while (!folder.empty()) {
-    size_t end = std::min(folder.find(mark), folder.size());
-    std::wstring_view part = folder.substr(0, end);
-    folder.remove_prefix(std::min(end + 1, folder.size()));
+  while (!path.empty()) {
+    size_t end = std::min(path.find(mark), path.size());
+    std::wstring_view part = path.substr(0, end);
+    path.remove_prefix(std::min(end + 1, path.size()));
     if (part.empty() || part == L".") continue;
     if (part != L"..") {
       parts.push_back(part);
@@ -42,13 +42,19 @@ std::vector<std::wstring_view> resolvedParts(std::wstring_view folder, wchar_t m
 
 }  // namespace
 
-PathString getPath(const PathString& path) {
+PathString normalisedPath(const PathString& path) {
   wchar_t mark = separator();
-  std::wstring_view folder = path.view().substr(0, nameStart(path.view(), mark));
+  std::wstring_view text = path.view();
   std::wstring result;
-  if (!folder.empty() && folder.front() == mark) result.push_back(mark);
-  for (std::wstring_view part : resolvedParts(folder, mark)) result.append(part).push_back(mark);
+  if (text.starts_with(mark)) result.push_back(mark);
+  std::vector<std::wstring_view> parts = resolvedParts(text, mark);
+  for (std::wstring_view part : parts) result.append(part).push_back(mark);
+  if (!parts.empty() && !text.ends_with(mark)) result.pop_back();
   return PathString(std::wstring_view(result));
+}
+
+PathString getPath(const PathString& path) {
+  return normalisedPath(path.substr(0, nameStart(path.view(), separator())));
 }
 
 PathString stripPath(const PathString& path) {
