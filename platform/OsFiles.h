@@ -190,6 +190,15 @@ public:
                           const LightweightString<wchar_t>& to) = 0;
   // Makes the folder's names durable. True where the file system knows no such thing.
   virtual bool syncFolder(const LightweightString<wchar_t>& path) = 0;
+  // Deletes a folder that lies below another, with everything in it. What follows in `subfolder`
+  // after as many characters as `folder` has, names the way down; it begins like that, case aside.
+  // No link is followed below `folder`, not even one that takes a folder's place meanwhile: a link
+  // is deleted itself. Nothing on another file system is. eOsInvalid, and nothing deleted: a name
+  // on the way down is empty, "." or "..", or there is none, or `subfolder` as a whole leads to
+  // another folder. What cannot be deleted stays, and the rest goes all the same: false, and the
+  // last error is the first one. True when all of it is gone.
+  virtual bool deleteSubfolder(const LightweightString<wchar_t>& folder,
+                               const LightweightString<wchar_t>& subfolder) = 0;
   // The name behind all links; the last component need not exist. False when it cannot be told.
   virtual bool followLinks(const LightweightString<wchar_t>& path,
                            LightweightString<wchar_t>& target) = 0;

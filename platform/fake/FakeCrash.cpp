@@ -149,6 +149,9 @@ void FakeCrash::apply(const FakeEffect& effect, FakeNames& names, Contents& cont
     case FakeEffect::eMakeFolder:
       names.folders.insert(effect.name);
       break;
+    case FakeEffect::eRemoveFolder:
+      names.folders.erase(effect.name);
+      break;
     case FakeEffect::eWrite:
       content->write(effect.offset, effect.bytes.data(),
                      static_cast<uint32_t>(effect.bytes.size()));

@@ -67,6 +67,7 @@ public:
   bool listFiles(const Path& pattern, Vector<ListedFile>& files) override;
   bool renameFile(const Path& from, const Path& to) override;
   bool syncFolder(const Path& path) override;
+  bool deleteSubfolder(const Path& folder, const Path& subfolder) override;
   bool followLinks(const Path& path, Path& target) override;
   bool copyMode(const Path& from, const Path& to) override;
   Path getUNCName(const Path& path) override;
@@ -168,6 +169,8 @@ private:
   bool isFolder(const std::wstring& path) const;
   uint32_t look(FaultPlan::eCall call, const Path& path) const;
   uint32_t checkWritable(const std::wstring& path) const;
+  uint32_t findSubfolder(const Path& folder, const Path& subfolder, std::wstring& found) const;
+  uint32_t removeTree(const std::wstring& tree);
   uint32_t checkRename(const std::wstring& from, const std::wstring& to) const;
 
   // Of drives.

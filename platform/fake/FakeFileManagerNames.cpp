@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "platform/common/FolderBelow.h"
 #include "platform/common/NamePattern.h"
 #include "platform/fake/FakeFileManager.h"
 #include "platform/fake/FakePath.h"
@@ -237,6 +238,61 @@ bool FakeFileManager::deleteFile(const Path& path) {
     names_.remove(name);
     note({FakeEffect::eDelete, name});
   }
+  return answer(result);
+}
+
+// The folder by its name without links.
+uint32_t FakeFileManager::findSubfolder(const Path& folder, const Path& subfolder,
+                                        std::wstring& found) const {
+  std::string bytes;
+  if (!toPathBytes(folder, bytes) || !toPathBytes(subfolder, bytes)) return eOsInvalid;
+  if (isServed(folder) || isServed(subfolder)) return eOsNotSupported;
+  std::vector<Path> below = namesBelow(folder.view(), subfolder.view(), separator_);
+  if (below.empty()) return eOsInvalid;
+  if (uint32_t result = check(folder); result != eOsIsAFolder)
+    return result != kSucceeded ? result : find(folder) ? eOsNotAFolder : eOsNotFound;
+  found = resolved(textOf(folder));
+  const std::wstring drive = prefixFor(withEnd(found, separator_));
+  for (const Path& name : below) {
+    found = withEnd(found, separator_) + textOf(name);
+    if (isName(found)) return eOsNotAFolder;
+    if (!isFolder(found)) return eOsNotFound;
+    if (prefixFor(withEnd(found, separator_)) != drive) return kOtherDrive;
+  }
+  waitFor(found);
+  std::wstring whole = resolvedFolder(withoutEnd(textOf(subfolder), separator_));
+  if (whole == found) return kSucceeded;
+  return isName(whole) || isFolder(whole) ? eOsInvalid : eOsNotFound;
+}
+
+// What is mounted in it stays, with the folders above.
+uint32_t FakeFileManager::removeTree(const std::wstring& tree) {
+  const std::wstring drive = prefixFor(withEnd(tree, separator_));
+  if (driveWith(drive).readOnly) return eOsReadOnly;
+  bool isWhole = true;
+  auto isRemoved = [&](const std::wstring& name, FakeEffect::eKind kind) {
+    if (!isWithin(name, tree, separator_)) return false;
+    bool isFolderItself = kind == FakeEffect::eRemoveFolder;
+    bool isHere = prefixFor(isFolderItself ? withEnd(name, separator_) : name) == drive;
+    isWhole = isWhole && isHere;
+    if (isHere) note({kind, name});
+    return isHere;
+  };
+  auto isDeleted = [&](const auto& entry) { return isRemoved(entry.first, FakeEffect::eDelete); };
+  std::erase_if(names_.files, isDeleted);
+  std::erase_if(names_.links, isDeleted);
+  // The deepest first; one that still holds something stays by what it holds.
+  std::set<std::wstring> folders = names_.folders;
+  for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder)
+    if (isRemoved(*folder, FakeEffect::eRemoveFolder)) names_.folders.erase(*folder);
+  return isWhole ? kSucceeded : kOtherDrive;
+}
+
+bool FakeFileManager::deleteSubfolder(const Path& folder, const Path& subfolder) {
+  uint32_t result = faults_.next(FaultPlan::eDeleteSubfolder).error;
+  std::wstring tree;
+  if (result == 0) result = findSubfolder(folder, subfolder, tree);
+  if (result == kSucceeded) result = removeTree(tree);
   return answer(result);
 }
 

@@ -7,8 +7,8 @@
 
 std::string FakeEffect::describe() const {
   constexpr std::array<const char*, eSyncFolder + 1> kWords = {
-      "create", "rename to",   "delete", "make folder", "write",
-      "empty",  "set mode of", "flush",  "sync folder"};
+      "create", "rename to", "delete",      "make folder", "remove folder",
+      "write",  "empty",     "set mode of", "flush",       "sync folder"};
   std::string text = kWords[kind];
   if (kind == eWrite)
     text += " " + std::to_string(bytes.size()) + " bytes at " + std::to_string(offset) + " of";

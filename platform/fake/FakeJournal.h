@@ -15,6 +15,7 @@ struct FakeEffect {
     eRename,
     eDelete,
     eMakeFolder,
+    eRemoveFolder,
     eWrite,  // of a file's content and permissions
     eTruncate,
     eMode,
@@ -30,7 +31,7 @@ struct FakeEffect {
   std::vector<unsigned char> bytes = {};           // eWrite
   unsigned mode = 0;                               // eMode
 
-  bool isOfNames() const { return kind <= eMakeFolder; }
+  bool isOfNames() const { return kind <= eRemoveFolder; }
   bool isBarrier() const { return kind >= eFlush; }
   // In words, for people.
   std::string describe() const;

@@ -32,6 +32,7 @@ public:
     eExists,
     eGetFileSize,
     eDeleteFile,
+    eDeleteSubfolder,
     eCreateFolder,
     eFolderExists,
     eIsWritable,

@@ -6,12 +6,16 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
+#include "platform/common/FolderBelow.h"
 #include "platform/common/NamePattern.h"
 #include "platform/linux/FileOpening.h"
+#include "platform/linux/FolderDeletion.h"
 #include "platform/linux/FolderListing.h"
 #include "platform/linux/LinuxFailure.h"
 #include "platform/linux/LinuxFileManager.h"
@@ -177,6 +181,21 @@ bool LinuxFileManager::syncFolder(const Path& path) {
   int error = syncOpened(descriptor);
   close(descriptor);
   return error == 0 || failed(osErrorOf(error));
+}
+
+bool LinuxFileManager::deleteSubfolder(const Path& folder, const Path& subfolder) try {
+  std::string top;
+  std::string whole;
+  if (!bytesOf(folder, top) || !bytesOf(subfolder, whole)) return false;
+  if (isServed(folder) || isServed(subfolder)) return failed(eOsNotSupported);
+  std::vector<std::string> below;
+  for (const Path& name : namesBelow(folder.view(), subfolder.view(), getSeparator()))
+    if (!bytesOf(name, below.emplace_back())) return false;
+  if (below.empty()) return failed(eOsInvalid);
+  int error = FolderDeletion().remove(top, below, whole);
+  return error == 0 || failed(osErrorOf(error));
+} catch (const std::bad_alloc&) {
+  return failed(eOsNoMemory);
 }
 
 bool LinuxFileManager::followLinks(const Path& path, Path& target) {

@@ -24,6 +24,9 @@ public:
   }
   bool getFileSize(const Path& path, uint64_t& bytes) override;
   bool deleteFile(const Path& path) override;
+  bool deleteSubfolder(const Path& folder, const Path& subfolder) override {
+    return !isRefused(FaultCall::eDeleteSubfolder) && below()->deleteSubfolder(folder, subfolder);
+  }
   bool createFolder(const Path& path) override;
   wchar_t getSeparator() const override { return below()->getSeparator(); }
   Vector<Qv::Ptr<iDiskDrive>> getDisks() override;
