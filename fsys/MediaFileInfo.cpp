@@ -1,0 +1,136 @@
+#include "fsys/MediaFileInfo.h"
+
+#include "fsys/ProxyName.h"
+#include "platform/CriticalSection.h"
+#include "platform/OS.h"
+#include "platform/PathHelpers.h"
+
+static_assert(sizeof(MediaFileInfo) <= 88, "a catalogue holds a million of them");
+
+namespace {
+
+using Text = LightweightString<wchar_t>;
+
+// Guards the linked name of every info: taken for no longer than a text's handle is copied, and
+// nothing is called while it is held. One for all keeps them small.
+CriticalSection& linkedNames() {
+  static CriticalSection& lock = *new CriticalSection;  // infos may outlive any static object
+  return lock;
+}
+
+Text withoutDots(const Text& path) { return withoutSeparator(getPath(withSeparator(path))); }
+
+}  // namespace
+
+MediaFileInfo::MediaFileInfo(const MaterialFilename& name, unsigned long size)
+    : name_(name), size_(size) {
+  readProxyFacts();
+}
+
+MediaFileInfo::MediaFileInfo(const MaterialFilename& name, const Text& linked, unsigned long size)
+    : name_(name), linkState_(eFinal), linked_(linked), size_(size) {
+  readProxyFacts();
+}
+
+MediaFileInfo::MediaFileInfo(const MediaFileInfo& other)
+    : Qv::InternalRefCount(),
+      iObject(),
+      MaterialLink(),
+      name_(other.name_),
+      proxyHeight_(other.proxyHeight_),
+      proxyAudioChannels_(other.proxyAudioChannels_),
+      size_(other.size_),
+      spare_(other.spare_) {
+  copyLink(other);
+}
+
+MediaFileInfo& MediaFileInfo::operator=(const MediaFileInfo& other) {
+  if (this == &other) return *this;
+  name_ = other.name_;
+  proxyHeight_ = other.proxyHeight_;
+  proxyAudioChannels_ = other.proxyAudioChannels_;
+  size_ = other.size_;
+  spare_ = other.spare_;
+  copyLink(other);
+  return *this;
+}
+
+void MediaFileInfo::readProxyFacts() {
+  if (!isProxy()) return;
+  proxyHeight_ = getProxyHeight(name_.getPath());
+  proxyAudioChannels_ = getProxyAudioChannels(name_.getPath());
+}
+
+void MediaFileInfo::copyLink(const MediaFileInfo& other) {
+  linked_ = Text();
+  linkState_.store(other.finalLinked(linked_) ? eFinal : eNotRead);
+}
+
+unsigned MediaFileInfo::setMaterialFilename(const MaterialFilename& name) {
+  name_ = name;
+  return 1;
+}
+
+Text MediaFileInfo::getLinkFileName() const { return name_.getOsPath(); }
+
+// Most have never been read, and need no lock.
+bool MediaFileInfo::finalLinked(Text& linked) const {
+  if (linkState_.load() != eFinal) return false;
+  CriticalSectionLock lock(linkedNames());
+  if (linkState_.load() != eFinal) return false;
+  linked = linked_;
+  return true;
+}
+
+unsigned MediaFileInfo::createLinkFile(bool replace) const {
+  Text linked;
+  bool isKnown = finalLinked(linked);
+  Text path = getLinkFileName();
+  if (replace && !isKnown && isLink(path)) return 0;
+  return createLink(path, linked, replace);
+}
+
+Text MediaFileInfo::readLinkedFilename() const {
+  Text linked;
+  if (finalLinked(linked)) return linked;
+  getLinkedFilename(getLinkFileName(), linked);
+  CriticalSectionLock lock(linkedNames());
+  keepLinked(linked);
+  return linked;
+}
+
+void MediaFileInfo::setLinkedFilename(const Text& linked) const {
+  CriticalSectionLock lock(linkedNames());
+  linkState_.store(eNotRead);
+  keepLinked(linked);
+}
+
+void MediaFileInfo::keepLinked(const Text& linked) const {
+  uint32_t expected = eNotRead;
+  if (!linkState_.compare_exchange_strong(expected, eBeingKept)) return;
+  linked_ = linked;
+  linkState_.store(eFinal);
+}
+
+Text MediaFileInfo::getPhysicalFilename(bool normalised) const {
+  if (size_ != kBytes) return getLinkFileName();
+  Text linked = readLinkedFilename();
+  return normalised ? withoutDots(linked) : linked;
+}
+
+bool MediaFileInfo::isProxy(const Text& name) {
+  if (getProxyHeight(name) != ProxyName::kNoHeight) return true;
+  return ProxyName::isOlderForm(name.view()) && OS()->getFileManager()->exists(name);
+}
+
+unsigned MediaFileInfo::getProxyHeight(const Text& name) { return ProxyName::height(name.view()); }
+
+unsigned MediaFileInfo::getProxyAudioChannels(const Text& name) {
+  return ProxyName::audioChannels(name.view());
+}
+
+Text MediaFileInfo::makeProxyName(Text name, Text extension, unsigned height,
+                                  unsigned char channels) {
+  return Text(std::wstring_view(
+      ProxyName::make(stripExtension(name).view(), extension.view(), height, channels)));
+}
