@@ -47,8 +47,10 @@ uint32_t FsysFile::LowLevelOpen(const LightweightString<wchar_t>& path, uint32_t
   probe_ = files->openMedia(path, flags, write, disposition, eOpenProbe);
   if (probe_ && probe_->isOpen()) {
     LightweightString<wchar_t> resolved;
-    MaterialLink::getLinkedFilename(path, resolved);
-    file_ = files->openMedia(resolved, flags, write, disposition, openMode(flags, network));
+    // Only a link that cannot be read leaves nothing to open, and has said why.
+    bool isResolved = MaterialLink::getLinkedFilename(path, resolved) || !resolved.empty();
+    if (isResolved)
+      file_ = files->openMedia(resolved, flags, write, disposition, openMode(flags, network));
     if (file_ && file_->isOpen()) return eResultOk;
   }
   uint32_t error = OS()->getErrors()->getLastError();

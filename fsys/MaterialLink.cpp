@@ -33,15 +33,24 @@ bool makeContent(const Path& target, Link& link) {
   return true;
 }
 
-bool writeContent(iFile& file, const Link& link) {
-  uint32_t done = 0;
-  bool written = file.write(link.data(), MaterialLink::kBytes, &done) == eResultOk;
-  return written && done == MaterialLink::kBytes && file.flush() == eResultOk;
+// Null when it is not open.
+Qv::Ptr<iFile> open(const Path& path, unsigned access, unsigned creation) {
+  Qv::Ptr<iFile> file = files()->openFile(path, access, creation, kOpenFlags, 0);
+  return file && file->isOpen() ? file : nullptr;
 }
 
 Qv::Ptr<iFile> createNew(const Path& path) {
-  return files()->openFile(path, iFileManager::eAccessWrite, iFileManager::eCreateNew, kOpenFlags,
-                           0);
+  return open(path, iFileManager::eAccessWrite, iFileManager::eCreateNew);
+}
+
+Qv::Ptr<iFile> openToRead(const Path& path) {
+  return open(path, iFileManager::eAccessRead, iFileManager::eOpenExisting);
+}
+
+bool writeContent(iFile& file, const Link& link) {
+  uint32_t done = 0;
+  bool isWritten = file.write(link.data(), MaterialLink::kBytes, &done) == eResultOk;
+  return isWritten && done == MaterialLink::kBytes && file.flush() == eResultOk;
 }
 
 // The error of what failed outlives the removal of what was made.
@@ -55,7 +64,7 @@ bool removeMade(const Path& path) {
 // One step says whether the path exists.
 bool createWhereNothingIs(const Path& path, const Link& link) {
   Qv::Ptr<iFile> file = createNew(path);
-  if (!file || !file->isOpen()) return false;
+  if (!file) return false;
   return writeContent(*file, link) || removeMade(path);
 }
 
@@ -88,7 +97,7 @@ bool createInPlace(const Path& path, const Link& link) {
   if (!mayReplace(path, exists)) return false;
   Path name;
   Qv::Ptr<iFile> file = createBeside(path, name);
-  if (!file || !file->isOpen()) return false;
+  if (!file) return false;
   bool isWhole = (!exists || files()->copyMode(path, name)) && writeContent(*file, link);
   return (isWhole && files()->renameFile(name, path)) || removeMade(name);
 }
@@ -98,15 +107,11 @@ bool hasLinksSize(const Path& path) {
   return files()->getFileSize(path, bytes) && bytes == MaterialLink::kBytes;
 }
 
-// How much of the file's start was read: 0 when it could not be.
-uint32_t failedToRead() {
-  (void)OS()->getErrors()->getLastError();
-  return 0;
-}
-
-Qv::Ptr<iFile> openToRead(const Path& path) {
-  return files()->openFile(path, iFileManager::eAccessRead, iFileManager::eOpenExisting, kOpenFlags,
-                           0);
+// False. What the thread's last error does not tell yet is told there.
+bool unreadable(uint32_t result, uint32_t why = eOsIoError) {
+  iOsErrors* errors = OS()->getErrors();
+  if (errors->getLastError() == 0 || result == eResultOk) errors->setLastError(why);
+  return false;
 }
 
 bool isMedia(std::string_view start) { return start.starts_with(kMediaTag); }
@@ -123,34 +128,32 @@ unsigned MaterialLink::createLink(const Path& linkPath, const Path& target, bool
 bool MaterialLink::isLink(const Path& path) {
   if (!hasLinksSize(path)) return false;
   std::array<char, kMostRead> start;
-  Qv::Ptr<iFile> file = openToRead(path);
   uint32_t done = 0;
-  bool isRead =
-      file && file->isOpen() && file->read(start.data(), kMostRead, &done) == eResultOk && done > 0;
-  if (!isRead) return failedToRead() != 0;
+  Qv::Ptr<iFile> file = openToRead(path);
+  uint32_t result = file ? file->read(start.data(), kMostRead, &done) : uint32_t{eResultFailed};
+  if (result != eResultOk || done == 0) return unreadable(result);
   return !isMedia({start.data(), done});
 }
 
 bool MaterialLink::getLinkedFilename(const Path& asked, Path& result) {
-  const Path path = asked;  // `result` may be the same text
+  const Path path = asked;  // NOLINT(performance-unnecessary-copy-initialization): may be `result`
   result = Path();
-  if (!hasLinksSize(path)) {
-    result = path;
-    return false;
-  }
   std::array<char, kMostText> start;
-  Qv::Ptr<iFile> file = openToRead(path);
   uint32_t done = 0;
-  bool isRead = file && file->isOpen() &&
-                file->readAt(0, start.data(), kMostText, &done) == eResultOk && done > 0;
-  if (!isRead) return failedToRead() != 0;
+  bool mayBeLink = hasLinksSize(path);
+  if (mayBeLink) {
+    Qv::Ptr<iFile> file = openToRead(path);
+    uint32_t read =
+        file ? file->readAt(0, start.data(), kMostText, &done) : uint32_t{eResultFailed};
+    if (read != eResultOk || done == 0) return unreadable(read);
+  }
   std::string_view text(start.data(), done);
-  if (isMedia(text)) {
+  if (!mayBeLink || isMedia(text)) {
     result = path;
     return false;
   }
   size_t end = text.find('\0');
-  if (end == text.npos) return false;
+  if (end == text.npos) return unreadable(eResultOk, eOsInvalid);
   result = fromUTF8(text.substr(0, end));
   return true;
 }

@@ -155,7 +155,7 @@ TEST_F(FsysCloseTest, AFailedStartsCallbackMayCloseItsOwnFileUnderThePollersLock
 TEST_F(FsysCloseTest, DestroyingAnEngineWithFourOpenReadFilesClosesTwoOfThem) {
   std::vector<FsysFile*> files;
   for (const wchar_t* name : {L"/m/0", L"/m/1", L"/m/2", L"/m/3"}) {
-    files.push_back(readPatternFile(name, 512));
+    files.push_back(readPatternFile(name, 1024));
     read(files.back(), 0, 512, static_cast<int>(files.size()) - 1);
   }
   startReadsAndHold();

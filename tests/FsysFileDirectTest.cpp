@@ -175,13 +175,13 @@ TEST_F(FsysFileDirectTest, ReadsOfAFileThatWasOpenedForWritingAreRefused) {
 }
 
 TEST_F(FsysFileDirectTest, WritesOfAFileThatWasOpenedForReadingAreRefused) {
-  FsysFile* file = readPatternFile(L"/m/a", 512);
+  FsysFile* file = readPatternFile(L"/m/a", 1024);
   EXPECT_EQ(write(file, TestHolder::ofPattern(512)), 0u);
   EXPECT_EQ(FsysGetLastError(), uint32_t{eOsAccessDenied});
 }
 
 TEST_F(FsysFileDirectTest, AReadOfNoBytesIsAnsweredAsAFailure) {
-  FsysFile* file = readPatternFile(L"/m/a", 512);
+  FsysFile* file = readPatternFile(L"/m/a", 1024);
   EXPECT_EQ(read(file, 0, 0), 1u);
   os_->run();
   ASSERT_EQ(recorder_->count(), 1u);

@@ -165,7 +165,7 @@ TEST_F(FsysFileMemoryTest, AnOpenThatFindsNoMemoryIsInNoneOfTheEnginesLists) {
   // are refused all that follows as well. The fake needs memory to take a writer's cache back.
   const std::pair<uint32_t, bool> plays[] = {{1, true}, {1, false}, {2, true}};
   for (auto [flags, once] : plays) {
-    os_->files().addFile(L"/m/a", patternBytes(kBytes));
+    os_->files().addFile(L"/m/a", patternBytes(2 * kBytes));
     const Vector<FsysFile*>& list =
         flags == 1 ? FsysPeer::readFiles(*theFsys) : FsysPeer::writeFiles(*theFsys);
     const size_t listed = list.size();

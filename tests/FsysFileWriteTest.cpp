@@ -306,7 +306,7 @@ TEST_F(FsysFileWriteTest, TheNumberOfRetriesIsASetting) {
 
 TEST_F(FsysFileWriteTest, AWriterThatWaitsForRoomGivesUpWhenTheFileIsBeingClosed) {
   FsysFile* file = openForWriting(L"/m/a");
-  FsysFile* other = readPatternFile(L"/m/r", 512);
+  FsysFile* other = readPatternFile(L"/m/r", 1024);
   os_->asyncIo().hold(true);
   for (int i = 0; i < 41; ++i) write(file, TestHolder::ofPattern(512, uint64_t(i) * 512), i);
   os_->run();

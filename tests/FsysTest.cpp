@@ -315,7 +315,7 @@ TEST_F(FsysTest, TheInitialCoalesceLengthIsTheOpensValueAndCanBeChanged) {
 }
 
 TEST_F(FsysTest, AFileThatIsNotOpenIsRefused) {
-  FsysFile* file = readPatternFile(L"/m/a", 512);
+  FsysFile* file = readPatternFile(L"/m/a", 1024);
   EXPECT_EQ(FsysClose(file, nullptr), 1u);
   EXPECT_EQ(FsysClose(file, nullptr), 0u) << "closed already";
   EXPECT_EQ(FsysSetCoalesceLength(file, 1), 0u);

@@ -88,7 +88,8 @@ uint32_t FakeFileManager::openContent(const Path& path, bool write, unsigned cre
   std::wstring name = resolved(textOf(path));
   if (uint32_t result = checkPlace(name); !content && result != kSucceeded) return result;
   bool makes = creation == eCreateNew || (!content && creation != eOpenExisting);
-  if (content && creation == eCreateNew) return eOsExists;
+  bool isTaken = content || names_.links.contains(resolvedFolder(textOf(path)));
+  if (isTaken && creation == eCreateNew) return eOsExists;
   if (!content && !makes) return eOsNotFound;
   if ((write || makes) && driveOf(textOf(path)).readOnly) return eOsReadOnly;
   if (content && content->readOnly && write) return eOsAccessDenied;
