@@ -18,8 +18,6 @@ CriticalSection& linkedNames() {
   return lock;
 }
 
-Text withoutDots(const Text& path) { return withoutSeparator(getPath(withSeparator(path))); }
-
 }  // namespace
 
 MediaFileInfo::MediaFileInfo(const MaterialFilename& name, unsigned long size)
@@ -115,7 +113,7 @@ void MediaFileInfo::keepLinked(const Text& linked) const {
 Text MediaFileInfo::getPhysicalFilename(bool normalised) const {
   if (size_ != kBytes) return getLinkFileName();
   Text linked = readLinkedFilename();
-  return normalised ? withoutDots(linked) : linked;
+  return normalised ? normalisedPath(linked) : linked;
 }
 
 bool MediaFileInfo::isProxy(const Text& name) {
