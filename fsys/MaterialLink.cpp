@@ -9,6 +9,7 @@
 #include "fsys/ResultCodes.h"
 #include "platform/Check.h"
 #include "platform/OS.h"
+#include "platform/PathHelpers.h"
 
 namespace {
 
@@ -68,16 +69,21 @@ bool createWhereNothingIs(const Path& path, const Link& link) {
   return writeContent(*file, link) || removeMade(path);
 }
 
-// A side file of the one at `path`, as it is named: deleted with it should it be left behind.
+// A side file of the one at `path`, as it is named: deleted with it should it be left behind. Where
+// a name cannot be that long it stands for itself.
 Qv::Ptr<iFile> createBeside(const Path& path, Path& name) {
   static std::atomic<unsigned> count{0};
+  Path stem = path;
   Qv::Ptr<iFile> file;
   for (unsigned i = 0; i < kMostNames && !file; ++i) {
     std::wstring ending = L"." + std::to_wstring(OS()->getSystemInfo()->getProcessId()) + L"-" +
                           std::to_wstring(++count) + L".partial";
-    name = path + ending.c_str();
+    name = stem + ending.c_str();
     file = createNew(name);
-    if (!file && OS()->getErrors()->getLastError() != eOsExists) return {};
+    uint32_t error = OS()->getErrors()->getLastError();
+    if (!file && error == eOsNameTooLong)
+      stem = path.substr(0, path.length() - stripPath(path).length());
+    if (!file && error != eOsNameTooLong && error != eOsExists) break;
   }
   return file;
 }

@@ -4,6 +4,8 @@
 
 #include "platform/iObject.h"
 
+struct LayoutPeer;
+
 namespace Qv::Image {
 
 // How the pixels of a picture are laid out; the numbers are the image library's.
@@ -41,6 +43,8 @@ public:
   virtual void setCoreDataSet(bool isSet) { isSet_ = isSet; }
 
 private:
+  friend struct ::LayoutPeer;
+
   // Fixed order.
   uint32_t width_ = 0;
   uint32_t height_ = 0;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "fsys/CompletionInfo.h"
+#include "fsys/DecodeFormat.h"
 #include "fsys/FileRequest.h"
 #include "fsys/Fsys.h"
 #include "fsys/FsysBuf.h"
@@ -17,6 +18,7 @@
 #include "fsys/IoCompletion.h"
 #include "fsys/MaterialFilename.h"
 #include "fsys/MediaDrive.h"
+#include "fsys/MediaFileInfo.h"
 #include "fsys/MemBlock.h"
 #include "fsys/MemRef.h"
 #include "fsys/VolumeInfo.h"
@@ -86,6 +88,14 @@ struct LayoutPeer {
             &x.uncName_, &x.localShareName_, &x.autoDiscovered_};
   }
   static Addresses of(const MaterialFilename& x) { return {&x.drive_, &x.path_}; }
+  static Addresses of(const Qv::Image::Core::Data& x) {
+    return {&x.width_, &x.height_, &x.format_, &x.bitsPerComponent_, &x.bitsPerPixel_, &x.isSet_};
+  }
+  static Addresses of(const DecodeFormat& x) { return {&x.proxyLevel_, &x.flag_}; }
+  static Addresses of(const MediaFileInfo& x) {
+    return {&x.name_, &x.linkState_, &x.linked_, &x.proxyHeight_, &x.proxyAudioChannels_,
+            &x.size_, &x.spare_};
+  }
   static Addresses of(const VolumeInfo& x) {
     return {&x.freeBytes, &x.totalBytes, &x.isFixedDrive, &x.reportedFlag};
   }
@@ -145,6 +155,12 @@ TEST_F(LayoutTest, FieldsOfADriveOfAFilesNameAndOfASpaceStandInTheirDeclaredOrde
   EXPECT_TRUE(ascend(LayoutPeer::of(VolumeInfo())));
   EXPECT_EQ(sizeof(DriveId), 1u);
   EXPECT_EQ(sizeof(iDiskDrive::eType), 4u);
+}
+
+TEST_F(LayoutTest, FieldsOfTheCataloguesClassesStandInTheirDeclaredOrder) {
+  EXPECT_TRUE(ascend(LayoutPeer::of(Qv::Image::Core::Data())));
+  EXPECT_TRUE(ascend(LayoutPeer::of(DecodeFormat())));
+  EXPECT_TRUE(ascend(LayoutPeer::of(MediaFileInfo())));
 }
 
 TEST_F(LayoutTest, AnOrderThatIsNotKeptIsSeen) {
