@@ -16,4 +16,11 @@ void SystemCache::addMediaLocation(DriveId id) { tell(id, true); }
 
 void SystemCache::removeMediaLocation(DriveId id) { tell(id, false); }
 
+void SystemCache::addProxyFile(const Cookie&, const MediaFileInfo&) {}
+
+unsigned SystemCache::updateStatus(const Cookie&, unsigned) {
+  constexpr unsigned kMissing = 1;
+  return kMissing;
+}
+
 void SystemCache::setWatcher(Watcher watcher) { watcher_.store(watcher); }

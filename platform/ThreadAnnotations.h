@@ -14,6 +14,8 @@
 #define REQUIRES(...) FSYS_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ACQUIRE(...) FSYS_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define TRY_ACQUIRE(...) FSYS_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
+#define ACQUIRE_SHARED(...) FSYS_THREAD_ATTRIBUTE(acquire_shared_capability(__VA_ARGS__))
+#define RELEASE_SHARED(...) FSYS_THREAD_ATTRIBUTE(release_shared_capability(__VA_ARGS__))
 #define RELEASE(...) FSYS_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define RETURN_CAPABILITY(x) FSYS_THREAD_ATTRIBUTE(lock_returned(x))
 #define NO_THREAD_SAFETY_ANALYSIS FSYS_THREAD_ATTRIBUTE(no_thread_safety_analysis)
