@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 #include "platform/LightweightString.h"
 #include "platform/PlatformExport.h"
@@ -17,20 +18,29 @@ enum CookieType : char { eCookieInvalid = 'I', eCookieVision = 'V', eCookieSound
 class PLATFORM_EXPORT Cookie {
 public:
   static constexpr size_t kShotLength = 8;
+  static constexpr size_t kLength = 1 + kShotLength + 2;
 
   Cookie() = default;
   // Strict: the eleven characters in capitals. Lenient: letters of either case, a missing channel
   // is 00, and what follows the channel is ignored.
   explicit Cookie(const LightweightString<wchar_t>& text, bool lenient = false);
+  // The same of a part of a text. Allocates nothing.
+  static Cookie fromView(std::wstring_view text, bool lenient);
 
   CookieType getType() const { return type_; }
   uint8_t getChannel() const { return channel_; }
   bool isValid() const { return type_ != eCookieInvalid; }
   LightweightString<wchar_t> asWString() const;
+  // Whether that is asWString() in any case. Allocates nothing.
+  bool isTextNoCase(std::wstring_view text) const;
   // The same for either value of the flag.
   LightweightString<char> asString(bool whole = false) const;
   // Below, at or above 0. By shot, then type, then channel.
-  int compare(const Cookie& other) const;
+  int compare(const Cookie& other) const {
+    if (shot_ != other.shot_) return shot_ < other.shot_ ? -1 : 1;
+    if (type_ != other.type_) return type_ < other.type_ ? -1 : 1;
+    return int{channel_} - int{other.channel_};
+  }
 
   friend bool operator==(const Cookie& a, const Cookie& b) { return a.compare(b) == 0; }
   friend bool operator<(const Cookie& a, const Cookie& b) { return a.compare(b) < 0; }
@@ -39,7 +49,10 @@ public:
                                               unsigned char channel);
 
 private:
-  std::array<char, kShotLength> shot_{};
+  // The text of one that is valid.
+  std::array<char, kLength> characters() const;
+
+  uint64_t shot_ = 0;  // its characters, the first in the highest byte: so they compare as one
   CookieType type_ = eCookieInvalid;
   uint8_t channel_ = 0;
 };

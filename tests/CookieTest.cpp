@@ -129,3 +129,29 @@ RC_GTEST_PROP(CookiePropertyTest, TheOrderIsOne, ()) {
   RC_ASSERT((a.compare(b) == 0) == (a.asString() == b.asString()));
   RC_ASSERT(!(a < b && b < c) || a < c);
 }
+
+TEST(CookieTest, APartOfATextIsReadAsTheWholeOfOne) {
+  std::wstring_view path = L"/Material/v4k7q2m9a1f.mov";
+  EXPECT_EQ(Cookie::fromView(path.substr(10, 11), true), Cookie(L"V4K7Q2M9A1F"));
+  EXPECT_EQ(Cookie::fromView(path.substr(10, 9), true), Cookie(L"V4K7Q2M9A00"));
+  EXPECT_EQ(Cookie::fromView(path.substr(10, 11), false), Cookie());
+  EXPECT_EQ(Cookie::fromView(path.substr(10, 10), true), Cookie());
+  EXPECT_EQ(Cookie::fromView(path.substr(0, 0), true), Cookie());
+}
+
+TEST(CookieTest, ATextIsItsOwnInEitherCaseOrItIsNot) {
+  Cookie cookie(kVision);
+  EXPECT_TRUE(cookie.isTextNoCase(L"V4K7Q2M9A00"));
+  EXPECT_TRUE(cookie.isTextNoCase(L"v4k7q2m9a00"));
+  for (const wchar_t* other : {L"V4K7Q2M9A01", L"V4K7Q2M9A", L"V4K7Q2M9A00x", L"S4K7Q2M9A00", L""})
+    EXPECT_FALSE(cookie.isTextNoCase(other)) << toUTF8(other).c_str();
+  EXPECT_TRUE(Cookie().isTextNoCase(L""));
+  EXPECT_FALSE(Cookie().isTextNoCase(L"I"));
+}
+
+TEST(CookieTest, CookiesCompareAsTheirShotsTexts) {
+  const char* ascending[] = {"V000000000F", "S0000000100", "V00000001FF", "VZ000000000",
+                             "SZZZZZZZZ00"};
+  for (size_t i = 0; i + 1 < std::size(ascending); ++i)
+    EXPECT_LT(Cookie(fromUTF8(ascending[i])), Cookie(fromUTF8(ascending[i + 1]))) << i;
+}

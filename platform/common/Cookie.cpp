@@ -1,13 +1,14 @@
 #include "platform/Cookie.h"
 
+#include <algorithm>
 #include <optional>
-#include <string>
+
+#include "platform/TextHelpers.h"
 
 namespace {
 
 constexpr size_t kShotStart = 1;
 constexpr size_t kChannelStart = kShotStart + Cookie::kShotLength;
-constexpr size_t kWhole = kChannelStart + 2;
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 constexpr wchar_t upper(wchar_t c) {
@@ -25,44 +26,61 @@ constexpr CookieType typeOf(wchar_t c) {
   return c == L'V' ? eCookieVision : c == L'S' ? eCookieSound : eCookieInvalid;
 }
 
-// The eleven characters of a text that is written leniently, or what is nearest to them.
-std::wstring strictForm(std::wstring_view text) {
-  std::wstring strict(text.substr(0, kWhole));
-  for (wchar_t& c : strict) c = upper(c);
-  if (strict.size() == kChannelStart) strict += L"00";
-  return strict;
+// The eleven characters of a text that is written leniently; false when there are too few.
+bool strictForm(std::wstring_view text, std::array<wchar_t, Cookie::kLength>& strict) {
+  strict.fill(L'0');
+  if (text.size() < strict.size() && text.size() != kChannelStart) return false;
+  text = text.substr(0, strict.size());
+  std::transform(text.begin(), text.end(), strict.begin(), upper);
+  return true;
 }
 
 }  // namespace
 
-Cookie::Cookie(const LightweightString<wchar_t>& text, bool lenient) {
-  std::wstring strict = lenient ? strictForm(text.view()) : std::wstring(text.view());
-  if (strict.size() != kWhole) return;
+Cookie::Cookie(const LightweightString<wchar_t>& text, bool lenient)
+    : Cookie(fromView(text.view(), lenient)) {}
+
+Cookie Cookie::fromView(std::wstring_view text, bool lenient) {
+  std::array<wchar_t, kLength> strict;
+  if (lenient && strictForm(text, strict)) text = {strict.data(), strict.size()};
+  if (text.size() != kLength || typeOf(text[0]) == eCookieInvalid) return {};
+  Cookie cookie;
+  for (wchar_t character : text.substr(kShotStart, kShotLength)) {
+    if (!isShotCharacter(character)) return {};
+    cookie.shot_ = cookie.shot_ << 8 | static_cast<uint8_t>(character);
+  }
+  std::optional<uint8_t> high = hexDigit(text[kChannelStart]);
+  std::optional<uint8_t> low = hexDigit(text[kChannelStart + 1]);
+  if (!high || !low) return {};
+  cookie.type_ = typeOf(text[0]);
+  cookie.channel_ = static_cast<uint8_t>(*high << 4 | *low);
+  return cookie;
+}
+
+std::array<char, Cookie::kLength> Cookie::characters() const {
+  std::array<char, kLength> text;
+  text[0] = type_;
   for (size_t i = 0; i < kShotLength; ++i)
-    if (!isShotCharacter(strict[kShotStart + i])) return;
-  std::optional<uint8_t> high = hexDigit(strict[kChannelStart]);
-  std::optional<uint8_t> low = hexDigit(strict[kChannelStart + 1]);
-  if (!high || !low || typeOf(strict[0]) == eCookieInvalid) return;
-  type_ = typeOf(strict[0]);
-  channel_ = static_cast<uint8_t>(*high << 4 | *low);
-  for (size_t i = 0; i < kShotLength; ++i) shot_[i] = static_cast<char>(strict[kShotStart + i]);
+    text[kShotStart + i] = static_cast<char>(shot_ >> (8 * (kShotLength - 1 - i)));
+  text[kChannelStart] = kHexDigits[channel_ >> 4];
+  text[kChannelStart + 1] = kHexDigits[channel_ & 0xF];
+  return text;
 }
 
 LightweightString<char> Cookie::asString(bool) const {
   if (!isValid()) return "";
-  std::string text(1, type_);
-  text.append(shot_.data(), shot_.size());
-  text += kHexDigits[channel_ >> 4];
-  text += kHexDigits[channel_ & 0xF];
-  return LightweightString<char>(std::string_view(text));
+  const std::array<char, kLength> text = characters();
+  return LightweightString<char>(text.data(), text.size());
 }
 
 LightweightString<wchar_t> Cookie::asWString() const { return fromUTF8(asString().view()); }
 
-int Cookie::compare(const Cookie& other) const {
-  if (shot_ != other.shot_) return shot_ < other.shot_ ? -1 : 1;
-  if (type_ != other.type_) return type_ < other.type_ ? -1 : 1;
-  return int{channel_} - int{other.channel_};
+bool Cookie::isTextNoCase(std::wstring_view text) const {
+  if (!isValid()) return text.empty();
+  const std::array<char, kLength> narrow = characters();
+  std::array<wchar_t, kLength> wide;
+  std::copy(narrow.begin(), narrow.end(), wide.begin());
+  return equalsNoCase(text, std::wstring_view(wide.data(), wide.size()));
 }
 
 Cookie convertCookie(const Cookie& from, CookieType type, unsigned char channel) {
