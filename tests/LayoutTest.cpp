@@ -13,6 +13,7 @@
 #include "fsys/FileRequest.h"
 #include "fsys/Fsys.h"
 #include "fsys/FsysBuf.h"
+#include "fsys/FsysDirectoryEntry.h"
 #include "fsys/FsysFile.h"
 #include "fsys/FsysPoll.h"
 #include "fsys/IoCompletion.h"
@@ -87,6 +88,9 @@ struct LayoutPeer {
             &x.type_,    &x.sectorSize_,     &x.reportedFlag_,  &x.localName_,
             &x.uncName_, &x.localShareName_, &x.autoDiscovered_};
   }
+  static Addresses of(const FsysDirectoryEntry& x) NO_THREAD_SAFETY_ANALYSIS {
+    return {&x.highResFile_, &x.proxyFiles_};
+  }
   static Addresses of(const MaterialFilename& x) { return {&x.drive_, &x.path_}; }
   static Addresses of(const Qv::Image::Core::Data& x) {
     return {&x.width_, &x.height_, &x.format_, &x.bitsPerComponent_, &x.bitsPerPixel_, &x.isSet_};
@@ -157,10 +161,8 @@ TEST_F(LayoutTest, FieldsOfADriveOfAFilesNameAndOfASpaceStandInTheirDeclaredOrde
   EXPECT_EQ(sizeof(iDiskDrive::eType), 4u);
 }
 
-TEST_F(LayoutTest, FieldsOfTheCataloguesClassesStandInTheirDeclaredOrder) {
-  EXPECT_TRUE(ascend(LayoutPeer::of(Qv::Image::Core::Data())));
-  EXPECT_TRUE(ascend(LayoutPeer::of(DecodeFormat())));
-  EXPECT_TRUE(ascend(LayoutPeer::of(MediaFileInfo())));
+TEST_F(LayoutTest, AnEntrysFileOfHighResolutionStandsBeforeItsProxies) {
+  EXPECT_TRUE(ascend(LayoutPeer::of(FsysDirectoryEntry())));
 }
 
 TEST_F(LayoutTest, AnOrderThatIsNotKeptIsSeen) {

@@ -13,8 +13,9 @@
 // Story      Made of a name and a size when a folder is read, without a look at the file. A file of
 //            512 bytes may be a link; where it leads is read once, when somebody asks, and kept. A
 //            catalogue holds very many of these.
-// Threads    what concerns the linked name (readLinkedFilename, setLinkedFilename, createLinkFile,
-//            getPhysicalFilename, a copy's source): any, on a shared object, several at once.
+// Threads    what concerns the linked name (isLinkRead, readLinkedFilename, setLinkedFilename,
+//            createLinkFile, getPhysicalFilename, a copy's source): any, on a shared object, several
+//            at once.
 //            Everything else is plain data: guarded by its owner.
 // Ownership  a value, or shared. Copies share texts. The copy of an info whose link has not been
 //            read is one whose link has not been read.
@@ -61,6 +62,8 @@ public:
   // Where the link leads. The first to have read it keeps it for all; one who reads at the same
   // time gets what he read himself.
   LightweightString<wchar_t> readLinkedFilename() const;
+  // Whether readLinkedFilename answers without a look at the file.
+  bool isLinkRead() const { return linkState_.load() == eFinal; }
   // Replaces the linked name, and makes it final.
   void setLinkedFilename(const LightweightString<wchar_t>& linked) const;
   // The path to open: for a file of 512 bytes readLinkedFilename, with `normalised` without what
