@@ -1,26 +1,174 @@
+// The catalogue's state, its one instance, and the look-ups.
+#define ATEXIT_FIXED  // what is registered while the process exits is called here
 #include "fsys/SystemCache.h"
 
-#include <atomic>
+#include <loki/Singleton.h>
+
+#include <algorithm>
+
+#include "fsys/CookieMap.h"
+#include "fsys/DriveQuestions.h"
+#include "platform/Check.h"
+#include "platform/ConfigInt.h"
+
+// The lock first, so that the entries go under one that is still there.
+SharedCriticalSection SystemCache::lock_;
+CookieMap SystemCache::files_;
+OsWord<bool> SystemCache::isInitialised_{false};
+int SystemCache::debug_ = config_int("SystemCacheDebug", 0);
+const int SystemCache::fileAddedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheAdd");
+const int SystemCache::fileRemovedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheDel");
+const int SystemCache::proxyAddedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheAddProxy");
+const int SystemCache::proxyRemovedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheDelProxy");
 
 namespace {
 
-std::atomic<SystemCache::Watcher> watcher_{nullptr};
+using Text = SystemCache::Text;
+using Entry = SystemCache::Entry;
 
-void tell(DriveId id, bool added) {
-  if (SystemCache::Watcher watcher = watcher_.load()) watcher(id, added);
+constexpr int kMostChannels = 255;  // that a cookie can name
+constexpr unsigned kVisionChannelsOfShot = 24;
+constexpr unsigned kSoundChannelsOfShot = 32;
+
+// The holder is not made for threads; its instance may come and go as often as it is needed.
+CriticalSection instanceLock;
+using Holder = Loki::SingletonHolder<SystemCache, Loki::CreateUsingNew, Loki::DeletableSingleton>;
+
+bool isThere(const MaterialFilename& name) {
+  return name.getDrive().valid() && !name.getPath().empty();
+}
+
+int soundChannels() {
+  static const int channels = config_int("max_audio_chans_in_shot", 16);
+  return std::min(channels, kMostChannels);
+}
+
+// `take` is called with the cookie of each channel, until it answers false.
+template <typename Take>
+void walkChannels(const Cookie& cookie, CookieType type, unsigned first, unsigned count,
+                  const Take& take) {
+  for (unsigned channel = first; channel < first + count; ++channel)
+    if (!take(convertCookie(cookie, type, static_cast<unsigned char>(channel)))) return;
+}
+
+template <typename Take>
+void walkShot(const Cookie& cookie, const Take& take) {
+  walkChannels(cookie, eCookieVision, 0, kVisionChannelsOfShot, take);
+  walkChannels(cookie, eCookieSound, 1, kSoundChannelsOfShot, take);
 }
 
 }  // namespace
 
-void SystemCache::addMediaLocation(DriveId id) { tell(id, true); }
-
-void SystemCache::removeMediaLocation(DriveId id) { tell(id, false); }
-
-void SystemCache::addProxyFile(const Cookie&, const MediaFileInfo&) {}
-
-unsigned SystemCache::updateStatus(const Cookie&, unsigned) {
-  constexpr unsigned kMissing = 1;
-  return kMissing;
+SystemCache& SystemCache::instance() {
+  CriticalSectionLock lock(instanceLock);
+  return Holder::Instance();
 }
 
-void SystemCache::setWatcher(Watcher watcher) { watcher_.store(watcher); }
+// One entry -----------------------------------------------------------------------------------
+
+Entry SystemCache::findEntryForCookie(const Cookie& cookie) {
+  const CookieType type = cookie.getType();
+  reportUnless(type == eCookieVision || type == eCookieSound,
+               "c.getType() == CookieTypeVision || c.getType() == CookieTypeSound",
+               "fsys/SystemCache line 214");
+  SharedCriticalSectionRead lock(lock_);
+  return files_.find(cookie);
+}
+
+MaterialFilename SystemCache::find(const Cookie& cookie) {
+  const Entry entry = findEntryForCookie(cookie);
+  return entry ? entry->primaryFilename() : MaterialFilename();
+}
+
+bool SystemCache::fileExists(const Cookie& cookie) { return isThere(find(cookie)); }
+
+uint64_t SystemCache::fileSize(const Cookie& cookie) {
+  const Entry entry = findEntryForCookie(cookie);
+  return entry ? entry->fileSize() : 0;
+}
+
+bool SystemCache::findFileForCookie(const Cookie& cookie, Text& path, const DecodeFormat& format) {
+  const Entry entry = findEntryForCookie(cookie);
+  if (!entry) return false;
+  path = entry->findFileForCookie(format);
+  return !path.empty() || entry->updateStatus(eHighRes | eProxy) != MediaFileInfo::eMissing;
+}
+
+bool SystemCache::getProxyFiles(const Cookie& cookie, std::list<MediaFileInfo>& files) {
+  const Entry entry = findEntryForCookie(cookie);
+  if (entry) entry->copyProxyFiles(files);
+  return static_cast<bool>(entry);
+}
+
+bool SystemCache::isLinked(const Cookie& cookie) {
+  const Entry entry = findEntryForCookie(cookie);
+  return entry && entry->isLinked();
+}
+
+unsigned SystemCache::updateStatus(const Cookie& cookie, unsigned mediaTypes) {
+  const Entry entry = findEntryForCookie(cookie);
+  return entry ? entry->updateStatus(mediaTypes) : unsigned{MediaFileInfo::eMissing};
+}
+
+// All channels of a shot ----------------------------------------------------------------------
+
+DriveId SystemCache::getDriveForCookie(const Cookie& cookie, EditChanType chanType) {
+  if (chanType == eEditChanVision || chanType == eEditChanMainVision)
+    return find(convertCookie(cookie, eCookieVision, 0)).getDrive();
+  if (chanType != eEditChanSound) return {};
+  for (int channel = 1; channel <= soundChannels(); ++channel) {
+    const MaterialFilename name =
+        find(convertCookie(cookie, eCookieSound, static_cast<unsigned char>(channel)));
+    if (isThere(name)) return name.getDrive();
+  }
+  return {};
+}
+
+void SystemCache::getFilesForShot(const Cookie& cookie, Vector<Text>& files) {
+  walkShot(cookie, [&files](const Cookie& channel) {
+    const Entry entry = findEntryForCookie(channel);
+    if (entry) files.add(entry->getPhysicalFilename(false));
+    return static_cast<bool>(entry);
+  });
+}
+
+void SystemCache::getMediaFilesForShot(const Cookie& cookie, Vector<MaterialFilename>& files) {
+  walkShot(cookie, [&files](const Cookie& channel) {
+    const MaterialFilename name = find(channel);
+    if (isThere(name)) files.add(name);
+    return isThere(name);
+  });
+}
+
+std::vector<Entry> SystemCache::getClipMediaFiles(const Cookie& cookie) {
+  std::vector<Entry> entries;
+  walkShot(cookie, [&entries](const Cookie& channel) {
+    const Entry entry = findEntryForCookie(channel);
+    if (entry) entries.push_back(entry);
+    return static_cast<bool>(entry);
+  });
+  return entries;
+}
+
+uint64_t SystemCache::getShotFileSize(const Cookie& cookie) {
+  Vector<Text> files;
+  getFilesForShot(cookie, files);
+  uint64_t bytes = 0;
+  for (const Text& file : files) bytes += DriveQuestions::sizeOfFile(file);
+  return bytes;
+}
+
+// All entries ---------------------------------------------------------------------------------
+
+bool SystemCache::invalidate() {
+  CookieMap forgotten;  // goes after the lock: a million entries take their time
+  SharedCriticalSectionLock lock(lock_);
+  files_.swap(forgotten);
+  return true;
+}
+
+void SystemCache::enumerate(Callback callback) {
+  SharedCriticalSectionLock lock(lock_);
+  files_.walk(
+      [&callback](const Cookie& cookie, const Entry& entry) { return callback(cookie, *entry); });
+}

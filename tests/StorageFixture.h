@@ -5,17 +5,20 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fsys/DiskManager.h"
-#include "fsys/SystemCache.h"
 #include "fsys/VolumeRegistry.h"
 #include "platform/fake/FakeOSScope.h"
+#include "tests/support/CatalogueWatch.h"
 #include "tests/support/TestDiagnostics.h"
 
 // StorageFixture: an empty registry on the fake, and what it tells.
 // Story      A test adds disks to the machine, folders to the registry, and reads events(): what
 //            the catalogue and, from listen() on, a listener were told. Identifiers begin at '1'.
+//            That the catalogue was told to remove a drive is seen at the next event, or by
+//            events(). What it says of the drives that it adds is not among the diagnostics.
 class StorageFixture : public testing::Test {
 protected:
   using Text = LightweightString<wchar_t>;
@@ -31,14 +34,18 @@ protected:
     DiskManager::reInit(true);
     events().clear();
     whenTold() = nullptr;
-    SystemCache::setWatcher([](DriveId id, bool isAdded) {
-      tell((isAdded ? "+" : "-") + std::string(id.asString().view()));
-    });
+    DiagnosticSinks sinks = setDiagnosticSinks({});
+    sinks.logBoth = [said = sinks.logBoth](const std::string& text) {
+      if (!CatalogueWatch::isAdded(text)) return said(text);
+      if (auto id = CatalogueWatch::driveOf(text)) tell("+" + std::string(id->asString().view()));
+    };
+    setDiagnosticSinks(std::move(sinks));
+    CatalogueWatch::plant();
     files().addFolder(kProject);
     os_->systemInfo().setEnvironment("XDG_CONFIG_HOME", "/home/config");
   }
   ~StorageFixture() override {
-    SystemCache::setWatcher(nullptr);
+    CatalogueWatch::clear();
     VolumeRegistry::get().notifier.remove(NotifyMsgTypeDictionary::intern("DiskManager"), ear_);
     VolumeRegistry::get().shares.forget();
     DiskManager::reInit(true);
@@ -87,8 +94,8 @@ protected:
   }
   // "+1": the catalogue was told of drive '1'; "-1": that it goes; else a message's text.
   static Texts& events() {
-    static Texts& told = *new Texts;
-    return told;
+    noteRemoved();
+    return told();
   }
   // Called with each event, as it is told.
   static std::function<void(const std::string& event)>& whenTold() {
@@ -115,6 +122,14 @@ private:
       return 0;
     }
   };
+  static Texts& told() {
+    static Texts& all = *new Texts;
+    return all;
+  }
+  static void noteRemoved() {
+    for (DriveId id : CatalogueWatch::takeRemoved())
+      told().push_back("-" + std::string(id.asString().view()));
+  }
   static void tell(const std::string& event) {
     events().push_back(event);
     if (whenTold()) whenTold()(event);

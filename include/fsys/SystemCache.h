@@ -5,22 +5,23 @@
 #include <list>
 #include <vector>
 
+#include "fsys/DecodeFormat.h"
 #include "fsys/DriveId.h"
 #include "fsys/Export.h"
+#include "fsys/FsysDirectoryEntry.h"
 #include "fsys/MaterialFilename.h"
+#include "fsys/MediaFileInfo.h"
 #include "platform/Cookie.h"
 #include "platform/EditChanType.h"
 #include "platform/LightweightString.h"
 #include "platform/Notifier.h"
+#include "platform/OsAtomics.h"
 #include "platform/QvPtr.h"
 #include "platform/SharedCriticalSection.h"
 #include "platform/Vector.h"
 
 class CookieMap;
-class DecodeFormat;
-class FsysDirectoryEntry;
-class MediaFileInfo;
-struct ScannedFolder;
+class FolderScan;
 
 // SystemCache: the catalogue of the media files on the registered drives, by their cookies.
 // Story      The registry adds each drive that comes: its "Material" and "Sound" folders are
@@ -134,19 +135,19 @@ public:
   // when its high-resolution file has a name. False for an unknown cookie.
   static bool realiseLinks(const Cookie& cookie);
 
-  // Who listens beside the catalogue; null: nobody.
-  using Watcher = void (*)(DriveId id, bool added);
-  static void setWatcher(Watcher watcher);
-
 private:
   friend struct LayoutPeer;
   friend struct SystemCachePeer;
 
-  static void merge(const ScannedFolder& folder) REQUIRES(lock_);
+  // To the entry that was found, or to a new one. Returns it.
+  static Entry addLocked(const Cookie& cookie, const MediaFileInfo& info, const Entry& found)
+      REQUIRES(lock_);
+  static void tell(int type, const Cookie& cookie, const Entry& entry);
+  static void mergeFileLocked(FolderScan& scan, const Text& name, uint64_t bytes) REQUIRES(lock_);
 
   // Fixed order; the types above follow.
   static CookieMap files_ GUARDED_BY(lock_);
   static SharedCriticalSection lock_;
-  static bool isInitialised_;
+  static OsWord<bool> isInitialised_;
   static int debug_;
 };

@@ -1,0 +1,114 @@
+// What those who make, delete and link media tell the catalogue.
+#include "fsys/CookieMap.h"
+#include "fsys/DriveQuestions.h"
+#include "fsys/SystemCache.h"
+#include "platform/Check.h"
+
+namespace {
+
+using Text = SystemCache::Text;
+using Entry = SystemCache::Entry;
+
+constexpr unsigned kSucceeded = 1;
+
+// Whether it will have no file left when those of these types are gone.
+bool endsWithout(const FsysDirectoryEntry& entry, unsigned mediaTypes) {
+  switch (mediaTypes) {
+    case eHighRes | eProxy:
+      return true;
+    case eProxy:
+      return !entry.hasHighRes();
+    case eHighRes:
+      return !entry.hasProxies();
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+void SystemCache::tell(int type, const Cookie& cookie, const Entry& entry) {
+  instance().issue(NotifyMsg(type, cookie.asString(true), entry));
+}
+
+// Adding --------------------------------------------------------------------------------------
+
+// A new entry is put there when it has the file: by then another may stand there, made by that file
+// for its sound.
+Entry SystemCache::addLocked(const Cookie& cookie, const MediaFileInfo& info, const Entry& found) {
+  if (found) {
+    found->addFile(cookie, info);
+    return found;
+  }
+  const Entry entry(new FsysDirectoryEntry);
+  entry->addFile(cookie, info);
+  files_.put(cookie, entry);
+  return entry;
+}
+
+bool SystemCache::addFile(const Cookie& cookie, const MediaFileInfo& info, bool notify) {
+  SharedCriticalSectionLock lock(lock_);
+  const Entry entry = addLocked(cookie, info, findEntryForCookie(cookie));
+  if (notify) tell(info.isProxy() ? proxyAddedMsgType_ : fileAddedMsgType_, cookie, entry);
+  return true;
+}
+
+bool SystemCache::addFile(const Cookie& cookie, const MaterialFilename& name, bool notify) {
+  const uint64_t bytes = DriveQuestions::sizeOfFile(name.getOsPath());
+  return addFile(cookie, MediaFileInfo(name, bytes), notify);
+}
+
+void SystemCache::addProxyFile(const Cookie& cookie, const MediaFileInfo& info) {
+  SharedCriticalSectionLock lock(lock_);
+  if (const Entry found = findEntryForCookie(cookie)) {
+    found->addProxyFile(info);
+    return;
+  }
+  const Entry entry(new FsysDirectoryEntry);
+  entry->addProxyFile(info);
+  files_.put(cookie, entry);
+}
+
+// Removing ------------------------------------------------------------------------------------
+
+bool SystemCache::removeFile(const Cookie& cookie, bool notify, unsigned mediaTypes) {
+  SharedCriticalSectionLock lock(lock_);
+  const Entry entry = files_.find(cookie);
+  if (!entry) {
+    (void)FSYS_CHECK(false, "fsys/SystemCache line 385");
+    return true;
+  }
+  if (endsWithout(*entry, mediaTypes)) files_.remove(cookie);
+  if (notify) tell(fileRemovedMsgType_, cookie, entry);
+  return entry->deleteFiles(mediaTypes) == kSucceeded;
+}
+
+void SystemCache::removeProxyFile(const Cookie& cookie, const MediaFileInfo& info) {
+  if (const Entry entry = findEntryForCookie(cookie))
+    entry->removeProxyFile(info.getPhysicalFilename(false));
+}
+
+// Names and links -----------------------------------------------------------------------------
+
+MaterialFilename SystemCache::renameFile(const Text&, const Text&) {
+  (void)FSYS_CHECK(false, "fsys/SystemCache line 393");
+  return {};
+}
+
+bool SystemCache::renameProxyFile(const Cookie& cookie, const Text& from, const Text& to) {
+  const Entry entry = findEntryForCookie(cookie);
+  return entry && entry->renameProxyFile(from, to) == QvResult::OK;
+}
+
+bool SystemCache::updateLinks(const Cookie& cookie, const DriveId& drive) {
+  const Entry entry = findEntryForCookie(cookie);
+  return entry && entry->updateLinks(drive) == kSucceeded;
+}
+
+bool SystemCache::realiseLinks(const Cookie& cookie) {
+  const Entry entry = findEntryForCookie(cookie);
+  if (!entry) return false;
+  entry->realiseLinks(false);
+  if (!entry->getPhysicalFilename(false).empty()) tell(fileAddedMsgType_, cookie, entry);
+  return true;
+}

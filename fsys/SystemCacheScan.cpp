@@ -1,0 +1,133 @@
+// Folders that are listed, and what of their files is media.
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "fsys/CookieMap.h"
+#include "fsys/DiskManager.h"
+#include "fsys/DriveQuestions.h"
+#include "fsys/SystemCache.h"
+#include "platform/Clocks.h"
+#include "platform/Log.h"
+#include "platform/OS.h"
+#include "platform/PathHelpers.h"
+
+namespace {
+
+using Text = SystemCache::Text;
+using Files = Vector<iFileManager::ListedFile>;
+
+constexpr char kRule[] = "-------------------------------------------------------\n";
+
+// What lies beside media: indices, peaks, and files that are still being written.
+constexpr std::array<std::wstring_view, 10> kEndings{L".partial", L".qvix",    L".qaix", L".qvix2",
+                                                     L".qaix2",   L".vix",     L".aix",  L".vix2",
+                                                     L".aix2",    L".reapeaks"};
+
+// None where the folder or its drive is away.
+Files listed(const Text& pattern) {
+  Files files;
+  if (DriveQuestions::folderIsThere(getPath(pattern)))
+    OS()->getFileManager()->listFiles(pattern, files);
+  return files;
+}
+
+MaterialFilename folderOn(DriveId drive, CookieType type) {
+  const wchar_t separator = OS()->getFileManager()->getSeparator();
+  return {drive, Text(&separator, 1) + MediaDrive::getFolder(type) + separator};
+}
+
+void logAdded(const MaterialFilename& folder) {
+  LogBoth("Added media location : %s\n", toUTF8(folder.getOsPath()).c_str());
+}
+
+}  // namespace
+
+// FolderScan: one folder on its way into the catalogue, and the lines about it.
+class FolderScan {
+public:
+  FolderScan(const MaterialFilename& folder, bool isLogged)
+      : drive_(folder.getDrive()),
+        path_(joinPaths(folder.getPath(), Text()).view()),
+        folderLength_(path_.size()),
+        isLogged_(isLogged) {}
+
+  MaterialFilename nameOf(const Text& file) {
+    path_.resize(folderLength_);
+    path_ += file.view();
+    return {drive_, Text(std::wstring_view(path_))};
+  }
+  // `what` ends in the bracket that the name closes.
+  void say(const char* what, const Text& file) const {
+    if (isLogged_) Log("%s%s)\n", what, toUTF8(file).c_str());
+  }
+
+private:
+  DriveId drive_;
+  std::wstring path_;  // the folder's, and behind it the last file's name
+  size_t folderLength_;
+  bool isLogged_;
+};
+
+bool SystemCache::isEligible(const Text& name) {
+  return std::none_of(kEndings.begin(), kEndings.end(),
+                      [&name](std::wstring_view ending) { return name.view().ends_with(ending); });
+}
+
+void SystemCache::initialise(bool force) {
+  if (isInitialised_ && !force) return;
+  invalidate();
+  DriveId id;
+  for (bool more = DiskManager::getFirstMaterialVolume(id); more;
+       more = DiskManager::getNextMaterialVolume(id))
+    addMediaLocation(id);
+  isInitialised_.set(true);
+}
+
+void SystemCache::addMediaLocation(DriveId id) {
+  const MaterialFilename material = folderOn(id, eCookieVision);
+  const MaterialFilename sound = folderOn(id, eCookieSound);
+  addDirectory(material);
+  addDirectory(sound);
+  logAdded(material);
+  logAdded(sound);
+}
+
+void SystemCache::addDirectory(const MaterialFilename& folder) {
+  const bool isLogged = debug_ != 0;
+  const Text pattern = folder.getOsPath() + L"*.*";
+  double start_ms = 0;
+  if (isLogged) {
+    start_ms = Qv::now();
+    Log("%s", kRule);
+    Log("SystemCache::addDirectory( %s )\n", toUTF8(pattern).c_str());
+  }
+  const Files files = listed(pattern);
+  if (isLogged) Log("Num files %d\n", static_cast<int>(files.size()));
+  FolderScan scan(folder, isLogged);
+  SharedCriticalSectionLock lock(lock_);
+  for (const iFileManager::ListedFile& file : files) mergeFileLocked(scan, file.name, file.bytes);
+  if (!isLogged) return;
+  Log("Time taken (%.1fms)\n", Qv::now() - start_ms);
+  Log("%s", kRule);
+}
+
+void SystemCache::mergeFileLocked(FolderScan& scan, const Text& name, uint64_t bytes) {
+  if (bytes == 0) return scan.say("skipped empty file (", name);
+  if (!isEligible(name)) return scan.say("skipped ineligible file (", name);
+  const std::wstring_view text = name.view().substr(0, name.view().find(L'.'));
+  const Cookie cookie = Cookie::fromView(text, true);
+  if (!cookie.isValid() || !cookie.isTextNoCase(text))
+    return scan.say("skipped non-cookie file (", name);
+  const Entry found = files_.find(cookie);
+  addLocked(cookie, MediaFileInfo(scan.nameOf(name), bytes), found);
+  scan.say(found ? "augmented cache entry (" : "added cache entry     (", name);
+}
+
+void SystemCache::removeMediaLocation(DriveId id) {
+  std::vector<Entry> gone;  // after the lock: many take their time
+  SharedCriticalSectionLock lock(lock_);
+  gone =
+      files_.removeIf([id](const FsysDirectoryEntry& entry) { return entry.highResDrive() == id; });
+}
