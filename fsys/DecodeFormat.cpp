@@ -21,10 +21,7 @@ DecodeFormat::DecodeFormat(eProxyLevel level)
 
 DecodeFormat::DecodeFormat(const Qv::Image::Core::Data& data) : Data() { copyCoreData(data); }
 
-DecodeFormat::DecodeFormat(const DecodeFormat& other)
-    : Qv::InternalRefCount(), Data(), proxyLevel_(other.proxyLevel_), flag_(other.flag_) {
-  copyCoreData(other);
-}
+DecodeFormat::DecodeFormat(const DecodeFormat& other) = default;
 
 DecodeFormat& DecodeFormat::operator=(const DecodeFormat& other) {
   copyCoreData(other);

@@ -31,9 +31,9 @@ MediaFileInfo::MediaFileInfo(const MaterialFilename& name, const Text& linked, u
 }
 
 MediaFileInfo::MediaFileInfo(const MediaFileInfo& other)
-    : Qv::InternalRefCount(),
-      iObject(),
-      MaterialLink(),
+    : Qv::InternalRefCount(other),
+      iObject(other),
+      MaterialLink(other),
       name_(other.name_),
       proxyHeight_(other.proxyHeight_),
       proxyAudioChannels_(other.proxyAudioChannels_),
