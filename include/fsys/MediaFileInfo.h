@@ -14,7 +14,7 @@
 //            512 bytes may be a link; where it leads is read once, when somebody asks, and kept. A
 //            catalogue holds very many of these.
 // Threads    what concerns the linked name (isLinkRead, readLinkedFilename, setLinkedFilename,
-//            createLinkFile, getPhysicalFilename, a copy's source): any, on a shared object, also
+//            createLinkFile, getPhysicalFilename, a copy's source): any, on a shared object,
 //            several at once. Everything else is plain data: guarded by its owner.
 // Ownership  a value, or shared. Copies share texts. The copy of an info whose link has not been
 //            read is one whose link has not been read.
