@@ -1,16 +1,20 @@
 // Deleting files, and what lies beside them.
 
+#include "fsys/DiskManager.h"
 #include "fsys/FsysDirectoryEntry.h"
 #include "fsys/ResultCodes.h"
 #include "platform/Check.h"
 #include "platform/OS.h"
 #include "platform/PathHelpers.h"
+#include "platform/TextHelpers.h"
 #include "platform/Vector.h"
 
 namespace {
 
 using Text = LightweightString<wchar_t>;
 
+constexpr std::wstring_view kNetworkName = L"\\\\";
+constexpr std::wstring_view kNetworkSeparator = L"\\";
 constexpr const wchar_t* kSideFiles = L".*";
 
 uint32_t deleteOne(const Text& path) {
@@ -21,6 +25,37 @@ uint32_t deleteOne(const Text& path) {
 
 // What comes before the last part of a path, as it stands.
 Text folderOf(const Text& path) { return path.substr(0, path.length() - stripPath(path).length()); }
+
+// Of a folder, or of '..', that is not what lies in it.
+Text linkedFolder(const Text& target) { return getPath(withoutSeparator(normalisedPath(target))); }
+
+bool isNetworkName(const Text& path) { return path.view().starts_with(kNetworkName); }
+
+// The folder here in which a file of a share of this machine lies; empty when it is none. Behind
+// the share's name it has this system's separators.
+Text folderOfShared(const Text& file) {
+  const size_t server = file.find(kNetworkSeparator, kNetworkName.size());
+  if (server == Text::npos) return {};
+  const size_t share = file.find(kNetworkSeparator, server + 1);
+  if (share == Text::npos) return {};
+  const Text folder = linkedFolder(fixForeignOSFileName(file.substr(share + 1)));
+  return getPath(DiskManager::convertUNCtoLocalShare(file.substr(0, share + 1) + folder));
+}
+
+// A link into a folder below its own takes that along. Whoever wrote the link chose the name of
+// that folder, so that nothing else may follow from it.
+void deleteLinkedFolder(const MaterialFilename& file, const Text& path) {
+  Text target;
+  if (!MaterialLink::linkedFileExists(file) || !MaterialLink::getLinkedFilename(path, target))
+    return;
+  const bool isShared = isNetworkName(target) && !isNetworkName(path);
+  const Text linked = isShared ? folderOfShared(target) : linkedFolder(target);
+  const Text own = getPath(path);
+  // Both end in a separator: what is longer and begins alike is another folder, and below it.
+  const bool isBelow =
+      !own.empty() && linked.length() > own.length() && startsWithNoCase(linked.view(), own.view());
+  if (isBelow) (void)OS()->getFileManager()->deleteSubfolder(own, linked);
+}
 
 // A path without a last part has none: its pattern would be that of hidden files.
 void deleteSideFiles(const Text& path) {
@@ -36,6 +71,7 @@ void deleteSideFiles(const Text& path) {
 
 uint32_t FsysDirectoryEntry::deleteFile(const MaterialFilename& file) {
   const Text path = file.getOsPath();
+  deleteLinkedFolder(file, path);
   const uint32_t result = deleteOne(path);
   deleteSideFiles(path);
   return result;

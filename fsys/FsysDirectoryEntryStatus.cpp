@@ -86,7 +86,6 @@ void FsysDirectoryEntry::updateFileSize() {
 // Choosing one -----------------------------------------------------------------------------------
 
 Text FsysDirectoryEntry::findProxy(unsigned height) const {
-  if (!hasProxies()) return {};
   probeProxies();
   MediaFileInfo file;
   auto isHighEnough = [height](const MediaFileInfo& proxy) {
