@@ -2,35 +2,28 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
+#include <iterator>
+#include <new>
 
 #include "platform/common/NamePattern.h"
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/FileOpening.h"
+#include "platform/linux/FolderNames.h"
+#include "platform/linux/LinuxThread.h"
 
 namespace {
 
 using File = iFileManager::ListedFile;
 
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-using OpenFolder = std::unique_ptr<DIR, CloseFolder>;
-
-// Null, and errno set, when it cannot be read.
-OpenFolder readable(const std::string& path) {
-  int descriptor = openFolder(path);
-  if (descriptor < 0) return nullptr;
-  OpenFolder folder(fdopendir(descriptor));
-  if (!folder) close(descriptor);
-  return folder;
-}
-
 // Where the file system tells the kind with the name.
 bool isNoFile(unsigned char kind) { return kind != DT_REG && kind != DT_LNK && kind != DT_UNKNOWN; }
+
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
+}
 
 // 0, or the system's error number.
 int describe(int folder, const char* name, int flags, struct statx& status) {
@@ -44,29 +37,80 @@ int describe(int folder, const char* name, int flags, struct statx& status) {
 FolderListing::FolderListing(const std::string& folder, std::wstring_view pattern)
     : pattern_(pattern), error_(read(folder)) {
   if (error_ != 0) files_.clear();
-  std::sort(files_.begin(), files_.end(),
-            [](const File& a, const File& b) { return a.name < b.name; });
 }
 
 int FolderListing::read(const std::string& folder) {
-  OpenFolder opened = readable(folder);
-  if (!opened) return errno;
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(opened.get());
-    if (!entry && errno == 0) return 0;
-    if (!entry && errno != EINTR) return errno;
-    int error = entry ? take(dirfd(opened.get()), *entry) : 0;
-    if (error != 0) return error;
+  Descriptor opened(openFolder(folder));
+  if (!opened.isOpen()) return errno;
+  if (int error = readNames(opened.number())) return error;
+  Part first{this, opened.number(), {}};
+  Part second{this, opened.number(), {}};
+  auto middle = names_.begin() + static_cast<std::ptrdiff_t>(names_.size() / 2);
+  second.names.assign(middle, names_.end());
+  names_.erase(middle, names_.end());
+  first.names.swap(names_);
+  LinuxThread other;
+  bool isShared = first.names.size() + second.names.size() >= kManyNames &&
+                  other.start("fsys-listing", &runPart, &second, LinuxThread::eEndsSoon);
+  runPart(&first);
+  if (isShared)
+    other.join();
+  else
+    runPart(&second);
+  return gather(first, second);
+}
+
+int FolderListing::readNames(int folder) {
+  FolderNames reader;
+  return reader.forEach(folder, [this](std::string_view name, unsigned char kind) {
+    if (!isNoFile(kind) && matches(name)) add(name);
+  });
+}
+
+bool FolderListing::matches(std::string_view name) {
+  if (pattern_ == L"*.*") return true;
+  if (!isAscii(name)) return matchesPattern(fromUTF8(name).view(), pattern_);
+  wide_.assign(name.begin(), name.end());
+  return matchesPattern(wide_, pattern_);
+}
+
+void FolderListing::add(std::string_view name) {
+  isPlain_ = isPlain_ && isAscii(name);
+  if (names_.empty()) {
+    alike_ = name.size();
+  } else {
+    std::string_view first = textOf(names_.front()).substr(0, alike_);
+    auto differ = std::mismatch(first.begin(), first.end(), name.begin(), name.end()).first;
+    alike_ = static_cast<size_t>(differ - first.begin());
   }
+  names_.push_back({text_.size(), name.size(), 0, 0});
+  text_.append(name).push_back('\0');
+}
+
+void FolderListing::runPart(void* part) {
+  Part& own = *static_cast<Part*>(part);
+  own.listing->look(own);
+}
+
+// Leaves the part with its files, in their order when all names are plain.
+void FolderListing::look(Part& part) const {
+  size_t kept = 0;
+  for (Name name : part.names) {
+    bool isFile = false;
+    part.error = lookAt(part.folder, name, isFile);
+    if (part.error != 0) return;
+    if (isFile) part.names[kept++] = name;
+  }
+  part.names.resize(kept);
+  if (!isPlain_) return;
+  for (Name& name : part.names) name.key = keyOf(name);
+  std::sort(part.names.begin(), part.names.end(),
+            [this](const Name& a, const Name& b) { return isBefore(a, b); });
 }
 
 // 0, or the system's error number.
-int FolderListing::take(int folder, const dirent& entry) {
-  if (isNoFile(entry.d_type)) return 0;
-  const char* bytes = entry.d_name;
-  LightweightString<wchar_t> name = fromUTF8(bytes);
-  if (!matchesPattern(name.view(), pattern_)) return 0;
+int FolderListing::lookAt(int folder, Name& name, bool& isFile) const {
+  const char* bytes = &text_[name.at];
   struct statx status = {};
   if (describe(folder, bytes, 0, status) != 0) {
     // A link that leads nowhere is no file; anything else is, and should have been told about.
@@ -74,6 +118,46 @@ int FolderListing::take(int folder, const dirent& entry) {
     if (error == 0 && S_ISLNK(status.stx_mode)) return 0;
     if (error != 0) return error == ENOENT ? 0 : error;
   }
-  if (S_ISREG(status.stx_mode)) files_.add({name, status.stx_size});
+  isFile = S_ISREG(status.stx_mode);
+  name.bytes = status.stx_size;
+  return 0;
+}
+
+std::string_view FolderListing::textOf(const Name& name) const {
+  return std::string_view(text_).substr(name.at, name.length);
+}
+
+LightweightString<wchar_t> FolderListing::wideName(const Name& name) {
+  std::string_view text = textOf(name);
+  if (!isPlain_) return fromUTF8(text);
+  wide_.assign(text.begin(), text.end());
+  return LightweightString<wchar_t>(std::wstring_view(wide_));
+}
+
+// The bytes behind those that all names begin with: as a number they have the order of the bytes.
+uint64_t FolderListing::keyOf(const Name& name) const {
+  uint64_t key = 0;
+  std::string_view rest = textOf(name).substr(alike_);
+  for (size_t i = 0; i < sizeof key; ++i)
+    key = key << 8 | (i < rest.size() ? static_cast<unsigned char>(rest[i]) : 0u);
+  return key;
+}
+
+bool FolderListing::isBefore(const Name& a, const Name& b) const {
+  if (a.key != b.key) return a.key < b.key;
+  return textOf(a) < textOf(b);
+}
+
+// Of both parts, in order. 0, or the error number of one.
+int FolderListing::gather(Part& first, Part& second) {
+  if (first.error != 0 || second.error != 0) return first.error != 0 ? first.error : second.error;
+  names_.resize(first.names.size() + second.names.size());
+  std::merge(first.names.begin(), first.names.end(), second.names.begin(), second.names.end(),
+             names_.begin(), [this](const Name& a, const Name& b) { return isBefore(a, b); });
+  files_.reserve(names_.size());
+  for (const Name& name : names_) files_.add({wideName(name), name.bytes});
+  if (!isPlain_)
+    std::sort(files_.begin(), files_.end(),
+              [](const File& a, const File& b) { return a.name < b.name; });
   return 0;
 }

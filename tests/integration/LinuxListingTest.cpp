@@ -4,14 +4,23 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "tests/integration/LinuxFileFixture.h"
 #include "tests/support/AsNobody.h"
+#include "tests/support/SystemCallFilter.h"
 
 namespace {
 
@@ -31,6 +40,24 @@ protected:
       text += (text.empty() ? "" : " ") + name + ":" + std::to_string(file.bytes);
     }
     return text;
+  }
+  // Checks in a process of its own.
+  template <typename Check>
+  static eSeen inAChild(Check check) {
+    pid_t child = fork();
+    if (child == 0) _exit(check() ? eRight : eWrong);
+    int status = -1;
+    bool ended = child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status);
+    return ended ? static_cast<eSeen>(WEXITSTATUS(status)) : eWrong;
+  }
+  // The same where no thread can be made.
+  template <typename Check>
+  static eSeen withoutThreads(Check check) {
+    if (!SystemCallFilter::isAllowed()) return eCannotTry;
+    return inAChild([&] {
+      return SystemCallFilter::refuse(SYS_clone3, EAGAIN) &&
+             SystemCallFilter::refuse(SYS_clone, EAGAIN) && check();
+    });
   }
   void link(const char* target, std::string_view name) const {
     ASSERT_EQ(symlink(target, folder_.bytes(name).c_str()), 0);
@@ -65,6 +92,74 @@ TEST_F(LinuxListingTest, ManyFilesComeSortedByTheirCodePoints) {
   for (size_t i = 1; i < files.size(); ++i) ASSERT_TRUE(files[i - 1].name < files[i].name) << i;
   EXPECT_TRUE(files[0].name == L"f0");
   EXPECT_TRUE(files[kFiles + 1].name == L"\U0001F3AC");
+}
+
+TEST_F(LinuxListingTest, ManyFilesAreListedTheSameWithAndWithoutASecondThread) {
+  constexpr unsigned kFiles = 5000;
+  constexpr std::string_view kOdd[] = {"*", "?", "[", "\n", "\xFF", "\xC3\xA9", "\xF0\x9F\x8E\xAC",
+                                       "."};
+  for (unsigned i = 0; i < kFiles; ++i) {
+    std::string name = std::to_string(i * 7919 % kFiles);
+    name.insert(i % name.size(), kOdd[i % std::size(kOdd)]);
+    folder_.put("x" + name, std::string(i % 7, 'x'));
+  }
+  std::string with = listed("*");
+  eSeen seen = withoutThreads([&] { return listed("*") == with; });
+  if (seen == eCannotTry) GTEST_SKIP() << "threads cannot be refused here";
+  EXPECT_EQ(seen, eRight);
+  EXPECT_EQ(std::count(with.begin(), with.end(), ':'), kFiles);
+}
+
+TEST_F(LinuxListingTest, PlainNamesComeInTheSameOrderWhetherTheyDifferEarlyOrLate) {
+  constexpr unsigned kFiles = 3000;
+  std::vector<std::string> names;
+  for (unsigned i = 0; i < kFiles; ++i) {
+    std::string number = std::to_string(i * 7919 % kFiles);
+    names.push_back("take" +
+                    (i % 2 ? "-of-the-same-shot-" + number : number + std::string(i % 9, 'a')));
+  }
+  names.emplace_back("take");
+  names.emplace_back("take-of-the");
+  for (const std::string& name : names) folder_.put(name, "1");
+  std::sort(names.begin(), names.end());
+  Files files;
+  ASSERT_TRUE(linuxFileManager()->listFiles(folder_ / "*.*", files));
+  ASSERT_EQ(files.size(), names.size());
+  for (size_t i = 0; i < files.size(); ++i)
+    ASSERT_TRUE(files[i].name == fromUTF8(names[i].c_str())) << i << " " << names[i];
+}
+
+TEST_F(LinuxListingTest, FilesThatVanishMeanwhileAreLeftOutAndTheOthersListed) {
+  constexpr unsigned kFiles = 4000;
+  for (unsigned i = 0; i < kFiles; ++i) folder_.put("stays" + std::to_string(i), "");
+  std::atomic<bool> isOver{false};
+  std::thread changing([&] {
+    for (unsigned i = 0; !isOver; ++i) {
+      std::string name = folder_.bytes("goes" + std::to_string(i % 100));
+      close(open(name.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+      unlink(name.c_str());
+    }
+  });
+  for (unsigned round = 0; round < 20; ++round) {
+    Files files;
+    EXPECT_TRUE(linuxFileManager()->listFiles(folder_ / "*", files));
+    auto stays = [](const Manager::ListedFile& file) {
+      return file.name.view().starts_with(L"stays");
+    };
+    EXPECT_EQ(std::count_if(files.begin(), files.end(), stays), kFiles);
+  }
+  isOver = true;
+  changing.join();
+}
+
+TEST_F(LinuxListingTest, OfManyFilesOneThatCannotBeToldAboutIsTheFailureOfAll) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << "system calls cannot be filtered here";
+  for (unsigned i = 0; i < 3000; ++i) folder_.put(std::to_string(i), "");
+  eSeen seen = inAChild([&] {
+    return SystemCallFilter::refuse(SYS_statx, EIO) && listed("*") == "not read" &&
+           lastError() == eOsIoError;
+  });
+  EXPECT_EQ(seen, eRight);
 }
 
 TEST_F(LinuxListingTest, ALinkCountsAsTheFileThatItLeadsTo) {
