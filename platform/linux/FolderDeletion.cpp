@@ -25,9 +25,11 @@ int FolderDeletion::lookAt(int folder, const char* name, int flags, Place& place
 
 int FolderDeletion::open(int above, const char* name, int flags, Folder& folder) {
   for (;;) {
-    folder.descriptor = Descriptor(openat(above, name, flags));
-    if (folder.descriptor.isOpen()) break;
-    if (errno != EINTR) return errno;
+    int number = openat(above, name, flags);
+    if (number < 0 && errno == EINTR) continue;
+    if (number < 0) return errno;
+    folder.descriptor = Descriptor(number);
+    break;
   }
   return lookAt(folder.descriptor.number(), "", AT_EMPTY_PATH, folder.place);
 }
