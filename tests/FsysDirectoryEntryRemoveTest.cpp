@@ -154,6 +154,18 @@ TEST_F(FsysDirectoryEntryRenameTest, OfDrivesInEachOtherTheInnermostHoldsThePath
   EXPECT_EQ(first().getLinkFileName(), L"/top/d.mov");
 }
 
+TEST_F(FsysDirectoryEntryRenameTest, AShareOfThisMachineHoldsWhatItsFolderHolds) {
+  Vector<iFileManager::Share> shares;
+  shares.add({L"\\\\STATION\\media", L"/srv/media/"});
+  files().setShares(shares);
+  VolumeRegistry::get().shares.forget();
+  const DriveId share = registerDrive(L"\\\\station\\media\\a", iDiskDrive::eNetwork)->getId();
+  addProxy(info(kOld));
+  rename(L"/srv/media/a/b.mov");
+  EXPECT_EQ(drive(), share);
+  EXPECT_EQ(path(), L"/b.mov");
+}
+
 TEST_F(FsysDirectoryEntryRenameTest, OnlyTheFirstOfThatPathIsRenamed) {
   addProxy(info(L"/Material/b.A0.proxy.720.mov"));
   addProxy(info(kOld));

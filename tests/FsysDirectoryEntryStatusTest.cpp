@@ -22,6 +22,13 @@ TEST_F(FsysDirectoryEntryStatusTest, ALinkIsThereWhenItsTargetIs) {
   EXPECT_EQ(entry_.updateStatus(eHighRes), 2u);
 }
 
+TEST_F(FsysDirectoryEntryStatusTest, ALinkWithoutADriveIsLookedForToo) {
+  files().addFile(L"/n/there.mov");
+  addLinkFile(L"/elsewhere/a.mov", L"/n/there.mov");
+  add(MediaFileInfo(MaterialFilename(DriveId(), L"/elsewhere/a.mov"), 512));
+  EXPECT_EQ(entry_.updateStatus(eHighRes), 2u);
+}
+
 TEST_F(FsysDirectoryEntryStatusTest, ALinkToNowhereIsMissing) {
   addMissing();
   EXPECT_EQ(entry_.updateStatus(eHighRes), 1u);
