@@ -8,6 +8,8 @@ namespace {
 
 using Text = LightweightString<wchar_t>;
 
+bool isPlanted = false;
+
 constexpr std::string_view kAdded = "Added media location : ";
 
 // One channel of a shot is one drive.
@@ -45,11 +47,12 @@ void CatalogueWatch::plant() {
   SystemCache::invalidate();
   for (unsigned code = 0; code <= DriveId::kLast; ++code)
     if (code != DriveId::kNone) plantOn(code);
+  isPlanted = true;
 }
 
 std::vector<DriveId> CatalogueWatch::takeRemoved() {
   std::vector<DriveId> removed;
-  for (unsigned code = 0; code <= DriveId::kLast; ++code) {
+  for (unsigned code = 0; isPlanted && code <= DriveId::kLast; ++code) {
     if (code == DriveId::kNone || SystemCache::findEntryForCookie(cookieOf(code))) continue;
     removed.emplace_back(static_cast<unsigned char>(code));
     plantOn(code);
@@ -57,4 +60,7 @@ std::vector<DriveId> CatalogueWatch::takeRemoved() {
   return removed;
 }
 
-void CatalogueWatch::clear() { SystemCache::invalidate(); }
+void CatalogueWatch::clear() {
+  SystemCache::invalidate();
+  isPlanted = false;
+}

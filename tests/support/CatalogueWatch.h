@@ -22,6 +22,7 @@ std::optional<DriveId> driveOf(const std::string& line);
 void plant();
 // The drives whose entries are gone; they are planted again.
 std::vector<DriveId> takeRemoved();
+// Leaves it empty: nothing is removed any more.
 void clear();
 
 }  // namespace CatalogueWatch

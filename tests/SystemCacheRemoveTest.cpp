@@ -1,0 +1,170 @@
+// What is taken out of the catalogue, and from the disk.
+
+#include <stdexcept>
+
+#include "platform/fake/FakeErrors.h"
+#include "tests/SystemCacheFixture.h"
+
+namespace {
+
+class SystemCacheRemoveTest : public SystemCacheFixture {
+protected:
+  static constexpr const wchar_t* kFile = L"/Material/a.mov";
+  static constexpr const wchar_t* kProxy = L"/Material/a.A0.proxy.360.mov";
+
+  void addBoth() {
+    addHighRes();
+    addProxy();
+  }
+  void addHighRes() {
+    put(Text(L"/m") + kFile);
+    add(kVision, kFile);
+  }
+  void addProxy() {
+    put(Text(L"/m") + kProxy);
+    add(kVision, kProxy);
+  }
+  // Which of the two are on the disk, and whether the cookie is catalogued: "hp+".
+  std::string left() {
+    std::string what;
+    if (files().hasFile(Text(L"/m") + kFile)) what += 'h';
+    if (files().hasFile(Text(L"/m") + kProxy)) what += 'p';
+    return what + (SystemCache::findEntryForCookie(kVision) ? '+' : '-');
+  }
+  bool remove(unsigned mediaTypes) { return SystemCache::removeFile(kVision, true, mediaTypes); }
+};
+
+TEST_F(SystemCacheRemoveTest, BothTypesGoWithTheEntry) {
+  writeDown();
+  addBoth();
+  EXPECT_TRUE(remove(3));
+  EXPECT_EQ(left(), "-");
+  EXPECT_EQ(messages_, Texts{"SysCacheDel V4K7Q2M9A00"});
+}
+
+TEST_F(SystemCacheRemoveTest, HighResolutionGoesWithoutTheEntryWhileItHasProxies) {
+  writeDown();
+  addBoth();
+  EXPECT_TRUE(remove(1));
+  EXPECT_EQ(left(), "p+");
+  EXPECT_EQ(messages_, Texts{"SysCacheDel V4K7Q2M9A00"});
+  addHighRes();
+  EXPECT_EQ(left(), "hp+");
+}
+
+TEST_F(SystemCacheRemoveTest, HighResolutionGoesWithTheEntryThatHasNoProxies) {
+  addHighRes();
+  EXPECT_TRUE(remove(1));
+  EXPECT_EQ(left(), "-");
+}
+
+TEST_F(SystemCacheRemoveTest, ProxiesGoWithoutTheEntryWhileItHasAFileOfHighResolution) {
+  writeDown();
+  addBoth();
+  EXPECT_TRUE(remove(2));
+  EXPECT_EQ(left(), "h+");
+  EXPECT_EQ(messages_, Texts{"SysCacheDel V4K7Q2M9A00"}) << "the message of files";
+}
+
+TEST_F(SystemCacheRemoveTest, ProxiesGoWithTheEntryThatHasNothingElse) {
+  addProxy();
+  EXPECT_TRUE(remove(2));
+  EXPECT_EQ(left(), "-");
+}
+
+TEST_F(SystemCacheRemoveTest, OfTypesThatThereAreNoneOfTheEntryStays) {
+  addBoth();
+  EXPECT_TRUE(remove(0));
+  EXPECT_EQ(left(), "hp+");
+  EXPECT_TRUE(remove(4));
+  EXPECT_EQ(left(), "hp+");
+  remove(7);
+  EXPECT_EQ(left(), "+") << "the files of the known bits go, the entry is kept";
+}
+
+TEST_F(SystemCacheRemoveTest, NobodyIsToldWithoutBeingAskedTo) {
+  writeDown();
+  addBoth();
+  EXPECT_TRUE(SystemCache::removeFile(kVision, false, 3));
+  EXPECT_EQ(messages_, Texts{});
+}
+
+TEST_F(SystemCacheRemoveTest, AnUnknownCookieIsReportedAndTrue) {
+  writeDown();
+  EXPECT_TRUE(remove(3));
+  EXPECT_EQ(diagnostics_.out(), Texts{"assertion failed false at fsys/SystemCache line 385\n"});
+  EXPECT_EQ(messages_, Texts{});
+}
+
+TEST_F(SystemCacheRemoveTest, AFileThatCannotBeDeletedIsFalseAndTheEntryIsGone) {
+  addHighRes();
+  os_->faults().fail(FaultPlan::eDeleteFile, eOsAccessDenied);
+  EXPECT_FALSE(remove(3));
+  EXPECT_EQ(left(), "h-");
+}
+
+TEST_F(SystemCacheRemoveTest, ListenersHearWhenTheEntryIsGoneAndItsFilesAreNot) {
+  addBoth();
+  hear(SystemCache::fileRemovedMsgType_, [this](const NotifyMsg& message) {
+    EXPECT_TRUE(SystemCachePeer::isLocked());
+    EXPECT_EQ(left(), "hp-");
+    const auto entry = Qv::dynamicCast<FsysDirectoryEntry>(message.getPayload());
+    ASSERT_TRUE(entry);
+    EXPECT_TRUE(entry->hasHighRes());
+    messages_.emplace_back("heard");
+  });
+  EXPECT_TRUE(remove(3));
+  EXPECT_EQ(messages_.size(), 1u);
+}
+
+TEST_F(SystemCacheRemoveTest, AnEntryThatAListenerHoldsIsWhole) {
+  addBoth();
+  Qv::Ptr<FsysDirectoryEntry> held;
+  hear(SystemCache::fileRemovedMsgType_, [&held](const NotifyMsg& message) {
+    held = Qv::dynamicCast<FsysDirectoryEntry>(message.getPayload());
+  });
+  remove(3);
+  ASSERT_TRUE(held);
+  EXPECT_FALSE(held->hasHighRes()) << "its files were deleted";
+  held->addFile(kVision, info(kFile));
+  EXPECT_EQ(held->fileSize(), 1000u);
+  EXPECT_FALSE(SystemCache::findEntryForCookie(kVision));
+}
+
+TEST_F(SystemCacheRemoveTest, WhatAListenerThrowsReachesTheCallerAndNothingWasDeleted) {
+  addBoth();
+  hear(SystemCache::fileRemovedMsgType_,
+       [](const NotifyMsg&) { throw std::runtime_error("of the listener"); });
+  EXPECT_THROW(remove(3), std::runtime_error);
+  EXPECT_FALSE(SystemCachePeer::isLocked());
+  EXPECT_EQ(left(), "hp-");
+}
+
+TEST_F(SystemCacheRemoveTest, AListenerMayAddTheFileAgain) {
+  addHighRes();
+  hear(SystemCache::fileRemovedMsgType_,
+       [this](const NotifyMsg&) { add(kVision, L"/Material/again.mov"); });
+  EXPECT_TRUE(remove(3));
+  EXPECT_EQ(left(), "+");
+  EXPECT_EQ(pathOf(kVision), "/Material/again.mov");
+}
+
+TEST_F(SystemCacheRemoveTest, RemovingAProxyForgetsItAndLeavesItOnTheDisk) {
+  writeDown();
+  addProxy();
+  SystemCache::removeProxyFile(kVision, info(kProxy));
+  EXPECT_EQ(proxiesOf(kVision), Texts{});
+  EXPECT_EQ(left(), "p+") << "the entry stays too";
+  EXPECT_EQ(messages_, Texts{});
+}
+
+TEST_F(SystemCacheRemoveTest, RenamingIsNotSupported) {
+  addHighRes();
+  const MaterialFilename name = SystemCache::renameFile(L"/m/Material/a.mov", L"/m/Material/b.mov");
+  EXPECT_FALSE(name.getDrive().valid());
+  EXPECT_TRUE(name.getPath().empty());
+  EXPECT_EQ(diagnostics_.out(), Texts{"assertion failed false at fsys/SystemCache line 393\n"});
+  EXPECT_EQ(left(), "h+");
+}
+
+}  // namespace
