@@ -27,9 +27,9 @@ public:
   // The same of a part of a text. Allocates nothing.
   static Cookie fromView(std::wstring_view text, bool lenient);
 
-  CookieType getType() const { return type_; }
-  uint8_t getChannel() const { return channel_; }
-  bool isValid() const { return type_ != eCookieInvalid; }
+  CookieType getType() const { return static_cast<CookieType>(value_ >> kTypeShift & 0xFF); }
+  uint8_t getChannel() const { return static_cast<uint8_t>(value_); }
+  bool isValid() const { return getType() != eCookieInvalid; }
   LightweightString<wchar_t> asWString() const;
   // Whether that is asWString() in any case. Allocates nothing.
   bool isTextNoCase(std::wstring_view text) const;
@@ -37,9 +37,7 @@ public:
   LightweightString<char> asString(bool whole = false) const;
   // Below, at or above 0. By shot, then type, then channel.
   int compare(const Cookie& other) const {
-    if (shot_ != other.shot_) return shot_ < other.shot_ ? -1 : 1;
-    if (type_ != other.type_) return type_ < other.type_ ? -1 : 1;
-    return int{channel_} - int{other.channel_};
+    return int{value_ > other.value_} - int{value_ < other.value_};
   }
 
   friend bool operator==(const Cookie& a, const Cookie& b) { return a.compare(b) == 0; }
@@ -49,12 +47,20 @@ public:
                                               unsigned char channel);
 
 private:
+  static constexpr unsigned kTypeShift = 8;
+  static constexpr unsigned kShotShift = 16;
+  static constexpr unsigned kCharacterBits = 6;
+
+  Cookie(uint64_t shot, CookieType type, uint8_t channel)
+      : value_(shot << kShotShift | uint64_t{static_cast<uint8_t>(type)} << kTypeShift | channel) {}
   // The text of one that is valid.
   std::array<char, kLength> characters() const;
 
-  uint64_t shot_ = 0;  // its characters, the first in the highest byte: so they compare as one
-  CookieType type_ = eCookieInvalid;
-  uint8_t channel_ = 0;
+  // The shot's characters in six bits each, the first in the highest, then the type's letter, then
+  // the channel: so cookies compare as numbers.
+  uint64_t value_ = uint64_t{eCookieInvalid} << kTypeShift;
 };
+
+static_assert(sizeof(Cookie) == 8, "a catalogue holds a million of them");
 
 PLATFORM_EXPORT Cookie convertCookie(const Cookie& from, CookieType type, unsigned char channel);

@@ -9,6 +9,8 @@
 
 #define CAPABILITY(x) FSYS_THREAD_ATTRIBUTE(capability(x))
 #define SCOPED_CAPABILITY FSYS_THREAD_ATTRIBUTE(scoped_lockable)
+#define GUARDED_BY(x) FSYS_THREAD_ATTRIBUTE(guarded_by(x))
+#define PT_GUARDED_BY(x) FSYS_THREAD_ATTRIBUTE(pt_guarded_by(x))
 #define REQUIRES(...) FSYS_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ACQUIRE(...) FSYS_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define TRY_ACQUIRE(...) FSYS_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
@@ -16,12 +18,4 @@
 #define RELEASE_SHARED(...) FSYS_THREAD_ATTRIBUTE(release_shared_capability(__VA_ARGS__))
 #define RELEASE(...) FSYS_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define RETURN_CAPABILITY(x) FSYS_THREAD_ATTRIBUTE(lock_returned(x))
-
-// Others' headers may have given these their meaning already: it is the same.
-#ifndef GUARDED_BY
-#define GUARDED_BY(x) FSYS_THREAD_ATTRIBUTE(guarded_by(x))
-#define PT_GUARDED_BY(x) FSYS_THREAD_ATTRIBUTE(pt_guarded_by(x))
-#endif
-#ifndef NO_THREAD_SAFETY_ANALYSIS
 #define NO_THREAD_SAFETY_ANALYSIS FSYS_THREAD_ATTRIBUTE(no_thread_safety_analysis)
-#endif

@@ -10,12 +10,19 @@ namespace {
 constexpr size_t kShotStart = 1;
 constexpr size_t kChannelStart = kShotStart + Cookie::kShotLength;
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+constexpr uint8_t kFirstLetter = 11;  // among a shot's digits
 
 constexpr wchar_t upper(wchar_t c) {
   return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
 }
-constexpr bool isShotCharacter(wchar_t c) {
-  return (c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'Z');
+// Above 0, in the order of the characters.
+std::optional<uint8_t> shotDigit(wchar_t c) {
+  if (c >= L'0' && c <= L'9') return static_cast<uint8_t>(c - L'0' + 1);
+  if (c >= L'A' && c <= L'Z') return static_cast<uint8_t>(c - L'A' + kFirstLetter);
+  return {};
+}
+constexpr char shotCharacter(unsigned digit) {
+  return static_cast<char>(digit < kFirstLetter ? '0' + digit - 1 : 'A' + digit - kFirstLetter);
 }
 std::optional<uint8_t> hexDigit(wchar_t c) {
   if (c >= L'0' && c <= L'9') return static_cast<uint8_t>(c - L'0');
@@ -44,26 +51,27 @@ Cookie Cookie::fromView(std::wstring_view text, bool lenient) {
   std::array<wchar_t, kLength> strict;
   if (lenient && strictForm(text, strict)) text = {strict.data(), strict.size()};
   if (text.size() != kLength || typeOf(text[0]) == eCookieInvalid) return {};
-  Cookie cookie;
+  uint64_t shot = 0;
   for (wchar_t character : text.substr(kShotStart, kShotLength)) {
-    if (!isShotCharacter(character)) return {};
-    cookie.shot_ = cookie.shot_ << 8 | static_cast<uint8_t>(character);
+    std::optional<uint8_t> digit = shotDigit(character);
+    if (!digit) return {};
+    shot = shot << kCharacterBits | *digit;
   }
   std::optional<uint8_t> high = hexDigit(text[kChannelStart]);
   std::optional<uint8_t> low = hexDigit(text[kChannelStart + 1]);
   if (!high || !low) return {};
-  cookie.type_ = typeOf(text[0]);
-  cookie.channel_ = static_cast<uint8_t>(*high << 4 | *low);
-  return cookie;
+  return Cookie(shot, typeOf(text[0]), static_cast<uint8_t>(*high << 4 | *low));
 }
 
 std::array<char, Cookie::kLength> Cookie::characters() const {
   std::array<char, kLength> text;
-  text[0] = type_;
-  for (size_t i = 0; i < kShotLength; ++i)
-    text[kShotStart + i] = static_cast<char>(shot_ >> (8 * (kShotLength - 1 - i)));
-  text[kChannelStart] = kHexDigits[channel_ >> 4];
-  text[kChannelStart + 1] = kHexDigits[channel_ & 0xF];
+  text[0] = getType();
+  constexpr uint64_t kCharacter = (1U << kCharacterBits) - 1;
+  uint64_t shot = value_ >> kShotShift;
+  for (size_t i = kShotLength; i-- > 0; shot >>= kCharacterBits)
+    text[kShotStart + i] = shotCharacter(static_cast<unsigned>(shot & kCharacter));
+  text[kChannelStart] = kHexDigits[getChannel() >> 4];
+  text[kChannelStart + 1] = kHexDigits[getChannel() & 0xF];
   return text;
 }
 
@@ -86,8 +94,5 @@ bool Cookie::isTextNoCase(std::wstring_view text) const {
 Cookie convertCookie(const Cookie& from, CookieType type, unsigned char channel) {
   bool isMedia = type == eCookieVision || type == eCookieSound;
   if (!from.isValid() || !isMedia) return {};
-  Cookie converted = from;
-  converted.type_ = type;
-  converted.channel_ = channel;
-  return converted;
+  return Cookie(from.value_ >> Cookie::kShotShift, type, channel);
 }

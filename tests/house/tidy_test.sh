@@ -71,8 +71,6 @@ done
 finds "the catalogue in a storage header" include/fsys/MediaDrive.h '#include "fsys/SystemCache.h"'
 finds "the engine in the catalogue" fsys/SystemCache.cpp '#include "fsys/FsysFile.h"'
 finds "loki somewhere else" fsys/DiskManager.cpp '#include <loki/Singleton.h>'
-finds "the catalogue's tree somewhere else" fsys/SystemCache.cpp '#include <absl/container/btree_map.h>'
-passes "the catalogue's tree in its place" fsys/CookieMap.h '#include <absl/container/btree_map.h>'
 finds "the catalogue's map in storage" fsys/DiskManager.cpp '#include "fsys/CookieMap.h"'
 for file in Fsys FsysFileIo FsysFunctions FsysBuf FsysPoll FileRequest SyncFileRequest IoCompletion \
   ServedTransfer CloseTask DeliveryScope WriteMemRef; do
