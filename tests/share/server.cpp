@@ -1,7 +1,8 @@
 // Serves a network share from memory: fsys_share_server FOLDER SOURCE. The system lists the mount
 // as one of sshfs, from SOURCE. It writes a byte when the share is mounted, and one for each order,
-// which is a byte that it reads: 's' for silence, 'a' to answer again. When there is nothing more
-// to read the share is unmounted, whatever it was doing.
+// which is a byte that it reads: 's' for silence, 'a' to answer again, 'd' to take 5 ms for each
+// answer from then on. When there is nothing more to read the share is unmounted, whatever it was
+// doing.
 // The process that takes the orders asks the share nothing, so that it can always end it; its child
 // answers the system, and is stopped for a silence.
 
@@ -13,6 +14,7 @@
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -24,9 +26,15 @@ namespace {
 
 constexpr unsigned kBlockBytes = 4096;
 constexpr unsigned kBlocks = 1 << 18;
+constexpr timespec kDelay = {0, 5'000'000};
+constexpr int kDelaySignal = SIGUSR1;
 
+volatile sig_atomic_t isSlow = 0;
+
+// Asked once for each answer.
 MemoryTree& tree() {
   static MemoryTree& all = *new MemoryTree;
+  if (isSlow) clock_nanosleep(CLOCK_MONOTONIC, 0, &kDelay, nullptr);
   return all;
 }
 
@@ -98,7 +106,7 @@ bool tell() { return write(STDOUT_FILENO, "!", 1) == 1; }
 bool obey(pid_t server) {
   char order = 0;
   if (read(STDIN_FILENO, &order, 1) != 1) return false;
-  kill(server, order == 's' ? SIGSTOP : SIGCONT);
+  kill(server, order == 's' ? SIGSTOP : order == 'd' ? kDelaySignal : SIGCONT);
   siginfo_t stopped;
   if (order == 's') waitid(P_PID, static_cast<id_t>(server), &stopped, WSTOPPED | WNOWAIT);
   return tell();
@@ -125,6 +133,7 @@ int main(int count, char** words) {
   fuse_operations all = operations();
   fuse* share = fuse_new(&list, &all, sizeof(all), nullptr);
   if (!share || fuse_mount(share, words[1]) != 0) return 1;
+  signal(kDelaySignal, [](int) { isSlow = 1; });
   pid_t server = fork();
   if (server == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -6,8 +6,8 @@
 
 // MountedShare: a mounted network share, empty at first, in whose folders and files whatever is
 // made stays until the end. The system lists it as one of sshfs.
-// Story      A program of its own serves it from memory (tests/share); it is told to fall silent
-//            and to answer again. However this process ends, that program sees it and unmounts.
+// Story      A program of its own serves it from memory (tests/share); it is told to fall silent,
+//            to answer again, and to answer slowly. However this process ends, that program sees it and unmounts.
 // Threads    one.
 // Errors     whyNot() says why there is none.
 class MountedShare {
@@ -21,6 +21,8 @@ public:
   // From its return on nothing is answered; what is asked meanwhile is, when it answers again.
   void fallSilent() { order('s'); }
   void answer() { order('a'); }
+  // Each answer takes 5 ms from then on, and one is given after the other.
+  void answerSlowly() { order('d'); }
 
 private:
   void start(const std::string& folder, const char* source);
