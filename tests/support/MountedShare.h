@@ -7,7 +7,8 @@
 // MountedShare: a mounted network share, empty at first, in whose folders and files whatever is
 // made stays until the end. The system lists it as one of sshfs.
 // Story      A program of its own serves it from memory (tests/share); it is told to fall silent,
-//            to answer again, and to answer slowly. However this process ends, that program sees it and unmounts.
+//            to answer again, and to answer slowly. However this process ends, that program sees
+//            it and unmounts.
 // Threads    one.
 // Errors     whyNot() says why there is none.
 class MountedShare {
