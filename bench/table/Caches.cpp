@@ -28,9 +28,12 @@ std::optional<uint64_t> pagesOf(const Descriptor& file) {
   return answer.cached;
 }
 
-bool dropEverything() {
+constexpr const char* kPages = "1";
+constexpr const char* kNames = "2";
+
+bool dropAll(const char* what) {
   Descriptor file(open("/proc/sys/vm/drop_caches", O_WRONLY | O_CLOEXEC));
-  return file.isOpen() && write(file.get(), "1", 1) == 1;
+  return file.isOpen() && write(file.get(), what, 1) == 1;
 }
 
 // Advises, and counts what is left.
@@ -50,7 +53,7 @@ void Caches::drop(const std::vector<Workload::File>& files) {
   std::vector<Descriptor> opened;
   for (const Workload::File& file : files) opened.push_back(OpenFile::cached(file.path, O_RDONLY));
   std::optional<uint64_t> left = advise(opened);
-  if (left.value_or(0) > 0 && dropEverything()) {
+  if (left.value_or(0) > 0 && dropAll(kPages)) {
     ++everything_;
     left = advise(opened);
   }
@@ -58,6 +61,8 @@ void Caches::drop(const std::vector<Workload::File>& files) {
   isAsked_ = isAsked_ && left;
   mostLeft_ = std::max(mostLeft_, left.value_or(0));
 }
+
+bool Caches::dropNames() { return dropAll(kNames); }
 
 std::string Caches::whatWasDone() const {
   if (drops_ == 0) return "not dropped: nothing was read from the disk";

@@ -95,6 +95,11 @@ Bar Judge::time(const Row& row, const std::string& of, double most) {
                 Figures::medianRatio(row.engine(), row.side(of), Figures::seconds), most);
 }
 
+Bar Judge::timeTold(const Row& row, const std::string& of) {
+  return told("time over " + of, "x %.3f",
+              Figures::medianRatio(row.engine(), row.side(of), Figures::seconds));
+}
+
 Bar Judge::worstStream(const Row& row, double least) {
   return atLeast("slowest stream over the mean", "x %.2f",
                  Figures::median(row.engine(), Figures::worstStream), least);

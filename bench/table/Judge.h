@@ -27,6 +27,7 @@ Bar cpuShare(const Row& row, const std::string& of, double most);
 Bar cpuShareTold(const Row& row, const std::string& of);
 // The engine's time over a side's.
 Bar time(const Row& row, const std::string& of, double most);
+Bar timeTold(const Row& row, const std::string& of);
 // The engine's slowest stream over the mean of its streams.
 Bar worstStream(const Row& row, double least);
 

@@ -19,6 +19,7 @@ void Options::fit(uint64_t freeBytes) {
     rounds = 1;
     trips = std::min(trips, 100u);
     hits = std::min<uint64_t>(hits, 1000);
+    catalogueFiles = std::min<uint64_t>(catalogueFiles, 2000);
   }
   // The file, the eight files and what is written, in half of what is free.
   uint64_t usable_mib = freeBytes / kMib / 2;

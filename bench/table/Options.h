@@ -11,6 +11,7 @@ struct Options {
   unsigned rounds = 9;
   unsigned trips = 2000;
   uint64_t hits = 200000;
+  uint64_t catalogueFiles = 1'000'000;  // in the largest of the catalogue's folders
   bool quick = false;
   bool strict = false;
   std::string folder = ".";

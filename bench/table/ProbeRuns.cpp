@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "bench/table/CatalogueProbe.h"
 #include "bench/table/CountingOs.h"
 #include "bench/table/EngineFile.h"
 #include "bench/table/EngineSide.h"
@@ -184,6 +185,11 @@ int runNamed(const Options& options) {
   if (name == "memory") return MemoryProbe::run(file, options.probeBytes);
   if (name == "look-ups") return LookUps::printTimes(options.probeSpare);
   if (name == "look-up-allocations") return LookUps::printAllocations(options.probeSpare);
+  if (name == "catalogue-scan") return CatalogueProbe::scan(file.path, file.number);
+  if (name == "catalogue-find") return CatalogueProbe::find(file.path, file.number);
+  if (name == "catalogue-memory") return CatalogueProbe::memory(file.path, file.number);
+  if (name == "catalogue-slow")
+    return CatalogueProbe::amongSlow(file.path, file.number, options.probeSpare);
   if (name == "drives") return ToolProbe::run(file.path, options.probeSpare);
   return 2;
 }

@@ -126,6 +126,26 @@ std::vector<Probes::LookUp> Probes::lookUps(const std::string& folder) {
   return lookUps;
 }
 
+Probes::Calls Probes::callsInScan(const Workload::File& media, const std::string& trace) {
+  return traced(command("catalogue-scan", media, ""), trace, Trace::eAll);
+}
+
+Probes::Outcome Probes::callsInFinds(const Workload::File& media, const std::string& trace) {
+  return traced(command("catalogue-find", media, ""), trace, Trace::eMarking).per(1);
+}
+
+Probes::ScanMemory Probes::scanMemory(const Workload::File& media) {
+  Child::Result result = Child::run(command("catalogue-memory", media, ""));
+  return {number(result, "bytes_a_file"), number(result, "most_a_file").value.value_or(0)};
+}
+
+Probes::AmongSlow Probes::lookUpsAmongSlow(const Workload::File& media, const std::string& volume) {
+  Child::Result result = Child::run(command("catalogue-slow", media, volume));
+  auto value = [&](const char* key) { return number(result, key).value.value_or(0); };
+  return {numberOrWhy(result, "p99_us"), value("alone_us"), value("slowest_us"), value("lookups"),
+          value("scan_s")};
+}
+
 Probes::Listing Probes::listing(const std::string& folder) {
   const std::filesystem::path tool =
       std::filesystem::path(Child::self()).parent_path().parent_path() / "tools" / "fsys";

@@ -23,6 +23,10 @@ struct Options;
 //   idle-drives      passes over many idle files, with many drives registered and with none
 //   look-ups         how long look-ups among many drives take
 //   look-up-allocations  what they ask the heap for
+//   catalogue-scan   a scan between two marks that a tracer sees
+//   catalogue-find   files that are asked for again between two marks that a tracer sees
+//   catalogue-memory what a scan leaves resident
+//   catalogue-slow   look-ups while a slow volume is scanned
 //   drives           how long the tool takes to list many mounts
 namespace Probes {
 
@@ -78,6 +82,24 @@ struct LookUp {
   Outcome median_us, slowest_us, allocations;
 };
 std::vector<LookUp> lookUps(const std::string& folder);
+
+// Of the catalogue; `media.path` holds the MediaTrees, and `media.number` is the number of files in
+// the largest.
+// System calls of all threads for a scan of the middle one.
+Calls callsInScan(const Workload::File& media, const std::string& trace);
+// System calls for files that were asked for before, all together.
+Outcome callsInFinds(const Workload::File& media, const std::string& trace);
+struct ScanMemory {
+  Outcome bytes;          // resident, for each file of the largest
+  double most_bytes = 0;  // while it was scanned
+};
+ScanMemory scanMemory(const Workload::File& media);
+// Look-ups in the largest while another volume is scanned that takes 5 ms for each answer.
+struct AmongSlow {
+  Outcome p99_us;
+  double alone_p99_us = 0, max_us = 0, lookUps = 0, scan_s = 0;
+};
+AmongSlow lookUpsAmongSlow(const Workload::File& media, const std::string& volume);
 
 // The tool beside this program lists its mounts.
 struct Listing {

@@ -30,6 +30,7 @@ struct Row {
     eThroughput,  // MB/s and processor time
     eLatency,     // of single transfers
     eHits,        // how many a second
+    eFiles,       // the time of each
     eCounted,     // nothing but bars
   };
 

@@ -43,6 +43,9 @@ void describe(CLI::App& app, Options& options) {
       ->check(CLI::Range(1, 1000));
   app.add_option("--trips", options.trips, "round trips in a round")->check(CLI::Range(1, 1 << 20));
   app.add_option("--hits", options.hits, "cache hits in a round")->check(CLI::Range(1, 1 << 30));
+  app.add_option("--catalogue-files", options.catalogueFiles,
+                 "files in the largest of the catalogue's folders")
+      ->check(CLI::Range(100, 1 << 30));
   app.add_option("--only", options.only, "measure the rows whose name holds this");
   app.add_option("--json", options.json, "write the figures to this file too");
   app.add_flag("--quick", options.quick, "a tiny run: shows that it works, measures nothing");

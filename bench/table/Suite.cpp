@@ -29,6 +29,7 @@ void Suite::run() {
   writes();
   trips();
   storage();
+  catalogue();
 }
 
 Row& Suite::add(const std::string& name, Row::eKind kind, Contest& contest) {

@@ -6,6 +6,7 @@
 
 #include "bench/table/Caches.h"
 #include "bench/table/Contest.h"
+#include "bench/table/MediaTrees.h"
 #include "bench/table/Options.h"
 #include "bench/table/Probes.h"
 #include "bench/table/Row.h"
@@ -64,6 +65,20 @@ private:
   void readsAmongDrives();
   void passAmongDrives();
   void toolListsDrives();
+
+  // The catalogue (SuiteCatalogue.cpp).
+  void catalogue();
+  MediaTrees mediaTrees() const;
+  std::string ofCatalogue(const std::string& what, MediaTrees::eTree tree) const;
+  void enterScan(Contest& contest, const MediaTrees& trees, MediaTrees::eTree tree) const;
+  bool dropNames() const;
+  void scanFromMemory(MediaTrees::eTree tree);
+  void scanFromDisk(MediaTrees::eTree tree);
+  void countScan();
+  void catalogueLookUps();
+  void findsInCatalogue();
+  void enumerateCatalogue();
+  void lookUpsAmongSlow();
 
   Options options_;
   Scratch scratch_;

@@ -39,6 +39,7 @@ std::vector<Shown> shownOf(Row::eKind kind) {
   if (kind == Row::eLatency)
     return {{"p50_us", "us p50", 1, &Figures::p50}, {"p99_us", "us p99", 1, &Figures::p99}};
   if (kind == Row::eHits) return {{"million_hits_per_s", "M hits/s", 2, &Figures::millionHits}};
+  if (kind == Row::eFiles) return {{"us_a_file", "us a file", 3, &Figures::p50}};
   return {};
 }
 

@@ -40,6 +40,9 @@ listed libabsl-dev base fsys '#include <absl/'
 listed libcli11-dev base tools '#include <CLI/'
 listed nlohmann-json3-dev base bench '#include <nlohmann/'
 listed ffmpeg demo tools ffmpeg
+listed ffmpeg test tests/integration ffmpeg
+listed libfuse3-dev test tests/share '#include <fuse.h>'
+listed libfuse3-dev bench bench MountedShare.h
 listed libgtest-dev test tests '#include <gtest/'
 listed libgmock-dev test tests '#include <gmock/'
 listed librapidcheck-dev test tests '#include <rapidcheck'
