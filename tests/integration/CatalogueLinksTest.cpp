@@ -197,6 +197,19 @@ TEST_F(CatalogueLinksTest, ALinkThroughASymbolicLinkPlaysWhatLiesBehindIt) {
   EXPECT_TRUE(plays(find(kPicture), "media"));
 }
 
+TEST_F(CatalogueLinksTest, DeletingALinkTakesTheFolderOfItsMediaBelowItAndNothingElse) {
+  const std::string own = madeFolder("drive/Material/clip");
+  write(own + "/media.mov", "media");
+  write(madeFolder("drive/Material/clip/more") + "/index", "index");
+  write(material("other.mov"), "another's");
+  const std::string path = link(own + "/media.mov");
+  ASSERT_TRUE(add(drive_));
+  EXPECT_TRUE(SystemCache::removeFile(cookie(kPicture), false, 3));
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_FALSE(std::filesystem::exists(own));
+  EXPECT_TRUE(std::filesystem::exists(material("other.mov")));
+}
+
 // Of each nothing goes but the link.
 TEST_F(CatalogueLinksTest, WhereverALinkLeadsNothingOutsideItsOwnFolderIsDeleted) {
   write(madeFolder("canary/below") + "/bird", "sings");
