@@ -15,6 +15,7 @@
 SharedCriticalSection SystemCache::lock_;
 CookieMap SystemCache::files_;
 OsWord<bool> SystemCache::isInitialised_{false};
+ScanTally SystemCache::tally_;
 int SystemCache::debug_ = config_int("SystemCacheDebug", 0);
 const int SystemCache::fileAddedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheAdd");
 const int SystemCache::fileRemovedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheDel");
@@ -164,6 +165,7 @@ bool SystemCache::invalidate() {
   CookieMap forgotten;  // goes after the lock: a million entries take their time
   SharedCriticalSectionLock lock(lock_);
   files_.swap(forgotten);
+  tally_ = ScanTally();
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include "fsys/CookieMap.h"
 #include "fsys/DiskManager.h"
 #include "fsys/DriveQuestions.h"
+#include "fsys/MediaName.h"
 #include "fsys/SystemCache.h"
 #include "platform/Clocks.h"
 #include "platform/Log.h"
@@ -96,10 +97,9 @@ void SystemCache::addMediaLocation(DriveId id) {
 
 void SystemCache::addDirectory(const MaterialFilename& folder) {
   const bool isLogged = debug_ != 0;
+  const double start_ms = Qv::now();
   const Text pattern = folder.getOsPath() + L"*.*";
-  double start_ms = 0;
   if (isLogged) {
-    start_ms = Qv::now();
     Log("%s", kRule);
     Log("SystemCache::addDirectory( %s )\n", toUTF8(pattern).c_str());
   }
@@ -108,21 +108,39 @@ void SystemCache::addDirectory(const MaterialFilename& folder) {
   FolderScan scan(folder, isLogged);
   SharedCriticalSectionLock lock(lock_);
   for (const iFileManager::ListedFile& file : files) mergeFileLocked(scan, file.name, file.bytes);
+  const double taken_ms = Qv::now() - start_ms;
+  ++tally_.folders;
+  tally_.seen += files.size();
+  tally_.time_ms += taken_ms;
   if (!isLogged) return;
-  Log("Time taken (%.1fms)\n", Qv::now() - start_ms);
+  Log("Time taken (%.1fms)\n", taken_ms);
   Log("%s", kRule);
 }
 
 void SystemCache::mergeFileLocked(FolderScan& scan, const Text& name, uint64_t bytes) {
-  if (bytes == 0) return scan.say("skipped empty file (", name);
-  if (!isEligible(name)) return scan.say("skipped ineligible file (", name);
-  const std::wstring_view text = name.view().substr(0, name.view().find(L'.'));
-  const Cookie cookie = Cookie::fromView(text, true);
-  if (!cookie.isValid() || !cookie.isTextNoCase(text))
-    return scan.say("skipped non-cookie file (", name);
-  const Entry found = files_.find(cookie);
-  addLocked(cookie, MediaFileInfo(scan.nameOf(name), bytes), found);
+  const MediaName media(name, bytes);
+  switch (media.verdict) {
+    case MediaName::eEmpty:
+      ++tally_.empty;
+      return scan.say("skipped empty file (", name);
+    case MediaName::eIneligible:
+      ++tally_.ineligible;
+      return scan.say("skipped ineligible file (", name);
+    case MediaName::eNoCookie:
+      ++tally_.notCookies;
+      return scan.say("skipped non-cookie file (", name);
+    default:
+      break;
+  }
+  const Entry found = files_.find(media.cookie);
+  addLocked(media.cookie, MediaFileInfo(scan.nameOf(name), bytes), found);
+  ++(found ? tally_.augmented : tally_.added);
   scan.say(found ? "augmented cache entry (" : "added cache entry     (", name);
+}
+
+ScanTally SystemCache::getScanTally() {
+  SharedCriticalSectionRead lock(lock_);
+  return tally_;
 }
 
 void SystemCache::removeMediaLocation(DriveId id) {

@@ -11,6 +11,7 @@
 #include "fsys/FsysDirectoryEntry.h"
 #include "fsys/MaterialFilename.h"
 #include "fsys/MediaFileInfo.h"
+#include "fsys/ScanTally.h"
 #include "platform/Cookie.h"
 #include "platform/EditChanType.h"
 #include "platform/LightweightString.h"
@@ -80,6 +81,8 @@ public:
   // False for the names of files that lie beside media: those that end in ".partial" and the like,
   // in just these letters.
   static bool isEligible(const Text& name);
+  // What the scans since the last invalidate came across.
+  static ScanTally getScanTally();
 
   // Look-ups.
 
@@ -150,4 +153,7 @@ private:
   static SharedCriticalSection lock_;
   static OsWord<bool> isInitialised_;
   static int debug_;
+
+  // Ours.
+  static ScanTally tally_ GUARDED_BY(lock_);
 };

@@ -14,7 +14,8 @@ BEGIN {
   split("Fsys FsysFile FileRequest CompletionInfo iMemHolder MemRef SyncFileRequest FsysBuf MemBlock " \
         "WriteMemRef FsysPoll IoCompletion", engine, " ")
   split("DriveId MaterialFilename MediaDrive VolumeInfo DiskManager", storage, " ")
-  split("DecodeFormat MediaFileInfo MaterialLink FsysDirectoryEntry SystemCache MediaLocationInfo",
+  split("DecodeFormat MediaFileInfo MaterialLink FsysDirectoryEntry SystemCache MediaLocationInfo " \
+        "MediaDeletion MediaName ScanTally",
         catalogue, " ")
   for (i in engine) home[engine[i]] = "engine"
   for (i in storage) home[storage[i]] = "storage"
