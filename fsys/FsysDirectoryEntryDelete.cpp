@@ -2,6 +2,7 @@
 
 #include "fsys/DiskManager.h"
 #include "fsys/FsysDirectoryEntry.h"
+#include "fsys/MediaDeletion.h"
 #include "fsys/ResultCodes.h"
 #include "platform/Check.h"
 #include "platform/OS.h"
@@ -42,38 +43,42 @@ Text folderOfShared(const Text& file) {
   return getPath(DiskManager::convertUNCtoLocalShare(file.substr(0, share + 1) + folder));
 }
 
+}  // namespace
+
 // A link into a folder below its own takes that along. Whoever wrote the link chose the name of
 // that folder, so that nothing else may follow from it.
-void deleteLinkedFolder(const MaterialFilename& file, const Text& path) {
+LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
+  const Text path = file.getOsPath();
   Text target;
   if (!MaterialLink::linkedFileExists(file) || !MaterialLink::getLinkedFilename(path, target))
-    return;
+    return {};
   const bool isShared = isNetworkName(target) && !isNetworkName(path);
   const Text linked = isShared ? folderOfShared(target) : linkedFolder(target);
   const Text own = getPath(path);
   // Both end in a separator: what is longer and begins alike is another folder, and below it.
   const bool isBelow =
       !own.empty() && linked.length() > own.length() && startsWithNoCase(linked.view(), own.view());
-  if (isBelow) (void)OS()->getFileManager()->deleteSubfolder(own, linked);
+  return isBelow ? linked : Text();
 }
 
 // A path without a last part has none: its pattern would be that of hidden files.
-void deleteSideFiles(const Text& path) {
+Vector<LightweightString<wchar_t>> sideFilesOf(const LightweightString<wchar_t>& path) {
+  Vector<Text> paths;
   const Text name = stripPath(path);
-  if (name.empty()) return;
+  if (name.empty()) return paths;
   const Text folder = folderOf(path);
   Vector<iFileManager::ListedFile> files;
   (void)OS()->getFileManager()->listFiles(folder + literalName(name) + kSideFiles, files);
-  for (const iFileManager::ListedFile& side : files) (void)deleteOne(folder + side.name);
+  for (const iFileManager::ListedFile& side : files) paths.add(folder + side.name);
+  return paths;
 }
-
-}  // namespace
 
 uint32_t FsysDirectoryEntry::deleteFile(const MaterialFilename& file) {
   const Text path = file.getOsPath();
-  deleteLinkedFolder(file, path);
+  if (const Text linked = linkedFolderOf(file); !linked.empty())
+    (void)OS()->getFileManager()->deleteSubfolder(getPath(path), linked);
   const uint32_t result = deleteOne(path);
-  deleteSideFiles(path);
+  for (const Text& side : sideFilesOf(path)) (void)deleteOne(side);
   return result;
 }
 
