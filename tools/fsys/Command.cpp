@@ -55,7 +55,10 @@ void Command::noteFailure(const ToolError& error, int exitCode) {
 }
 
 void Command::printJson(const Json& json) const {
-  json.print(output());
+  if (tellsLines())
+    json.printOnALine(output());
+  else
+    json.print(output());
   std::fputc('\n', output());
 }
 

@@ -46,6 +46,8 @@ protected:
   virtual ExitCode execute() = 0;
   // Whether standard output belongs to data; words go to standard error then.
   virtual bool outputIsData() const { return false; }
+  // Whether it prints many objects, each on a line of its own.
+  virtual bool tellsLines() const { return false; }
 
   void say(const std::string& line) const;
   bool wantsProgress() const { return !quiet_; }

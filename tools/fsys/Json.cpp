@@ -49,10 +49,6 @@ void printText(FILE* to, const std::string& text) {
   std::fputc('"', to);
 }
 
-void printLine(FILE* to, size_t depth) {
-  std::fprintf(to, "\n%*s", static_cast<int>(2 * depth), "");
-}
-
 }  // namespace
 
 Json::Json(bool value) : kind_(ePrinted), text_(value ? "true" : "false") {}
@@ -79,21 +75,25 @@ void Json::push_back(Json value) {
   kind_ = eArray;
 }
 
-void Json::print(FILE* to, size_t depth) const {
+void Json::printBreak(FILE* to, eLayout layout, size_t depth) {
+  if (layout == eInLines) std::fprintf(to, "\n%*s", static_cast<int>(2 * depth), "");
+}
+
+void Json::print(FILE* to, eLayout layout, size_t depth) const {
   if (kind_ == eNull) std::fputs("null", to);
   if (kind_ == ePrinted) std::fputs(text_.c_str(), to);
   if (kind_ == eText) printText(to, text_);
   if (kind_ != eArray && kind_ != eObject) return;
   std::fputc(kind_ == eArray ? '[' : '{', to);
   for (size_t i = 0; i < values_.size(); ++i) {
-    if (i > 0) std::fputc(',', to);
-    printLine(to, depth + 1);
+    if (i > 0) std::fputs(layout == eInLines ? "," : ", ", to);
+    printBreak(to, layout, depth + 1);
     if (kind_ == eObject) {
       printText(to, keys_[i]);
       std::fputs(": ", to);
     }
-    values_[i].print(to, depth + 1);
+    values_[i].print(to, layout, depth + 1);
   }
-  if (!values_.empty()) printLine(to, depth);
+  if (!values_.empty()) printBreak(to, layout, depth);
   std::fputc(kind_ == eArray ? ']' : '}', to);
 }

@@ -29,12 +29,16 @@ public:
   // Makes this a list.
   void push_back(Json value);
   // In lines, those inside by two columns further in. Bytes that are no UTF-8 are replaced.
-  void print(FILE* to) const { print(to, 0); }
+  void print(FILE* to) const { print(to, eInLines, 0); }
+  // The same on one line.
+  void printOnALine(FILE* to) const { print(to, eOnALine, 0); }
 
 private:
   enum eKind { eNull, ePrinted, eText, eArray, eObject };
+  enum eLayout { eInLines, eOnALine };
 
-  void print(FILE* to, size_t depth) const;
+  void print(FILE* to, eLayout layout, size_t depth) const;
+  static void printBreak(FILE* to, eLayout layout, size_t depth);
 
   eKind kind_ = eNull;
   std::string text_;

@@ -9,11 +9,11 @@
 
 namespace {
 
-std::string printed(const Json& json) {
+std::string printed(const Json& json, void (Json::*print)(FILE*) const = &Json::print) {
   char* text = nullptr;
   size_t size = 0;
   FILE* to = open_memstream(&text, &size);
-  json.print(to);
+  (json.*print)(to);
   std::fclose(to);
   std::string result(text, size);
   std::free(text);
@@ -29,6 +29,16 @@ TEST(ToolJsonTest, AnObjectKeepsTheOrderOfItsKeysAndOneValueForEach) {
   EXPECT_EQ(printed(json),
             "{\n  \"b\": \"again\",\n  \"a\": {\n    \"x\": 18446744073709551615,\n    \"y\": -3\n"
             "  }\n}");
+}
+
+TEST(ToolJsonTest, AnObjectCanStandOnOneLineWhateverIsInIt) {
+  Json json;
+  json["a"]["x"] = "line\nfeed";
+  json["none"] = Json::array();
+  json["some"].push_back(1);
+  json["some"].push_back(Json());
+  EXPECT_EQ(printed(json, &Json::printOnALine),
+            "{\"a\": {\"x\": \"line\\nfeed\"}, \"none\": [], \"some\": [1, null]}");
 }
 
 TEST(ToolJsonTest, AListHasItsValuesInOrder) {
