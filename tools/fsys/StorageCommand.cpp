@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "fsys/DiskManager.h"
+#include "fsys/SystemCache.h"
 #include "tools/fsys/ListsLock.h"
 #include "tools/fsys/MediaDrives.h"
 #include "tools/fsys/Table.h"
@@ -47,9 +48,13 @@ ExitCode StorageCommand::execute() {
   return work();
 }
 
+// The registry hands each drive to the catalogue. Those that the user unmounted it takes out again,
+// and tells nobody of that.
 void StorageCommand::startRegistry() {
   lists_->load();
+  SystemCache::invalidate();
   DiskManager::init(project_->path());
+  if (!lists_->unmounted.lines().empty()) SystemCache::initialise(true);
   if (!hasReadList())
     throw ToolError(ExitCode::eIo, "reading the list", lists_->added.name(),
                     "it could not be read a second time");

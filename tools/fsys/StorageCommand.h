@@ -34,7 +34,8 @@ protected:
   virtual ExitCode work() = 0;
 
   LocationLists& lists() { return *lists_; }
-  // Reads the lists and starts the registry; it is ended before when it is there already.
+  // Reads the lists and starts the registry, which fills the catalogue. What both had before is
+  // forgotten.
   void startRegistry();
   void say(const Table& table) const;
   using Command::say;
