@@ -17,15 +17,26 @@
 #include "tools/fsys/DoctorCommand.h"
 #include "tools/fsys/DrivesCommand.h"
 #include "tools/fsys/EngineSession.h"
+#include "tools/fsys/FindCommand.h"
 #include "tools/fsys/Interrupt.h"
+#include "tools/fsys/LinkCheckCommand.h"
+#include "tools/fsys/LinkCreateCommand.h"
+#include "tools/fsys/LinkShowCommand.h"
 #include "tools/fsys/LocationsAddCommand.h"
 #include "tools/fsys/LocationsCheckCommand.h"
 #include "tools/fsys/LocationsListCommand.h"
 #include "tools/fsys/LocationsRemoveCommand.h"
 #include "tools/fsys/LocationsRenameCommand.h"
+#include "tools/fsys/MediaListCommand.h"
+#include "tools/fsys/MediaOfflineCommand.h"
 #include "tools/fsys/Messages.h"
 #include "tools/fsys/PrepareCommand.h"
+#include "tools/fsys/ProxyNameCommand.h"
+#include "tools/fsys/ProxyParseCommand.h"
 #include "tools/fsys/ReadCommand.h"
+#include "tools/fsys/RmCommand.h"
+#include "tools/fsys/ScanCommand.h"
+#include "tools/fsys/ShotCommand.h"
 #include "tools/fsys/TaskClearCommand.h"
 #include "tools/fsys/TaskGetCommand.h"
 #include "tools/fsys/TaskSetCommand.h"
@@ -33,6 +44,7 @@
 #include "tools/fsys/UncFromCommand.h"
 #include "tools/fsys/UncToCommand.h"
 #include "tools/fsys/VerifyCommand.h"
+#include "tools/fsys/WatchCommand.h"
 #include "tools/fsys/WriteCommand.h"
 
 namespace {
@@ -49,11 +61,14 @@ Commands made() {
 }
 
 Commands makeCommands(CLI::App& app) {
-  Commands commands = made<ReadCommand, WriteCommand, CopyCommand, VerifyCommand, DoctorCommand,
-                           DemoCommand, DrivesCommand, LocationsListCommand, LocationsAddCommand,
-                           LocationsRemoveCommand, LocationsRenameCommand, LocationsCheckCommand,
-                           PrepareCommand, TaskSetCommand, TaskGetCommand, TaskClearCommand,
-                           BestCommand, TimeCommand, UncToCommand, UncFromCommand>();
+  Commands commands =
+      made<ReadCommand, WriteCommand, CopyCommand, VerifyCommand, DoctorCommand, DemoCommand,
+           DrivesCommand, LocationsListCommand, LocationsAddCommand, LocationsRemoveCommand,
+           LocationsRenameCommand, LocationsCheckCommand, PrepareCommand, TaskSetCommand,
+           TaskGetCommand, TaskClearCommand, BestCommand, TimeCommand, UncToCommand, UncFromCommand,
+           ScanCommand, FindCommand, ShotCommand, MediaListCommand, MediaOfflineCommand,
+           LinkCreateCommand, LinkShowCommand, LinkCheckCommand, ProxyNameCommand,
+           ProxyParseCommand, RmCommand, WatchCommand>();
   for (const auto& command : commands) command->attach(app);
   return commands;
 }

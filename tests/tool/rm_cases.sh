@@ -1,0 +1,175 @@
+# shellcheck shell=bash disable=SC2154
+# What is deleted, with what it is asked before, and what stays. Sourced by tool_test.sh.
+
+# Media with side files and proxies, beside a tree that is not to be touched.
+canary_tree() {
+  media_drive raid
+  media "raid/Material/$vision.mov" 3000
+  media "raid/Material/$vision.mov.qvix"
+  media "raid/Material/$vision.mov.partial"
+  media "raid/Material/$vision.A0.proxy.360.mov"
+  media "raid/Material/$vision.A0.proxy.360.mov.reapeaks"
+  mkdir -p "raid/Material/$vision.mov.d" canary
+  media "raid/Material/${vision}x.mov"
+  media "raid/Material/V${shot}01.mov"
+  media "raid/Material/$vision.mova.qvix"
+  media canary/bird
+}
+canary_is_well() {
+  local name
+  for name in "raid/Material/$vision.mov.d" "raid/Material/${vision}x.mov" "raid/Material/V${shot}01.mov" \
+    "raid/Material/$vision.mova.qvix" canary/bird; do
+    [ -e "$name" ] || fail "$name is gone"
+  done
+}
+# The files that rm says, with those beside them, in the order of their names.
+announced() {
+  python3 -c 'import json
+files = json.load(open("out"))["files"]
+print("\n".join(sorted([f["file"] for f in files] + [b["file"] for f in files for b in f["beside"]])))'
+}
+
+case_what_rm_announces_is_what_goes() {
+  canary_tree
+  find raid canary | sort >before
+  expect 0 rm "$vision" --high --proxy --dry-run --json
+  is dry_run True
+  is files.0.kind proxy
+  is files.1.kind high-resolution
+  is files.1.deleted False
+  announced >said
+  find raid canary | sort | cmp - before || fail "a dry run changed something"
+  expect 0 rm "$vision" --high --proxy --dry-run
+  tells "and beside it \"$PWD/raid/Material/$vision.mov.qvix\""
+  tells "nothing was deleted"
+  expect 0 rm "$vision" --high --proxy --yes --json
+  is files.0.deleted True
+  is files.1.deleted True
+  is files.1.left '[]'
+  find raid canary | sort | comm -13 - before | sed "s|^|$PWD/|" | cmp - said ||
+    { cat said; fail "something else went"; }
+  canary_is_well
+  expect 3 find "$vision"
+  expect 3 rm "$vision" --high --yes
+}
+
+case_rm_takes_only_the_kind_that_was_named() {
+  canary_tree
+  expect 2 rm "$vision" --yes
+  says "say what"
+  expect 2 rm "$vision" --high
+  says "there is no terminal to ask on"
+  expect 0 rm "$vision" --proxy --yes
+  tells "deleted \"$PWD/raid/Material/$vision.A0.proxy.360.mov\""
+  [ -e "raid/Material/$vision.mov" ] || fail "the media is gone"
+  [ -e "raid/Material/$vision.mov.qvix" ] || fail "its index is gone"
+  [ ! -e "raid/Material/$vision.A0.proxy.360.mov.reapeaks" ] || fail "the proxy's peaks are there"
+  expect 3 rm "$vision" --proxy --yes
+  says "it has no proxy"
+  expect 0 rm "$vision" --high --yes
+  canary_is_well
+  [ ! -e "raid/Material/$vision.mov.partial" ] || fail "a file beside it is left"
+}
+
+# Runs rm on a terminal and answers its question with those keys, once it is asked; its exit code
+# must be the first argument. Leaves what was shown.
+answer() {
+  local code=0
+  timeout 20 python3 -c 'import os, pty, sys
+child, terminal = pty.fork()
+if child == 0: os.execv(sys.argv[2], sys.argv[2:])
+shown, asked = b"", False
+while True:
+  try: got = os.read(terminal, 1000)
+  except OSError: break
+  if not got: break
+  shown += got
+  if not asked and b"[y/N]" in shown:
+    asked = True
+    os.write(terminal, sys.argv[1].encode())
+sys.stdout.buffer.write(shown)
+sys.exit(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))' "$2" "$fsys" rm "$vision" --high >shown || code=$?
+  [ "$code" = "$1" ] || { cat -v shown; fail "exit code $code instead of $1"; }
+}
+
+case_rm_asks_on_a_terminal() {
+  canary_tree
+  answer 1 $'n\n'
+  grep -q 'Delete 3 files? \[y/N\]' shown || { cat shown; fail "it did not ask"; }
+  answer 1 $'\n'
+  answer 1 $'yesterday\n'
+  answer 1 $'\x04'
+  answer 130 $'\x03'
+  [ -e "raid/Material/$vision.mov" ] || fail "it was deleted"
+  answer 0 $'Yes\n'
+  [ ! -e "raid/Material/$vision.mov" ] || fail "it was not deleted"
+  canary_is_well
+  media "raid/Material/$vision.mov"
+  answer 0 $'y\n'
+  [ ! -e "raid/Material/$vision.mov" ] || fail "it was not deleted"
+}
+
+case_a_link_goes_with_the_folder_below_it_and_its_target_elsewhere_stays() {
+  media_drive raid
+  mkdir -p "raid/Material/$vision/deep" elsewhere
+  media "raid/Material/$vision/reel.mov"
+  media "raid/Material/$vision/deep/more"
+  media elsewhere/reel.mov
+  ln -s "$PWD/elsewhere" "raid/Material/$vision/out"
+  expect 0 link create "raid/Material/$vision.mov" "raid/Material/$vision/reel.mov"
+  expect 0 link create "raid/Material/V${shot}01.mov" elsewhere/reel.mov
+  expect 0 link create "raid/Material/V${shot}02.mov" raid/Sound/x
+  expect 0 rm "$vision" --high --dry-run
+  tells "all of the folder \"$PWD/raid/Material/$vision/\""
+  expect 0 rm "$vision" --high --yes --json
+  is files.0.folder "$PWD/raid/Material/$vision/"
+  [ ! -e "raid/Material/$vision" ] || fail "the folder is there"
+  [ ! -e "raid/Material/$vision.mov" ] || fail "the link is there"
+  [ -e elsewhere/reel.mov ] || fail "what a symbolic link leads to is gone"
+  expect 0 rm "V${shot}01" --high --yes --json
+  tells '"beside": []'
+  ! grep -q '"folder"' out || fail "a folder elsewhere was named"
+  [ -e elsewhere/reel.mov ] || fail "the target is gone"
+  expect 0 rm "V${shot}02" --high --yes
+  [ -d raid/Sound ] || fail "the other media folder is gone"
+}
+
+case_what_cannot_be_deleted_is_told() {
+  in_own_namespace
+  mount_memory disk
+  mkdir -p disk/Material disk/Sound
+  media "disk/Material/$vision.mov"
+  media "disk/Material/$vision.mov.qvix"
+  media "disk/Material/$vision.A0.proxy.90.mov"
+  expect 0 locations add disk
+  mkdir bound
+  mount --bind "disk/Material/$vision.mov" "disk/Material/$vision.mov"
+  mounted+=("$PWD/disk/Material/$vision.mov")
+  local code=0
+  "$fsys" rm "$vision" --high --proxy --yes --json >out 2>err </dev/null || code=$?
+  [ "$code" != 0 ] || { cat out; fail "it was deleted"; }
+  is files.0.deleted True
+  is files.1.deleted False
+  [ -e "disk/Material/$vision.mov" ] || fail "it is gone"
+  [ ! -e "disk/Material/$vision.A0.proxy.90.mov" ] || fail "the proxy is there"
+  expect "$code" rm "$vision" --high --yes
+  says "deleting \"$PWD/disk/Material/$vision.mov\""
+}
+
+# A child does the work then, which is not what the terminal belongs to.
+case_rm_asks_on_a_terminal_beside_a_programs_drive_too() {
+  is_root || skip "mounting needs root"
+  [ -c /dev/fuse ] || skip "there is no /dev/fuse"
+  [ -x "${FSYS_SILENT_MOUNT:-}" ] || skip "FSYS_SILENT_MOUNT names no program"
+  is_sanitized && export ASAN_OPTIONS=detect_leaks=0 TSAN_OPTIONS=report_thread_leaks=0
+  canary_tree
+  mkdir silent
+  export fsys FSYS_SILENT_MOUNT vision
+  export -f answer fail
+  "$FSYS_SILENT_MOUNT" 1 silent bash -c 'answer 1 $'"'n\n'"'; answer 130 $'"'\x03'"'; answer 0 $'"'y\n'"'' >said 2>&1
+  local code=$?
+  [ "$code" != 77 ] || skip "$(cat said)"
+  [ "$code" = 0 ] || { cat said; fail "exit code $code"; }
+  [ ! -e "raid/Material/$vision.mov" ] || fail "it was not deleted"
+  canary_is_well
+}

@@ -1,0 +1,71 @@
+# shellcheck shell=bash disable=SC2154
+# What comes and goes while it is watched. Sourced by tool_test.sh.
+
+# The watch in the background, in words and in JSON, once it looks.
+start_watching() {
+  start watch --interval 0.1 >words 2>err </dev/null &
+  watcher=$!
+  start watch --interval 0.1 --json >objects 2>err.json </dev/null &
+  other=$!
+  until_true '[ -s words ] && [ -s objects ]'
+}
+until_said() { until_true "grep -qE '$1' words && grep -qE '$2' objects"; }
+stop_watching() {
+  kill -INT "$watcher" "$other"
+  wait "$watcher"
+  [ $? = 130 ] || { cat err; fail "another exit code"; }
+  wait "$other"
+  [ $? = 130 ] || { cat err.json; fail "another exit code with --json"; }
+  lines_of_json objects >count
+  told_is objects 'told[-1]["error"]["kind"]' interrupted
+}
+
+case_a_file_that_comes_and_goes_is_watched() {
+  media_drive raid
+  media "raid/Material/$vision.mov"
+  start_watching
+  grep -qF 'watching 1 media drive' words || { cat words; fail "another beginning"; }
+  : >"raid/Material/V${shot}05.mov"
+  media raid/Material/notes.txt
+  media "raid/Material/V${shot}06.mov.partial"
+  media "raid/Material/V${shot}01.mov"
+  until_said "^SysCacheAdd  *V${shot}01  $PWD/raid/Material/V${shot}01.mov\$" "V${shot}01"
+  media "raid/Material/$vision.A1.proxy.90.mov"
+  until_said "^SysCacheAddProxy  *$vision  .*proxy.90.mov" SysCacheAddProxy
+  media "raid/Sound/S${shot}02.wav"
+  until_said "^SysCacheAdd  *S${shot}02  $PWD/raid/Sound/" "S${shot}02"
+  rm "raid/Material/V${shot}01.mov"
+  until_said "^gone  *V${shot}01  $PWD/raid/Material/V${shot}01.mov\$" gone
+  media "raid/Material/V${shot}05.mov"
+  until_said "^SysCacheAdd  *V${shot}05 " "V${shot}05"
+  media $'raid/Material/V'"$shot"$'07.\n\xFF.mov'
+  until_said "^SysCacheAdd  *V${shot}07 .*xFF.mov" "file_bytes.*xFF.mov"
+  stop_watching
+  [ "$(grep -c "V${shot}01" words)" = 2 ] || { cat words; fail "something was told twice"; }
+  ! grep -qE "^[A-Za-z]+  *$vision .*$vision.mov|V${shot}06|notes" words || { cat words; fail "too much"; }
+  told_is objects '[t["message"] for t in told if t.get("cookie") == "'"V${shot}01"'"]' \
+    "['SysCacheAdd', 'gone']"
+  told_is objects 'told[0]["watching"]' 1
+}
+
+case_a_drive_that_comes_and_goes_is_watched() {
+  media_drive raid
+  mkdir -p new/Material new/Sound
+  media "new/Material/$vision.mov"
+  start_watching
+  expect 0 locations add new
+  until_said '^MediaLocationsChangeMsg$' MediaLocationsChangeMsg
+  media "raid/Material/V${shot}01.mov"
+  until_said "^SysCacheAdd  *V${shot}01 " "V${shot}01"
+  media "new/Material/V${shot}02.mov"
+  until_said "^SysCacheAdd  *V${shot}02 " "V${shot}02"
+  mv new away
+  until_said '^MediaOnlineChangeMsg$' MediaOnlineChangeMsg
+  stop_watching
+  ! grep -q "$vision" words || { cat words; fail "what a scan found was told"; }
+}
+
+case_a_watch_refuses_times_that_are_none() {
+  local time
+  for time in 0 -1 x '' nan 1e9; do expect 2 watch --interval "$time"; done
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+#include "platform/Cookie.h"
+
+// Cookies on the command line.
+
+// The cookie whose whole text the word is, in letters of either case; throws for anything else.
+Cookie requireCookie(const char* doing, const std::string& word);
+std::string textOf(const Cookie& cookie);

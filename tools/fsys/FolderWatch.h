@@ -1,0 +1,45 @@
+#pragma once
+
+#include <vector>
+
+#include "fsys/MaterialFilename.h"
+#include "fsys/MediaName.h"
+#include "platform/PathHelpers.h"
+
+// FolderWatch: the media files of one media folder, as they were when it was last looked at.
+// Story      The first look takes what it finds as it is; each other tells what has come and gone
+//            since the one before.
+// Threads    one.
+// Units      bytes.
+class FolderWatch {
+public:
+  struct File {
+    PathString name;
+    uint64_t bytes = 0;
+    Cookie cookie;
+  };
+  struct Changes {
+    std::vector<File> come;
+    std::vector<File> gone;
+  };
+
+  // Its path on the drive, with a separator at its end; the drive's own.
+  FolderWatch(const MaterialFilename& folder, const PathString& root)
+      : folder_(folder), osPath_(folder.getOsPath()), root_(root) {}
+
+  // Nothing has changed in a folder whose drive is away or does not answer.
+  Changes look();
+  MaterialFilename nameOf(const File& file) const;
+  PathString pathOf(const File& file) const { return osPath_ + file.name; }
+  const PathString& osPath() const { return osPath_; }
+  // Goes on from what another has seen there, whose drive had another code.
+  void goOnFrom(FolderWatch& other) { files_.swap(other.files_); }
+
+private:
+  bool list(std::vector<File>& files) const;
+
+  MaterialFilename folder_;
+  PathString osPath_;
+  PathString root_;
+  std::vector<File> files_;  // sorted by name
+};

@@ -1,0 +1,104 @@
+#include "tools/fsys/MediaFile.h"
+
+#include <algorithm>
+#include <list>
+
+#include "platform/DriveErrand.h"
+#include "tools/fsys/Command.h"
+#include "tools/fsys/Text.h"
+
+namespace {
+
+// A drive that refuses to say anything answers, too.
+bool answersAt(const PathString& path) {
+  auto asked = askDrive(path, [path] { return OS()->getFileManager()->exists(path); });
+  return asked || OS()->getErrors()->getLastError() != eOsTimedOut;
+}
+
+// Where a file of a link's size leads; its own path when it is none.
+template <typename Read>
+void readLink(MediaFile& file, const Read& read) {
+  if (file.bytes != MaterialLink::kBytes) return;
+  auto leadsTo = askDrive(file.path, read);
+  if (!leadsTo) file.state = MediaFile::eSilent;
+  if (!leadsTo || *leadsTo == file.path) return;
+  file.isLink = true;
+  file.target = *leadsTo;
+}
+
+MediaFile highResOf(FsysDirectoryEntry& entry) {
+  MediaFile file;
+  file.isHighRes = true;
+  file.name = entry.primaryFilename();
+  file.path = file.name.getOsPath();
+  file.bytes = entry.fileSize();
+  file.state = MediaFile::ePresent;
+  Qv::Ptr<FsysDirectoryEntry> kept(&entry);
+  readLink(file, [kept] { return kept->getLinkedFilename(); });
+  return file;
+}
+
+MediaFile proxyOf(const MediaFileInfo& info) {
+  MediaFile file;
+  file.name = info.getMaterialFilename();
+  file.path = info.getLinkFileName();
+  file.bytes = info.getSize();
+  file.height = info.proxyHeight();
+  file.channels = info.proxyAudioChannels();
+  file.state = static_cast<MediaFile::eState>(info.getStatus());
+  readLink(file, [info] { return info.readLinkedFilename(); });
+  return file;
+}
+
+}  // namespace
+
+std::vector<MediaFile> MediaFile::allOf(FsysDirectoryEntry& entry) {
+  std::vector<MediaFile> files;
+  if (entry.hasHighRes()) {
+    files.push_back(highResOf(entry));
+    MediaFile& file = files.back();
+    if (file.bytes == MaterialLink::kBytes && file.state != eSilent)
+      file.state = file.answers() ? static_cast<eState>(entry.updateStatus(eHighRes)) : eSilent;
+  }
+  std::list<MediaFileInfo> proxies;
+  entry.copyProxyFiles(proxies);
+  for (const MediaFileInfo& info : proxies) files.push_back(proxyOf(info));
+  return files;
+}
+
+const char* MediaFile::kind() const { return isHighRes ? "high-resolution" : "proxy"; }
+
+const char* MediaFile::stateWord() const {
+  switch (state) {
+    case eMissing:
+      return "missing";
+    case ePresent:
+      return "there";
+    case eSilent:
+      return "no answer";
+    default:
+      return "not known";
+  }
+}
+
+bool MediaFile::answers() const {
+  return state != eSilent && answersAt(path) && (!isLink || target.empty() || answersAt(target));
+}
+
+void MediaFile::put(Json& json) const {
+  putName(json, "file", bytesOf(path));
+  json["kind"] = kind();
+  json["bytes"] = bytes;
+  json["height"] = isHighRes || height == kNoHeight ? Json(nullptr) : Json(height);
+  json["channels"] = isHighRes ? Json(nullptr) : Json(channels);
+  json["is_link"] = isLink;
+  if (isLink) putName(json, "target", bytesOf(target));
+  json["state"] = stateWord();
+}
+
+bool allAnswer(FsysDirectoryEntry& entry) {
+  std::vector<MediaFile> files = MediaFile::allOf(entry);
+  return std::all_of(files.begin(), files.end(), [](const MediaFile& file) {
+    return file.state == MediaFile::ePresent || file.state == MediaFile::eMissing || file.answers();
+  });
+}

@@ -1,0 +1,180 @@
+#include "tools/fsys/RmCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iterator>
+
+#include "fsys/DiskManager.h"
+#include "fsys/MediaDeletion.h"
+#include "platform/DriveErrand.h"
+#include "tools/fsys/Confirmation.h"
+#include "tools/fsys/CookieWord.h"
+#include "tools/fsys/DriveQuestion.h"
+#include "tools/fsys/Interrupt.h"
+#include "tools/fsys/Text.h"
+
+namespace {
+
+constexpr const char* kDoing = "deleting";
+// A folder of many files takes its time.
+constexpr unsigned kDeletePatience_ms = 60000;
+constexpr uint32_t kDeleted = 1;
+
+std::string quoted(const PathString& path) { return inQuotes(bytesOf(path)); }
+
+bool isStillThere(const PathString& path) {
+  auto isThere = askDrive(path, [path] { return OS()->getFileManager()->exists(path); });
+  return !isThere || *isThere;
+}
+
+}  // namespace
+
+CLI::App* RmCommand::defineStorage(CLI::App& app) {
+  CLI::App* command =
+      addCommand(app, "rm", "Delete the files of a cookie, with what lies beside them");
+  addWord(command, "COOKIE", cookie_, "Of the media, as V4K7Q2M9A00");
+  addFlag(command, "--high", high_, "The high-resolution file");
+  addFlag(command, "--proxy", proxy_, "The proxies");
+  addFlag(command, "--yes", yes_, "Do not ask");
+  addFlag(command, "--dry-run", dryRun_, "Only say what would be deleted");
+  return command;
+}
+
+ExitCode RmCommand::work() {
+  SystemCache::Entry entry = requireEntry();
+  plan(*entry);
+  announce();
+  tellJson(false);
+  if (dryRun_) {
+    say("nothing was deleted");
+    return ExitCode::eSuccess;
+  }
+  if (!mayGoOn()) throw ToolError(ExitCode::eOther, kDoing, cookie_, "it was not wanted");
+  deleteAll(*entry);
+  tellJson(true);
+  tellFailures();
+  return ExitCode::eSuccess;
+}
+
+SystemCache::Entry RmCommand::requireEntry() const {
+  Cookie cookie = requireCookie(kDoing, cookie_);
+  if (!high_ && !proxy_)
+    throw ToolError(ExitCode::eUsage, kDoing, cookie_,
+                    "say what: --high the high-resolution file, --proxy the proxies, or both");
+  if (!yes_ && !dryRun_ && !Confirmation::canAsk())
+    throw ToolError(ExitCode::eUsage, kDoing, cookie_,
+                    "there is no terminal to ask on; --yes goes without");
+  SystemCache::Entry entry = SystemCache::findEntryForCookie(cookie);
+  if (!entry)
+    throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), "no media drive has media of it");
+  return entry;
+}
+
+// In the order in which the library deletes: the proxies first.
+void RmCommand::plan(FsysDirectoryEntry& entry) {
+  if (!allAnswer(entry))
+    throw ToolError(ExitCode::eIo, kDoing, cookie_, "the drive of a file does not answer");
+  const std::vector<MediaFile> files = MediaFile::allOf(entry);
+  for (const MediaFile& file : files)
+    if (!file.isHighRes && proxy_) doomed_.push_back(doomed(file));
+  for (const MediaFile& file : files)
+    if (file.isHighRes && high_) doomed_.push_back(doomed(file));
+  if (doomed_.empty())
+    throw ToolError(ExitCode::eNotFound, kDoing, cookie_,
+                    high_ && proxy_ ? "it has no file"
+                    : high_         ? "it has no high-resolution file"
+                                    : "it has no proxy");
+}
+
+RmCommand::Doomed RmCommand::doomed(const MediaFile& file) {
+  // The path of a file on a drive that is none leads elsewhere.
+  if (!DiskManager::isMaterialVolume(file.name.getDrive()))
+    throw ToolError(ExitCode::eNotFound, kDoing, bytesOf(file.path), "its media drive is away");
+  auto folder = askDrive(file.path, [name = file.name] { return linkedFolderOf(name); });
+  auto beside = askDrive(file.path, [path = file.path] { return sideFilesOf(path); });
+  if (!folder || !beside) throw driveError(kDoing, file.path, OS()->getErrors()->getLastError());
+  Doomed doomed{file, *folder, {beside->begin(), beside->end()}, 0, {}};
+  return doomed;
+}
+
+size_t RmCommand::countOf() const {
+  size_t count = 0;
+  for (const Doomed& doomed : doomed_) count += 1 + doomed.beside.size();
+  return count;
+}
+
+void RmCommand::announce() const {
+  for (const Doomed& doomed : doomed_) {
+    say(quoted(doomed.file.path) + " (" + doomed.file.kind() + ", " + sizeText(doomed.file.bytes) +
+        ")");
+    if (!doomed.folder.empty())
+      say("  and, since it is a link into it, all of the folder " + quoted(doomed.folder));
+    for (const PathString& side : doomed.beside) say("  and beside it " + quoted(side));
+  }
+}
+
+bool RmCommand::mayGoOn() const {
+  if (yes_) return true;
+  bool hasFolder = std::any_of(doomed_.begin(), doomed_.end(),
+                               [](const Doomed& doomed) { return !doomed.folder.empty(); });
+  return Confirmation::isGiven(text("Delete %zu file%s%s?", countOf(), countOf() == 1 ? "" : "s",
+                                    hasFolder ? " and a folder with all in it" : ""));
+}
+
+void RmCommand::deleteAll(FsysDirectoryEntry& entry) {
+  Qv::Ptr<FsysDirectoryEntry> kept(&entry);
+  for (Doomed& doomed : doomed_) {
+    Interrupt::check();
+    auto result = askDrive(
+        doomed.file.path, [kept, name = doomed.file.name] { return kept->deleteFile(name); },
+        kDeletePatience_ms);
+    doomed.error = result ? *result : OS()->getErrors()->getLastError();
+    if (doomed.error == kDeleted) doomed.error = 0;
+    std::copy_if(doomed.beside.begin(), doomed.beside.end(), std::back_inserter(doomed.left),
+                 isStillThere);
+    if (!doomed.folder.empty() && isStillThere(doomed.folder)) doomed.left.push_back(doomed.folder);
+    if (doomed.error == 0) say("deleted " + quoted(doomed.file.path));
+  }
+}
+
+Json RmCommand::Doomed::json(bool isDone) const {
+  Json json;
+  file.put(json);
+  if (!folder.empty()) putName(json, "folder", bytesOf(folder));
+  json["beside"] = Json::array();
+  for (const PathString& side : beside) {
+    Json one;
+    putName(one, "file", bytesOf(side));
+    json["beside"].push_back(one);
+  }
+  json["deleted"] = isDone && error == 0;
+  json["left"] = Json::array();
+  for (const PathString& path : left) {
+    Json one;
+    putName(one, "path", bytesOf(path));
+    json["left"].push_back(one);
+  }
+  return json;
+}
+
+void RmCommand::tellJson(bool isDone) {
+  results()["dry_run"] = dryRun_;
+  results()["files"] = Json::array();
+  for (const Doomed& doomed : doomed_) results()["files"].push_back(doomed.json(isDone));
+}
+
+// Every one in words; the first is the command's own.
+void RmCommand::tellFailures() const {
+  std::vector<ToolError> failures;
+  for (const Doomed& doomed : doomed_) {
+    if (doomed.error != 0) failures.push_back(driveError(kDoing, doomed.file.path, doomed.error));
+    for (const PathString& path : doomed.left)
+      failures.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(path), "it is still there"));
+  }
+  if (failures.empty()) return;
+  if (!wantsJson())
+    for (size_t i = 1; i < failures.size(); ++i)
+      std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), failures[i].what());
+  throw ToolError(failures.front())
+      .withRemark(text("%zu of what was said could not be deleted", failures.size()));
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <vector>
+
+#include "fsys/SystemCache.h"
+#include "tools/fsys/MediaFile.h"
+#include "tools/fsys/StorageCommand.h"
+
+// RmCommand: fsys rm COOKIE: deletes the files of a piece of media, with what lies beside them.
+// Story      What would go is looked for and said; then it asks; then each file is deleted as the
+//            library deletes it, and what is left of what was said is told.
+class RmCommand : public StorageCommand {
+protected:
+  CLI::App* defineStorage(CLI::App& app) override;
+  ExitCode work() override;
+
+private:
+  // One file, and what goes with it.
+  struct Doomed {
+    MediaFile file;
+    PathString folder;  // below it; empty: none
+    std::vector<PathString> beside;
+    uint32_t error = 0;            // why it was not deleted
+    std::vector<PathString> left;  // of the folder and those beside it
+
+    Json json(bool isDone) const;
+  };
+
+  SystemCache::Entry requireEntry() const;
+  void plan(FsysDirectoryEntry& entry);
+  static Doomed doomed(const MediaFile& file);
+  void announce() const;
+  bool mayGoOn() const;
+  void deleteAll(FsysDirectoryEntry& entry);
+  void tellJson(bool isDone);
+  void tellFailures() const;
+  size_t countOf() const;
+
+  std::string cookie_;
+  bool high_ = false;
+  bool proxy_ = false;
+  bool yes_ = false;
+  bool dryRun_ = false;
+  std::vector<Doomed> doomed_;
+};

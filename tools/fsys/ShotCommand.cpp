@@ -1,0 +1,94 @@
+#include "tools/fsys/ShotCommand.h"
+
+#include <optional>
+
+#include "platform/DriveErrand.h"
+#include "tools/fsys/CookieWord.h"
+#include "tools/fsys/Interrupt.h"
+#include "tools/fsys/MediaFile.h"
+#include "tools/fsys/Table.h"
+#include "tools/fsys/Text.h"
+
+namespace {
+
+constexpr const char* kDoing = "looking for the shot of";
+
+// Counts the channels of the entries that the catalogue gives of a shot: first those of vision.
+class ChannelCount {
+public:
+  explicit ChannelCount(const Cookie& cookie) : cookie_(cookie) {}
+
+  Cookie next(const SystemCache::Entry& entry) {
+    if (type_ == eCookieVision && SystemCache::findEntryForCookie(current()) != entry) {
+      type_ = eCookieSound;
+      number_ = 1;
+    }
+    Cookie channel = current();
+    ++number_;
+    return channel;
+  }
+
+private:
+  Cookie current() const { return convertCookie(cookie_, type_, number_); }
+
+  Cookie cookie_;
+  CookieType type_ = eCookieVision;
+  unsigned char number_ = 0;
+};
+
+// None of a file that is not there, or does not tell.
+std::optional<uint64_t> sizeOf(const PathString& path) {
+  if (path.empty()) return std::nullopt;
+  auto size = askDrive(path, [path] {
+    uint64_t bytes = 0;
+    bool isThere = OS()->getFileManager()->getFileSize(path, bytes);
+    return isThere ? std::optional(bytes) : std::nullopt;
+  });
+  return size ? *size : std::nullopt;
+}
+
+}  // namespace
+
+CLI::App* ShotCommand::defineStorage(CLI::App& app) {
+  CLI::App* command =
+      addCommand(app, "shot", "List the files of all channels of a shot, and their size");
+  addWord(command, "COOKIE", cookie_, "Of any of its channels, as V4K7Q2M9A00");
+  return command;
+}
+
+ExitCode ShotCommand::work() {
+  Cookie cookie = requireCookie(kDoing, cookie_);
+  results()["cookie"] = textOf(cookie);
+  std::vector<SystemCache::Entry> entries = SystemCache::getClipMediaFiles(cookie);
+  if (entries.empty())
+    throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), "no media drive has media of it");
+  Table table({{"channel"}, {"size", Table::eRight}, {"file"}});
+  results()["channels"] = Json::array();
+  ChannelCount channels(cookie);
+  for (const SystemCache::Entry& entry : entries) {
+    Interrupt::check();
+    tell(table, channels.next(entry), *entry);
+  }
+  uint64_t bytes = SystemCache::getShotFileSize(cookie);
+  results()["bytes"] = bytes;
+  say(table);
+  say(text("%zu channel%s, ", entries.size(), entries.size() == 1 ? "" : "s") + sizeText(bytes));
+  return ExitCode::eSuccess;
+}
+
+void ShotCommand::tell(Table& table, const Cookie& channel, FsysDirectoryEntry& entry) {
+  if (!allAnswer(entry))
+    throw ToolError(ExitCode::eIo, kDoing, textOf(channel), "the drive of a file does not answer");
+  PathString path = entry.getPhysicalFilename(false);
+  std::optional<uint64_t> bytes = sizeOf(path);
+  Json json;
+  json["cookie"] = textOf(channel);
+  putName(json, "file", bytesOf(path));
+  json["bytes"] = bytes ? Json(*bytes) : Json(nullptr);
+  results()["channels"].push_back(json);
+  table.add({textOf(channel),
+             bytes          ? sizeText(*bytes)
+             : path.empty() ? "-"
+                            : "missing",
+             path.empty() ? "-" : escaped(bytesOf(path))});
+}

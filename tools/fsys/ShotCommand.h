@@ -1,0 +1,17 @@
+#pragma once
+
+#include "fsys/FsysDirectoryEntry.h"
+#include "fsys/SystemCache.h"
+#include "tools/fsys/StorageCommand.h"
+
+// ShotCommand: fsys shot COOKIE: the files of all channels of a shot, and their size.
+class ShotCommand : public StorageCommand {
+protected:
+  CLI::App* defineStorage(CLI::App& app) override;
+  ExitCode work() override;
+
+private:
+  void tell(Table& table, const Cookie& channel, FsysDirectoryEntry& entry);
+
+  std::string cookie_;
+};
