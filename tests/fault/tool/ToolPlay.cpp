@@ -94,7 +94,8 @@ std::set<int> codesOf(const Fault& fault, const FaultPoints& points) {
 
 // With the group that it belongs to.
 std::string commandOf(const std::vector<std::string>& words) {
-  bool isGrouped = words[0] == "locations" || words[0] == "task" || words[0] == "unc";
+  bool isGrouped =
+      words[0] == "locations" || words[0] == "task" || words[0] == "unc" || words[0] == "link";
   return isGrouped ? words[0] + " " + words[1] : words[0];
 }
 

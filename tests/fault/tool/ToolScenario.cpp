@@ -246,8 +246,8 @@ std::vector<ToolScenario> otherScenarios() {
 const std::vector<ToolScenario>& toolScenarios() {
   static const std::vector<ToolScenario> all = [] {
     std::vector<ToolScenario> together;
-    for (const auto& scenarios :
-         {readScenarios(), writeScenarios(), otherScenarios(), storageScenarios()})
+    for (const auto& scenarios : {readScenarios(), writeScenarios(), otherScenarios(),
+                                  storageScenarios(), catalogueScenarios()})
       together.insert(together.end(), scenarios.begin(), scenarios.end());
     return together;
   }();

@@ -23,7 +23,9 @@ struct ToolScenario {
 // For the names of tests.
 inline void PrintTo(const ToolScenario& scenario, std::ostream* out) { *out << scenario.name; }
 
-// Every command, in its forms, but the demo. Those that ask the registry are the storage ones.
+// The commands, in their forms, but the demo. Those that ask the registry are the storage ones, and
+// the catalogue's.
 const std::vector<ToolScenario>& toolScenarios();
 std::vector<ToolScenario> storageScenarios();
+std::vector<ToolScenario> catalogueScenarios();
 const ToolScenario& toolDemoScenario();
