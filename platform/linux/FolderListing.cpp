@@ -151,9 +151,14 @@ bool FolderListing::isBefore(const Name& a, const Name& b) const {
 // Of both parts, in order. 0, or the error number of one.
 int FolderListing::gather(Part& first, Part& second) {
   if (first.error != 0 || second.error != 0) return first.error != 0 ? first.error : second.error;
-  names_.resize(first.names.size() + second.names.size());
-  std::merge(first.names.begin(), first.names.end(), second.names.begin(), second.names.end(),
-             names_.begin(), [this](const Name& a, const Name& b) { return isBefore(a, b); });
+  names_.reserve(first.names.size() + second.names.size());
+  auto end = std::back_inserter(names_);
+  if (isPlain_)
+    std::merge(first.names.begin(), first.names.end(), second.names.begin(), second.names.end(),
+               end, [this](const Name& a, const Name& b) { return isBefore(a, b); });
+  else  // neither is in order
+    for (const Part* part : {&first, &second})
+      std::copy(part->names.begin(), part->names.end(), end);
   files_.reserve(names_.size());
   for (const Name& name : names_) files_.add({wideName(name), name.bytes});
   if (!isPlain_)
