@@ -32,6 +32,14 @@ int describe(int folder, const char* name, int flags, struct statx& status) {
   return 0;
 }
 
+// Whether a file in the open folder went meanwhile. On a server's drive it is stale then, as
+// everything is that lies in a folder which is stale itself.
+bool isGone(int folder, int error) {
+  struct statx status = {};
+  return error == ENOENT ||
+         (error == ESTALE && describe(folder, "", AT_EMPTY_PATH, status) != ESTALE);
+}
+
 }  // namespace
 
 FolderListing::FolderListing(const std::string& folder, std::wstring_view pattern)
@@ -116,7 +124,7 @@ int FolderListing::lookAt(int folder, Name& name, bool& isFile) const {
     // A link that leads nowhere is no file; anything else is, and should have been told about.
     int error = describe(folder, bytes, AT_SYMLINK_NOFOLLOW, status);
     if (error == 0 && S_ISLNK(status.stx_mode)) return 0;
-    if (error != 0) return error == ENOENT ? 0 : error;
+    if (error != 0) return isGone(folder, error) ? 0 : error;
   }
   isFile = S_ISREG(status.stx_mode);
   name.bytes = status.stx_size;

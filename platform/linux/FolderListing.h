@@ -12,7 +12,7 @@
 // Story      Reads the names once, and asks for the size of each file that matches, relative to the
 //            folder: where there are many, half of them on a thread of its own, if there is one to
 //            be had. A link counts as the file that it leads to; one that leads to none, and a file
-//            that is gone when it is asked for, is left out.
+//            that is gone when it is asked for (stale, on a server's drive), is left out.
 // Threads    one; for kManyNames and more it makes another, which is gone when it is made.
 // Errors     all or nothing: a file that cannot be told about is an error of the whole. Throws
 //            std::bad_alloc.

@@ -1,6 +1,8 @@
 // What a listing of a real folder holds.
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -20,6 +22,8 @@
 
 #include "tests/integration/LinuxFileFixture.h"
 #include "tests/support/AsNobody.h"
+#include "tests/support/HeldFileSystem.h"
+#include "tests/support/OwnMounts.h"
 #include "tests/support/SystemCallFilter.h"
 
 namespace {
@@ -62,6 +66,33 @@ protected:
   void link(const char* target, std::string_view name) const {
     ASSERT_EQ(symlink(target, folder_.bytes(name).c_str()), 0);
   }
+  // In what is there, and without leaving less of it.
+  void append(std::string_view name, std::string_view text) const {
+    int file = open(folder_.bytes(name).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    ASSERT_EQ(write(file, text.data(), text.size()), static_cast<ssize_t>(text.size())) << name;
+    close(file);
+  }
+  // In the order in which the system tells them.
+  std::vector<std::string> namesAsRead() const {
+    std::vector<std::string> names;
+    DIR* folder = opendir(folder_.path().c_str());
+    while (dirent* entry = readdir(folder))
+      if (entry->d_type == DT_REG) names.emplace_back(entry->d_name);
+    closedir(folder);
+    return names;
+  }
+  // Over a file, one that nobody answers for. False where nothing can be mounted.
+  bool mountDead(const std::string& name) const {
+    int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+    std::string options = "fd=" + std::to_string(device) + ",rootmode=100000,user_id=0,group_id=0";
+    bool isMounted = device >= 0 && mount("dead", folder_.bytes(name).c_str(), "fuse",
+                                          MS_NOSUID | MS_NODEV, options.c_str()) == 0;
+    close(device);
+    return isMounted;
+  }
+
+private:
+  OwnMounts own_;
 };
 
 }  // namespace
@@ -158,6 +189,45 @@ TEST_F(LinuxListingTest, OfManyFilesOneThatCannotBeToldAboutIsTheFailureOfAll) {
   eSeen seen = inAChild([&] {
     return SystemCallFilter::refuse(SYS_statx, EIO) && listed("*") == "not read" &&
            lastError() == eOsIoError;
+  });
+  EXPECT_EQ(seen, eRight);
+}
+
+TEST_F(LinuxListingTest, OneFileThatCannotBeToldAboutIsTheFailureOfAllInEitherHalf) {
+  for (unsigned i = 0; i < 3000; ++i) folder_.put(std::to_string(i), "");
+  std::vector<std::string> names = namesAsRead();
+  ASSERT_EQ(names.size(), 3000u);
+  for (const std::string& name : {names.front(), names.back()}) {
+    if (!mountDead(name)) GTEST_SKIP() << "nothing can be mounted here";
+    EXPECT_EQ(listed("*"), "not read") << name;
+    EXPECT_EQ(lastError(), eOsErrorBase + ENOTCONN);
+    umount2(folder_.bytes(name).c_str(), MNT_DETACH);
+  }
+  EXPECT_NE(listed("*"), "not read");
+}
+
+TEST_F(LinuxListingTest, AFileThatIsStaleIsLeftOutAndTheOthersListed) {
+  for (const char* name : {"a", "stale", "z"}) folder_.put(name, "1");
+  HeldFileSystem server(folder_.bytes("server"), HeldFileSystem::eNothing);
+  if (!server.isMounted()) GTEST_SKIP() << "nothing can be mounted here";
+  std::string place = folder_.bytes("stale");
+  ASSERT_EQ(mount(folder_.bytes("server/empty").c_str(), place.c_str(), nullptr, MS_BIND, nullptr),
+            0);
+  // What is known of the file does not hold any longer once it is written.
+  append("stale", "123");
+  EXPECT_EQ(listed("*"), "a:1 stale:3 z:1");
+  append("stale", "4");
+  server.order({HeldFileSystem::eAnything, HeldFileSystem::eFail, 0, UINT64_MAX, ESTALE});
+  EXPECT_EQ(listed("*"), "a:1 z:1");
+  umount2(place.c_str(), MNT_DETACH);
+}
+
+TEST_F(LinuxListingTest, AFolderThatIsStaleItselfIsNotRead) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << "system calls cannot be filtered here";
+  folder_.put("file", "1");
+  eSeen seen = inAChild([&] {
+    return SystemCallFilter::refuse(SYS_statx, ESTALE) && listed("*") == "not read" &&
+           lastError() == eOsErrorBase + ESTALE;
   });
   EXPECT_EQ(seen, eRight);
 }
