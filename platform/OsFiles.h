@@ -195,8 +195,8 @@ public:
   // No link is followed below `folder`, not even one that takes a folder's place meanwhile: a link
   // is deleted itself. Nothing on another file system is. eOsInvalid, and nothing deleted: a name
   // on the way down is empty, "." or "..", or there is none, or `subfolder` as a whole leads to
-  // another folder. What cannot be deleted stays, and the rest goes all the same: false, and the
-  // last error is the first one. True when all of it is gone.
+  // another folder. What cannot be deleted stays, and the rest goes all the same, unless a folder is
+  // moved meanwhile (ESTALE): false, and the last error is the first one. True: all of it is gone.
   virtual bool deleteSubfolder(const LightweightString<wchar_t>& folder,
                                const LightweightString<wchar_t>& subfolder) = 0;
   // The name behind all links; the last component need not exist. False when it cannot be told.

@@ -41,6 +41,14 @@ int FolderDeletion::openBelow(const std::string& name, int flags, Folder& folder
   return folder.place.isBeside(here_.place) ? 0 : EXDEV;
 }
 
+// What the folder lies in, when that is still the place. Where it lies in nothing any more, the way
+// back is lost as well.
+int FolderDeletion::openAbove(const Folder& folder, const Place& place, Folder& above) {
+  int error = open(folder.descriptor.number(), "..", kToPass, above);
+  if (error == ENOENT || (error == 0 && above.place != place)) return ESTALE;
+  return error;
+}
+
 int FolderDeletion::remove(const std::string& folder, const std::vector<std::string>& below,
                            const std::string& whole) {
   Folder top;
@@ -84,9 +92,9 @@ void FolderDeletion::empty() {
 void FolderDeletion::enter(const std::string& name) {
   Folder folder;
   int error = openBelow(name, kToRead, folder);
+  if (error == ENOTDIR) return removeName(name, 0);  // something else has taken its place
   Folder back;
-  if (error == 0) error = open(folder.descriptor.number(), "..", kToPass, back);
-  if (error == 0 && back.place != here_.place) error = ESTALE;
+  if (error == 0) error = openAbove(folder, here_.place, back);
   if (error == 0) return begin(std::move(folder), name);
   note(error);
 }
@@ -112,8 +120,7 @@ void FolderDeletion::leave() {
   std::string name = std::move(levels_.back().name);
   levels_.pop_back();
   Folder above;
-  int error = open(here_.descriptor.number(), "..", kToPass, above);
-  if (error == 0 && above.place != levels_.back().place) error = ESTALE;
+  int error = openAbove(here_, levels_.back().place, above);
   note(error);
   if (error != 0) return levels_.clear();
   here_ = std::move(above);

@@ -47,6 +47,7 @@ private:
 
   static int lookAt(int folder, const char* name, int flags, Place& place);
   static int open(int above, const char* name, int flags, Folder& folder);
+  static int openAbove(const Folder& folder, const Place& place, Folder& above);
   int openBelow(const std::string& name, int flags, Folder& folder) const;
   int goDown(const std::string& folder, const std::vector<std::string>& below);
   void empty();

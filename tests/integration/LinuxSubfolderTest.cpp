@@ -1,22 +1,30 @@
 // What deleting a folder below another leaves alone on a real system, whatever is put in its way.
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 
 #include "tests/integration/LinuxFileFixture.h"
 #include "tests/support/AsNobody.h"
+#include "tests/support/FailingHeap.h"
+#include "tests/support/HeldFileSystem.h"
 #include "tests/support/NoDescriptors.h"
 #include "tests/support/OwnMounts.h"
 #include "tests/support/Soak.h"
+#include "tests/support/SystemCallFilter.h"
 
 namespace {
 
@@ -63,6 +71,32 @@ protected:
     EXPECT_TRUE(deleted("m", "m/sub"));
     EXPECT_EQ(lastError(), 0u);
     EXPECT_FALSE(isThere("m/sub"));
+  }
+  // Three folders in one; the name of that which is told last, and entered first.
+  std::string makeThreeFolders(const std::string& above) const {
+    for (const char* name : {"/f0", "/f1", "/f2"}) makeFolder(above + name);
+    std::string last;
+    DIR* folder = opendir(folder_.bytes(above).c_str());
+    while (dirent* entry = readdir(folder))
+      if (entry->d_name[0] == 'f') last = entry->d_name;
+    closedir(folder);
+    return above + "/" + last;
+  }
+  // Deletes m/sub; does something when it waits for the drive that is mounted on one of three
+  // folders in `above`. False where nothing can be mounted.
+  template <typename Change>
+  bool deletedWhile(const std::string& above, Change change) const {
+    std::string place = makeThreeFolders(above);
+    HeldFileSystem server(folder_.bytes("server"), HeldFileSystem::eEverything);
+    if (!server.isMounted() || mount(folder_.bytes("server").c_str(), folder_.bytes(place).c_str(),
+                                     nullptr, MS_BIND, nullptr) != 0)
+      return false;
+    std::thread deleting([&] { EXPECT_FALSE(deleted("m", "m/sub")); });
+    server.waitUntilHeld(1);
+    change(place);
+    server.letGo();
+    deleting.join();
+    return true;
   }
 
 private:
@@ -251,34 +285,134 @@ TEST_F(LinuxSubfolderTest, AFileInUseGoesAndWhoHasItOpenKeepsIt) {
   EXPECT_EQ(open->getSize(), 5u);
 }
 
-// One thread deletes and rebuilds, the other one puts a link to the canary in the place of a folder
-// of the tree, and the folder back.
-TEST_F(LinuxSubfolderTest, AFolderThatBecomesALinkMeanwhileLeadsNowhere) {
-  const unsigned turns = soakTurns(100'000, 5'000'000);
+TEST_F(LinuxSubfolderTest, AFolderThatHasBecomeALinkWhenItIsToBeEnteredGoesAsALink) {
+  std::string lured;
+  bool isTried = deletedWhile("m/sub", [&](const std::string& place) {
+    lured = place == "m/sub/f1" ? "m/sub/f2" : "m/sub/f1";
+    ASSERT_EQ(rmdir(folder_.bytes(lured).c_str()), 0);
+    link("../../canary", lured);
+  });
+  if (!isTried) GTEST_SKIP() << "nothing can be mounted here";
+  EXPECT_FALSE(isThere(lured));
+  EXPECT_FALSE(isThere("m/sub/deep"));
+}
+
+TEST_F(LinuxSubfolderTest, AFolderThatIsMovedAwayWhileItIsEmptiedLeadsNowhereElse) {
+  makeFolder("away");
+  folder_.put("away/beside", "alive");
+  makeFolder("away/f1");
+  bool isTried = deletedWhile("m/sub/deep", [&](const std::string&) {
+    ASSERT_EQ(rename(folder_.bytes("m/sub/deep").c_str(), folder_.bytes("away/deep").c_str()), 0);
+    makeFolder("m/sub/deep");
+    folder_.put("m/sub/deep/new", "alive");
+  });
+  if (!isTried) GTEST_SKIP() << "nothing can be mounted here";
+  EXPECT_EQ(folder_.content("m/sub/deep/new"), "alive");
+  EXPECT_EQ(folder_.content("away/beside"), "alive");
+  EXPECT_TRUE(isThere("away/f1"));
+  EXPECT_TRUE(isThere("away/deep"));
+  for (const char* name : {"away/deep/f0", "away/deep/f1", "away/deep/f2"})
+    umount2(folder_.bytes(name).c_str(), MNT_DETACH);
+}
+
+TEST_F(LinuxSubfolderTest, AWayBackThatIsLostIsNoSuccess) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << "system calls cannot be filtered here";
+  pid_t child = fork();
+  if (child == 0) {
+    // The folder above is opened first, and the one that is to go after it.
+    int first = fcntl(0, F_DUPFD_CLOEXEC, 0);
+    int second = fcntl(0, F_DUPFD_CLOEXEC, 0);
+    close(first);
+    close(second);
+    auto number = static_cast<uint32_t>(second);
+    _exit(SystemCallFilter::refuse(SYS_openat, ENOENT, number, number) && !deleted("m", "m/sub") &&
+                  lastError() == eOsErrorBase + ESTALE
+              ? eRight
+              : eWrong);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, W_EXITCODE(eRight, 0));
+  EXPECT_TRUE(isThere("m/sub"));
+}
+
+TEST_F(LinuxSubfolderTest, WhereverMemoryIsRefusedItSaysSoAndNothingElseIsDeleted) {
+  FailingHeap heap;
+  if (!heap.isAsked()) GTEST_SKIP() << "a sanitizer's own heap is in use";
+  Path folder = folder_ / "m";
+  Path subfolder = folder_ / "m/sub";
+  unsigned refusals = 0;
+  for (int nth = 0;; ++nth) {
+    linuxErrors()->setLastError(0);
+    heap.refuse(nth, true);
+    bool isDeleted = linuxFileManager()->deleteSubfolder(folder, subfolder);
+    if (!heap.letBe()) {
+      EXPECT_TRUE(isDeleted);
+      break;
+    }
+    ++refusals;
+    EXPECT_FALSE(isDeleted) << nth;
+    EXPECT_EQ(lastError(), eOsNoMemory) << nth;
+    EXPECT_TRUE(isThere("m/sub")) << nth;
+  }
+  EXPECT_GT(refusals, 2u);
+  EXPECT_FALSE(isThere("m/sub"));
+}
+
+namespace {
+
+// What is put in a place of the tree and taken out again while the tree is deleted.
+struct Lure {
+  const char* place;
+  const char* target;  // of a link; null: a folder
+};
+
+constexpr Lure kLures[] = {{"m/sub/deep", "../../canary"},
+                           {"m/sub/deep/low", "../../../canary"},
+                           {"m/sub", "../canary"},
+                           {"m/sub/deep", nullptr}};
+
+void makeLure(int base, const std::string& folder, const Lure& lure) {
+  // What came out of the tree the last time.
+  std::error_code ignored;
+  std::filesystem::remove_all(folder + "/m/lure", ignored);
+  if (lure.target) [[maybe_unused]]
+    int made = symlinkat(lure.target, base, "m/lure");
+  else
+    mkdirat(base, "m/lure", 0700);
+}
+
+void rebuild(int base) {
+  for (const char* name : {"m/sub", "m/sub/deep", "m/sub/deep/low"}) mkdirat(base, name, 0700);
+  for (const char* name : {"m/sub/x", "m/sub/deep/y", "m/sub/deep/low/z"}) {
+    int made = openat(base, name, O_CREAT | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (made >= 0) close(made);
+  }
+}
+
+}  // namespace
+
+// One thread deletes and rebuilds. The other one puts a link to the canary in the place of a folder
+// of the tree or of the tree itself, and moves a folder out of the tree, and back.
+TEST_F(LinuxSubfolderTest, AFolderThatBecomesALinkOrIsMovedMeanwhileLeadsNowhere) {
+  const unsigned turns = soakTurns(40'000, 2'000'000);
   constexpr unsigned kRounds = 300;
   constexpr unsigned kExchanges = 1000;
-  link("../../canary", "m/lure");
-  link("../../../canary", "m/inner-lure");
   std::atomic<unsigned> rounds{0};
   std::atomic<bool> isOver{false};
   unsigned exchanged = 0;
   int base = open(folder_.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   std::thread swapping([&] {
     for (unsigned turn = 0; turn < turns || rounds < kRounds || exchanged < kExchanges; ++turn) {
-      bool isInner = turn % 4 >= 2;
-      const char* lure = isInner ? "m/inner-lure" : "m/lure";
-      const char* place = isInner ? "m/sub/deep/inner" : "m/sub/deep";
-      exchanged += renameat2(base, lure, base, place, RENAME_EXCHANGE) == 0;
+      const Lure& lure = kLures[turn / 2 % std::size(kLures)];
+      if (turn % 2 == 0) makeLure(base, folder_.path(), lure);
+      exchanged += renameat2(base, "m/lure", base, lure.place, RENAME_EXCHANGE) == 0;
     }
     isOver = true;
   });
   while (!isOver) {
     linuxFileManager()->deleteSubfolder(folder_ / "m", folder_ / "m/sub");
-    for (const char* name : {"m/sub", "m/sub/deep", "m/sub/deep/inner"}) mkdirat(base, name, 0700);
-    for (const char* name : {"m/sub/x", "m/sub/deep/y", "m/sub/deep/inner/z"}) {
-      int made = openat(base, name, O_CREAT | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0600);
-      if (made >= 0) close(made);
-    }
+    rebuild(base);
     ++rounds;
     EXPECT_TRUE(isCanaryWhole()) << "after round " << rounds;
   }

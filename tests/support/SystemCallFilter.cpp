@@ -15,12 +15,13 @@
 namespace {
 
 // The lower half of the first argument comes first on this system's processors.
-bool install(int call, uint32_t leastFirst, uint32_t action) {
-  std::array<sock_filter, 6> program = {
+bool install(int call, uint32_t action, uint32_t leastFirst = 0, uint32_t mostFirst = UINT32_MAX) {
+  std::array<sock_filter, 7> program = {
       sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(call), 0, 3),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(call), 0, 4),
       sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
-      sock_filter BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, leastFirst, 0, 1),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, leastFirst, 0, 2),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, mostFirst, 1, 0),
       sock_filter BPF_STMT(BPF_RET | BPF_K, action),
       sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
   sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
@@ -30,14 +31,14 @@ bool install(int call, uint32_t leastFirst, uint32_t action) {
 
 }  // namespace
 
-bool SystemCallFilter::refuse(int call, int error, uint32_t leastFirst) {
+bool SystemCallFilter::refuse(int call, int error, uint32_t leastFirst, uint32_t mostFirst) {
   uint32_t action = SECCOMP_RET_ERRNO | static_cast<uint32_t>(error);
-  return install(call, leastFirst, action);
+  return install(call, action, leastFirst, mostFirst);
 }
 
-bool SystemCallFilter::kill(int call) { return install(call, 0, SECCOMP_RET_KILL_PROCESS); }
+bool SystemCallFilter::kill(int call) { return install(call, SECCOMP_RET_KILL_PROCESS); }
 
-bool SystemCallFilter::trap(int call) { return install(call, 0, SECCOMP_RET_TRAP); }
+bool SystemCallFilter::trap(int call) { return install(call, SECCOMP_RET_TRAP); }
 
 bool SystemCallFilter::isAllowed() {
   pid_t child = fork();

@@ -8,8 +8,8 @@
 // Errors     false where a process may not filter its own system calls; nothing has changed.
 class SystemCallFilter {
 public:
-  // The call fails with that error, when its first argument is at least `leastFirst`.
-  static bool refuse(int call, int error, uint32_t leastFirst = 0);
+  // The call fails with that error, when its first argument is one of these.
+  static bool refuse(int call, int error, uint32_t leastFirst = 0, uint32_t mostFirst = UINT32_MAX);
   // The call ends the process with SIGSYS.
   static bool kill(int call);
   // The call raises SIGSYS on its thread.
