@@ -195,7 +195,7 @@ public:
   // No link is followed below `folder`, not even one that takes a folder's place meanwhile: a link
   // is deleted itself. Nothing on another file system is. eOsInvalid, and nothing deleted: a name
   // on the way down is empty, "." or "..", or there is none, or `subfolder` as a whole leads to
-  // another folder. What cannot be deleted stays, and the rest goes all the same, unless a folder is
+  // another folder. What cannot be deleted stays, and the rest goes all the same, unless one is
   // moved meanwhile (ESTALE): false, and the last error is the first one. True: all of it is gone.
   virtual bool deleteSubfolder(const LightweightString<wchar_t>& folder,
                                const LightweightString<wchar_t>& subfolder) = 0;
