@@ -15,7 +15,8 @@
 //            there before have left; they let nobody pass who comes later, so it is not for long.
 // Threads    any. A thread that holds it may read under it. A thread that reads must not enter or
 //            read again until it has left, calls out to nobody, and does not wait.
-//            Destroyed when nobody holds or waits for it.
+//            Destroyed when nobody holds or waits for it and no call of it is running: who leaves
+//            looks at it once more when others may enter already.
 // Errors     none.
 class PLATFORM_EXPORT CAPABILITY("mutex") SharedCriticalSection {
 public:
