@@ -125,6 +125,10 @@ bool isMedia(std::string_view start) { return start.starts_with(kMediaTag); }
 }  // namespace
 
 unsigned MaterialLink::createLink(const Path& linkPath, const Path& target, bool replace) {
+  if (stripPath(linkPath).empty()) {
+    OS()->getErrors()->setLastError(eOsInvalid);
+    return eResultFailed;
+  }
   Link link;
   if (!makeContent(target, link)) return eResultFailed;
   bool isMade = replace ? createInPlace(linkPath, link) : createWhereNothingIs(linkPath, link);

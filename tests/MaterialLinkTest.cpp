@@ -222,6 +222,17 @@ TEST_F(MaterialLinkTest, ATargetThatIsNoNameIsRefused) {
   EXPECT_FALSE(files().hasFile(kLink));
 }
 
+TEST_F(MaterialLinkTest, APathWithoutALastPartIsRefusedBeforeAnythingIsOpened) {
+  for (const Text& path : {Text(), Text(L"/"), Text(L"/m/"), Text(L"m/")})
+    for (bool replace : {false, true}) {
+      os_->errors().setLastError(0);
+      EXPECT_EQ(MaterialLink::createLink(path, kTarget, replace), 0u);
+      EXPECT_EQ(os_->errors().getLastError(), uint32_t{eOsInvalid});
+    }
+  EXPECT_TRUE(files().opens().empty());
+  EXPECT_EQ(os_->faults().calls(FaultPlan::eGetFileSize), 0u);
+}
+
 // What goes wrong while it is made ----------------------------------------------------------------
 
 TEST_F(MaterialLinkTest, AFolderThatIsNotThereTakesNoLink) {

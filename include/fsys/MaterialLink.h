@@ -21,8 +21,9 @@ public:
 
   // Makes the file `linkPath` a link to `target`: 1, and its content is on the disk, or 0, and what
   // stood there stands there still. An empty target gives a link that leads nowhere. Refused before
-  // anything is opened: a target of kBytes bytes or more, one that is no name (toPathBytes), and
-  // one that begins with "RIFF". A target of kBytes - 1 bytes is taken, but cannot be read back.
+  // anything is opened: a path without a last part, with eOsInvalid as the error; a target of
+  // kBytes bytes or more, one that is no name (toPathBytes), and one that begins with "RIFF". A
+  // target of kBytes - 1 bytes is taken, but cannot be read back.
   // Without `replace` a path that exists is left alone. With it an existing file is replaced, which
   // takes the right to write it and to make files in its folder; a symbolic link is replaced
   // itself, not written through. A file of more than kBytes is media: it is never emptied, the
