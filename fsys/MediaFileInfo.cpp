@@ -1,5 +1,7 @@
 #include "fsys/MediaFileInfo.h"
 
+#include <utility>
+
 #include "fsys/ProxyName.h"
 #include "platform/CriticalSection.h"
 #include "platform/OS.h"
@@ -11,11 +13,25 @@ namespace {
 
 using Text = LightweightString<wchar_t>;
 
-// Guards the linked name of every info: taken for no longer than a text's handle is copied, and
-// nothing is called while it is held. One for all keeps them small.
+// Guards the linked name of every info: taken for no longer than a text's handle is copied or
+// swapped, and nothing is called or freed while it is held. One for all keeps them small.
 CriticalSection& linkedNames() {
   static CriticalSection& lock = *new CriticalSection;  // infos may outlive any static object
   return lock;
+}
+
+// What stands where a link that is of no use would be made.
+enum ePlace {
+  eFree,     // nothing
+  eAtStake,  // what it could take the place of, or nobody can tell
+  eMedia,    // what createLink refuses and reports
+};
+
+ePlace placeAt(const Text& path) {
+  uint64_t bytes = 0;
+  if (OS()->getFileManager()->getFileSize(path, bytes))
+    return bytes > MaterialLink::kBytes ? eMedia : eAtStake;
+  return OS()->getErrors()->getLastError() == eOsNotFound ? eFree : eAtStake;
 }
 
 }  // namespace
@@ -71,9 +87,8 @@ unsigned MediaFileInfo::setMaterialFilename(const MaterialFilename& name) {
 
 Text MediaFileInfo::getLinkFileName() const { return name_.getOsPath(); }
 
-// Most have never been read, and need no lock.
+// Without the lock it could be seen as not read while another name is set.
 bool MediaFileInfo::finalLinked(Text& linked) const {
-  if (linkState_.load() != eFinal) return false;
   CriticalSectionLock lock(linkedNames());
   if (linkState_.load() != eFinal) return false;
   linked = linked_;
@@ -82,9 +97,13 @@ bool MediaFileInfo::finalLinked(Text& linked) const {
 
 unsigned MediaFileInfo::createLinkFile(bool replace) const {
   Text linked;
-  bool isKnown = finalLinked(linked);
-  Text path = getLinkFileName();
-  if (replace && !isKnown && isLink(path)) return 0;
+  (void)finalLinked(linked);
+  const Text path = getLinkFileName();
+  const bool isOwn = linked == path;
+  if (isOwn || linked.empty()) {
+    const ePlace place = replace ? placeAt(path) : eFree;
+    if (place == eAtStake || (place == eFree && isOwn)) return 0;
+  }
   return createLink(path, linked, replace);
 }
 
@@ -92,21 +111,28 @@ Text MediaFileInfo::readLinkedFilename() const {
   Text linked;
   if (finalLinked(linked)) return linked;
   getLinkedFilename(getLinkFileName(), linked);
+  Text kept = linked;  // the former name afterwards: it goes behind the lock
   CriticalSectionLock lock(linkedNames());
-  keepLinked(linked);
+  keepLinked(kept);
   return linked;
 }
 
-void MediaFileInfo::setLinkedFilename(const Text& linked) const {
+bool MediaFileInfo::isLinkRead() const {
   CriticalSectionLock lock(linkedNames());
-  linkState_.store(eNotRead);
-  keepLinked(linked);
+  return linkState_.load() == eFinal;
 }
 
-void MediaFileInfo::keepLinked(const Text& linked) const {
+void MediaFileInfo::setLinkedFilename(const Text& linked) const {
+  Text kept = linked;
+  CriticalSectionLock lock(linkedNames());
+  linkState_.store(eNotRead);
+  keepLinked(kept);
+}
+
+void MediaFileInfo::keepLinked(Text& linked) const {
   uint32_t expected = eNotRead;
   if (!linkState_.compare_exchange_strong(expected, eBeingKept)) return;
-  linked_ = linked;
+  std::swap(linked_, linked);
   linkState_.store(eFinal);
 }
 

@@ -184,6 +184,51 @@ TEST_F(FsysDirectoryEntryLinkTest, WhatIsThereIsReplacedOnlyOnDemand) {
   EXPECT_EQ(target(L"/m/Material/a.A0.proxy.360.mov"), "/n/first.mov");
 }
 
+TEST_F(FsysDirectoryEntryLinkTest, WithoutAFileOfHighResolutionTheProxiesAlone) {
+  entry_.removeFile(info(L"/Material/a.mov"));
+  files().clearRecords();
+  entry_.realiseLinks(true);
+  for (const FakeOpen& open : files().opens()) EXPECT_TRUE(open.path.starts_with(L"/m/Material/"));
+  EXPECT_EQ(files().opens().size(), 2u);
+  EXPECT_EQ(target(L"/m/Material/a.A0.proxy.360.mov"), "/n/first.mov");
+  EXPECT_EQ(target(L"/m/Material/a.A0.proxy.720.mov"), "/n/second.mov");
+}
+
+TEST_F(FsysDirectoryEntryLinkTest, AGoodLinkThatCouldNotBeReadWhenItWasLookedForStays) {
+  FsysDirectoryEntry entry;
+  entry.addFile(kCookie, link(L"/Material/b.mov", L"/n/high.mov"));
+  os_->faults().fail(FaultPlan::eOpenFile, eOsAccessDenied);
+  EXPECT_EQ(entry.updateStatus(eHighRes), 1u);
+  entry.realiseLinks(true);
+  EXPECT_EQ(target(L"/m/Material/b.mov"), "/n/high.mov");
+}
+
+TEST_F(FsysDirectoryEntryLinkTest, LinksWhoseTargetsWereNotReadStay) {
+  FsysDirectoryEntry entry;
+  entry.addFile(kCookie, link(L"/Material/b.mov", L"/n/high.mov"));
+  entry.addFile(kCookie, link(L"/Material/b.A0.proxy.360.mov", L"/n/first.mov"));
+  entry.realiseLinks(true);
+  EXPECT_EQ(target(L"/m/Material/b.mov"), "/n/high.mov");
+  EXPECT_EQ(target(L"/m/Material/b.A0.proxy.360.mov"), "/n/first.mov");
+}
+
+TEST_F(FsysDirectoryEntryLinkTest, RealMediaIsReportedInLine129AndStays) {
+  files().addFile(L"/m/Material/a.mov", std::vector<unsigned char>(513, 'x'));
+  entry_.realiseLinks(true);
+  EXPECT_EQ(diagnostics_.outText(), "assertion failed false at fsys/MaterialLink line 129\n");
+  EXPECT_EQ(content(L"/m/Material/a.mov"), std::string(513, 'x'));
+  EXPECT_EQ(target(L"/m/Material/a.A0.proxy.720.mov"), "/n/second.mov") << "the others go on";
+}
+
+TEST_F(FsysDirectoryEntryLinkTest, LinksAreWrittenInTheOrderOfTheList) {
+  files().clearRecords();
+  entry_.realiseLinks(false);
+  ASSERT_EQ(files().opens().size(), 3u);
+  EXPECT_EQ(files().opens()[0].path, L"/m/Material/a.mov");
+  EXPECT_EQ(files().opens()[1].path, L"/m/Material/a.A0.proxy.360.mov");
+  EXPECT_EQ(files().opens()[2].path, L"/m/Material/a.A0.proxy.720.mov");
+}
+
 // updateLinks ------------------------------------------------------------------------------------
 
 class FsysDirectoryEntryUpdateLinksTest : public DirectoryEntryFixture {};

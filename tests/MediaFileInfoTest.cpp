@@ -238,11 +238,87 @@ TEST_F(MediaFileInfoTest, ALinkWhoseTargetIsNotKnownIsNotReplacedByOneThatLeadsN
   EXPECT_EQ(content(kLink), std::string(512, '\0'));
 }
 
+TEST_F(MediaFileInfoTest, ALinkThatCouldNotBeReadIsNotReplacedByOneThatLeadsNowhere) {
+  write(kLink, linkTo("/far/clip.mov"));
+  const MaterialFilename name = nameOf(L"clip.mov");
+  for (uint32_t error : {uint32_t{eOsAccessDenied}, uint32_t{eOsIoError}}) {
+    MediaFileInfo info(name, 512);
+    os_->faults().fail(FaultPlan::eOpenFile, error);
+    EXPECT_EQ(info.readLinkedFilename(), L"");
+    EXPECT_EQ(info.createLinkFile(true), 0u);
+    EXPECT_EQ(content(kLink), linkTo("/far/clip.mov"));
+  }
+  MediaFileInfo info(name, 512);
+  os_->faults().shorten(FaultPlan::eRead, 4);
+  EXPECT_EQ(info.readLinkedFilename(), L"");
+  EXPECT_EQ(info.createLinkFile(true), 0u);
+  EXPECT_EQ(content(kLink), linkTo("/far/clip.mov"));
+}
+
+TEST_F(MediaFileInfoTest, WhatCannotBeLookedAtIsNotReplacedByALinkThatLeadsNowhere) {
+  write(kLink, linkTo("/far/clip.mov"));
+  const MaterialFilename name = nameOf(L"clip.mov");
+  for (auto call : {FaultPlan::eOpenFile, FaultPlan::eRead, FaultPlan::eGetFileSize}) {
+    os_->faults().fail(call, eOsIoError);
+    EXPECT_EQ(MediaFileInfo(name, 512).createLinkFile(true), 0u);
+    EXPECT_EQ(content(kLink), linkTo("/far/clip.mov"));
+    os_->faults().clear();
+  }
+}
+
+TEST_F(MediaFileInfoTest, MediaOfAtMost512BytesIsNotReplacedByALinkThatLeadsNowhere) {
+  const std::string riff = "RIFF" + std::string(508, 'x');
+  for (const std::string& bytes : {std::string(), std::string("RIFF"), riff}) {
+    write(kLink, bytes);
+    EXPECT_EQ(MediaFileInfo(nameOf(L"clip.mov"), bytes.size()).createLinkFile(true), 0u);
+    EXPECT_EQ(content(kLink), bytes);
+  }
+}
+
+TEST_F(MediaFileInfoTest, MediaIsNotReplacedByALinkToItself) {
+  const std::string riff = "RIFF" + std::string(508, 'x');
+  for (const std::string& bytes : {std::string("media"), riff}) {
+    write(kLink, bytes);
+    MediaFileInfo info(nameOf(L"clip.mov"), bytes.size());
+    EXPECT_EQ(info.readLinkedFilename(), kLink);
+    EXPECT_EQ(info.createLinkFile(true), 0u);
+    EXPECT_EQ(content(kLink), bytes);
+  }
+}
+
+TEST_F(MediaFileInfoTest, InPlaceOfAMissingFileNoLinkToItselfIsMade) {
+  MediaFileInfo info(nameOf(L"clip.A2.proxy.360.mov"), 1000);
+  files().addFolder(L"/disk/Material");
+  EXPECT_EQ(info.readLinkedFilename(), L"/disk/Material/clip.A2.proxy.360.mov");
+  for (bool replace : {false, true}) {
+    EXPECT_EQ(info.createLinkFile(replace), 0u);
+    EXPECT_FALSE(files().hasFile(L"/disk/Material/clip.A2.proxy.360.mov"));
+  }
+}
+
+TEST_F(MediaFileInfoTest, WhereNothingIsALinkThatLeadsNowhereIsMade) {
+  files().addFolder(L"/disk/Material");
+  for (bool replace : {false, true}) {
+    EXPECT_EQ(MediaFileInfo(nameOf(L"clip.mov"), 512).createLinkFile(replace), 1u);
+    EXPECT_EQ(content(kLink), std::string(512, '\0'));
+    EXPECT_TRUE(files().deleteFile(kLink));
+  }
+}
+
 TEST_F(MediaFileInfoTest, MediaIsNeverReplacedByALink) {
   write(kLink, std::string(600, 'x'));
-  EXPECT_EQ(MediaFileInfo(nameOf(L"clip.mov"), 600).createLinkFile(true), 0u);
-  EXPECT_EQ(diagnostics_.outText(), "assertion failed false at fsys/MaterialLink line 129\n");
-  EXPECT_EQ(content(kLink), std::string(600, 'x'));
+  const MediaFileInfo unread(nameOf(L"clip.mov"), 600);
+  const MediaFileInfo read(unread);
+  read.readLinkedFilename();
+  const MediaFileInfo led(nameOf(L"clip.mov"), L"/far", 600);
+  for (const MediaFileInfo* info : {&unread, &read, &led}) {
+    diagnostics_.clear();
+    EXPECT_EQ(info->createLinkFile(false), 0u);
+    EXPECT_EQ(diagnostics_.outText(), "");
+    EXPECT_EQ(info->createLinkFile(true), 0u);
+    EXPECT_EQ(diagnostics_.outText(), "assertion failed false at fsys/MaterialLink line 129\n");
+    EXPECT_EQ(content(kLink), std::string(600, 'x'));
+  }
 }
 
 // Copies ----------------------------------------------------------------------------------------

@@ -15,7 +15,8 @@
 //            catalogue holds very many of these.
 // Threads    what concerns the linked name (isLinkRead, readLinkedFilename, setLinkedFilename,
 //            createLinkFile, getPhysicalFilename, a copy's source): any, on a shared object,
-//            several at once. Everything else is plain data: guarded by its owner.
+//            several at once. Everything else is plain data, guarded by its owner; what is assigned
+//            to is its owner's alone.
 // Ownership  a value, or shared. Copies share texts. The copy of an info whose link has not been
 //            read is one whose link has not been read.
 // Units      bytes, lines of a picture, channels.
@@ -55,14 +56,15 @@ public:
 
   // The file's own path, whether or not it is a link.
   LightweightString<wchar_t> getLinkFileName() const;
-  // Makes that file a link to the linked name, as MaterialLink::createLink. A link whose target has
-  // not been read yet is not replaced by one that leads nowhere: 0.
+  // Makes that file a link to the linked name, as MaterialLink::createLink. Refused, with 0: a link
+  // to itself, which is what the linked name of media says, and one that leads nowhere in place of
+  // anything, as long as it is not known that nothing is there.
   unsigned createLinkFile(bool replace) const;
   // Where the link leads. The first to have read it keeps it for all; one who reads at the same
   // time gets what he read himself.
   LightweightString<wchar_t> readLinkedFilename() const;
   // Whether readLinkedFilename answers without a look at the file.
-  bool isLinkRead() const { return linkState_.load() == eFinal; }
+  bool isLinkRead() const;
   // Replaces the linked name, and makes it final.
   void setLinkedFilename(const LightweightString<wchar_t>& linked) const;
   // The path to open: for a file of 512 bytes readLinkedFilename, with `normalised` without what
@@ -91,12 +93,14 @@ private:
   void copyLink(const MediaFileInfo& other);
   // False, and `linked` left alone, while it is not final.
   bool finalLinked(LightweightString<wchar_t>& linked) const;
-  void keepLinked(const LightweightString<wchar_t>& linked) const;
+  // Swaps them, unless one is final.
+  void keepLinked(LightweightString<wchar_t>& linked) const;
 
   // Fixed order.
   MaterialFilename name_;
   mutable std::atomic<uint32_t> linkState_{eNotRead};
-  // Read and changed by one thread at a time, wherever others may have the object too.
+  // Guarded by the lock of linked names, but in a copy that is being made or assigned to: until that
+  // is done it is its owner's alone.
   mutable LightweightString<wchar_t> linked_;
   uint32_t proxyHeight_ = 0;
   uint32_t proxyAudioChannels_ = 0;
