@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <cstdint>
 #include <random>
@@ -87,6 +88,21 @@ TEST(Utf8Test, RandomBytesRichInLeadBytesSurviveTheWayToWideTextAndBack) {
     ASSERT_EQ(bytesOf(fromUTF8(bytes)), bytes) << "round " << round;
     ASSERT_EQ(toUTF8(fromUTF8(bytes)).view(), bytes) << "round " << round;
   }
+}
+
+RC_GTEST_PROP(Utf8Test, AnyBytesSurviveTheWayToWideTextAndBack, ()) {
+  const auto anyByte =
+      rc::gen::map(rc::gen::inRange(1, 256), [](int b) { return static_cast<char>(b); });
+  // What begins a character, what goes on with one, and the limits of both.
+  const auto telling = rc::gen::element('\x80', '\x8F', '\x90', '\x9F', '\xA0', '\xBF', '\xC2',
+                                        '\xE0', '\xED', '\xEF', '\xF0', '\xF4', 'a');
+  const auto bytes = *rc::gen::container<std::string>(rc::gen::oneOf(anyByte, telling));
+  const Wide wide = fromUTF8(bytes);
+  RC_ASSERT(wide.length() <= bytes.size());
+  std::string back;
+  RC_ASSERT(toPathBytes(wide, back));
+  RC_ASSERT(back == bytes);
+  RC_ASSERT(toUTF8(wide).view() == bytes);
 }
 
 TEST(Utf8Test, EscapesThatTogetherForgeACharacterAreNoName) {
