@@ -301,6 +301,7 @@ TEST_F(LinuxSubfolderTest, AFolderThatIsMovedAwayWhileItIsEmptiedLeadsNowhereEls
   makeFolder("away");
   folder_.put("away/beside", "alive");
   makeFolder("away/f1");
+  makeFolder("sub");  // beside the folder above: where two steps up from the new place lead
   bool isTried = deletedWhile("m/sub/deep", [&](const std::string&) {
     ASSERT_EQ(rename(folder_.bytes("m/sub/deep").c_str(), folder_.bytes("away/deep").c_str()), 0);
     makeFolder("m/sub/deep");
@@ -310,6 +311,7 @@ TEST_F(LinuxSubfolderTest, AFolderThatIsMovedAwayWhileItIsEmptiedLeadsNowhereEls
   EXPECT_EQ(folder_.content("m/sub/deep/new"), "alive");
   EXPECT_EQ(folder_.content("away/beside"), "alive");
   EXPECT_TRUE(isThere("away/f1"));
+  EXPECT_TRUE(isThere("sub"));
   EXPECT_TRUE(isThere("away/deep"));
   for (const char* name : {"away/deep/f0", "away/deep/f1", "away/deep/f2"})
     umount2(folder_.bytes(name).c_str(), MNT_DETACH);
