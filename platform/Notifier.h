@@ -51,13 +51,19 @@ public:
 // Threads    any. A message is delivered on the thread that issues it, with no lock of the
 //            notifier's held: a listener may issue, and add and remove listeners. One that is
 //            removed while a message is on its way may still be called for it.
-// Ownership  shares its listeners.
+// Ownership  shares its listeners. They go while it is still whole: as one ends it may remove
+//            itself and others, and must not add any.
 class PLATFORM_EXPORT Notifier {
 public:
   using Listener = Qv::Ptr<iCallbackBase<int, NotifyMsg>>;
   using Type = NotifyMsgTypeDictionary::Type;
+  struct Registration {
+    Type type;
+    Listener listener;
+  };
 
   Notifier() = default;
+  ~Notifier();
   Notifier(const Notifier&) = delete;
   Notifier& operator=(const Notifier&) = delete;
 
@@ -66,13 +72,12 @@ public:
   // The first registration of that listener; false when there is none.
   bool remove(Type type, const Listener& listener);
   void issue(const NotifyMsg& message) const;
+  // Whom a message of that type goes to, each once.
+  Vector<Listener> listenersOf(Type type) const;
+  // The listeners go when and where the caller lets go of them.
+  Vector<Registration> removeAll() noexcept;
 
 private:
-  struct Entry {
-    Type type;
-    Listener listener;
-  };
-
   mutable CriticalSection lock_;
-  Vector<Entry> entries_ GUARDED_BY(lock_);
+  Vector<Registration> entries_ GUARDED_BY(lock_);
 };

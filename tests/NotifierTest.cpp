@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -167,6 +168,33 @@ TEST_F(NotifierTest, ListenersGoWithTheirNotifier) {
   {
     Notifier notifier;
     notifier.add(drives_, Notifier::Listener(shared));
+    EXPECT_FALSE(gone);
+  }
+  EXPECT_TRUE(gone);
+}
+
+TEST_F(NotifierTest, AListenerThatGoesWithItsNotifierMayRemoveListeners) {
+  auto notifier = std::make_unique<Notifier>();
+  Notifier* ending = notifier.get();
+  const Notifier::Listener other = listener("other");
+  auto* going = new Hearing([](const NotifyMsg&) {});
+  unsigned removed = 0;
+  going->atEnd = [&] { removed += ending->remove(drives_, other) ? 10 : 1; };
+  notifier->add(drives_, Notifier::Listener(going));
+  notifier->add(drives_, other);
+  notifier.reset();
+  EXPECT_EQ(removed, 1u) << "it finds a notifier that is whole and has no listeners any more";
+}
+
+TEST_F(NotifierTest, AllListenersAreGivenToWhoRemovesThemAll) {
+  bool gone = false;
+  auto* shared = new Hearing([](const NotifyMsg&) {});
+  shared->atEnd = [&] { gone = true; };
+  notifier_.add(drives_, Notifier::Listener(shared));
+  {
+    const Vector<Notifier::Registration> removed = notifier_.removeAll();
+    EXPECT_EQ(removed.size(), 1u);
+    EXPECT_EQ(notifier_.listenersOf(drives_).size(), 0u);
     EXPECT_FALSE(gone);
   }
   EXPECT_TRUE(gone);

@@ -28,6 +28,8 @@ NotifyMsgTypeDictionary::Type NotifyMsgTypeDictionary::intern(const LightweightS
   return types.typeOf(name.view());
 }
 
+Notifier::~Notifier() { removeAll(); }
+
 void Notifier::add(Type type, const Listener& listener) {
   if (!listener) return;
   CriticalSectionLock lock(lock_);
@@ -47,12 +49,21 @@ bool Notifier::remove(Type type, const Listener& listener) {
 }
 
 void Notifier::issue(const NotifyMsg& message) const {
-  Vector<Listener> told;
-  {
-    CriticalSectionLock lock(lock_);
-    for (const Entry& entry : entries_)
-      if (entry.type == message.getType() && told.locate(entry.listener) == told.npos)
-        told.add(entry.listener);
-  }
-  for (const Listener& listener : told) listener->callback(message);
+  for (const Listener& listener : listenersOf(message.getType())) listener->callback(message);
+}
+
+Vector<Notifier::Listener> Notifier::listenersOf(Type type) const {
+  Vector<Listener> listeners;
+  CriticalSectionLock lock(lock_);
+  for (const Registration& entry : entries_)
+    if (entry.type == type && listeners.locate(entry.listener) == listeners.npos)
+      listeners.add(entry.listener);
+  return listeners;
+}
+
+Vector<Notifier::Registration> Notifier::removeAll() noexcept {
+  Vector<Registration> removed;
+  CriticalSectionLock lock(lock_);
+  removed.swap(entries_);
+  return removed;
 }
