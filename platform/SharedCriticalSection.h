@@ -28,6 +28,8 @@ public:
   SharedCriticalSection& operator=(const SharedCriticalSection&) = delete;
 
   void enter() ACQUIRE();
+  // False, and nothing is held, when another thread holds it or anybody reads. Does not wait.
+  bool tryEnter() TRY_ACQUIRE(true);
   void leave() RELEASE();
   // What leaveShared wants; null when the lock itself was taken.
   Readers* enterShared() ACQUIRE_SHARED();
@@ -41,6 +43,7 @@ private:
   };
 
   static size_t placeOfThread();
+  bool hasReaders() const;
   void waitForReaders();
 
   CriticalSection lock_;

@@ -25,3 +25,27 @@ TEST(SharedCriticalSectionTest, WhoHoldsItMayEnterAgainAndRead) {
   SharedCriticalSectionRead reader(section);
   EXPECT_TRUE(reader.isBesideOthers());
 }
+
+TEST(SharedCriticalSectionTest, ATryFailsWhileSomebodyReadsAndChangesNothing) {
+  SharedCriticalSection section;
+  {
+    SharedCriticalSectionRead reader(section);
+    EXPECT_FALSE(section.tryEnter());
+  }
+  SharedCriticalSectionRead reader(section);
+  EXPECT_TRUE(reader.isBesideOthers()) << "nothing is held";
+}
+
+TEST(SharedCriticalSectionTest, WhatIsFreeOrHeldByTheThreadItselfIsEnteredByATry) {
+  SharedCriticalSection section;
+  ASSERT_TRUE(section.tryEnter());
+  EXPECT_TRUE(section.tryEnter());
+  section.leave();
+  {
+    SharedCriticalSectionRead reader(section);
+    EXPECT_FALSE(reader.isBesideOthers()) << "entered twice, left once";
+  }
+  section.leave();
+  SharedCriticalSectionRead reader(section);
+  EXPECT_TRUE(reader.isBesideOthers());
+}

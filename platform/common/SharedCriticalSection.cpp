@@ -1,5 +1,7 @@
 #include "platform/SharedCriticalSection.h"
 
+#include <algorithm>
+
 // A reader counts itself and then looks whether somebody has entered; who enters says so and then
 // looks at the counts. In one order of all four, at least one of the two sees the other.
 
@@ -16,9 +18,23 @@ void SharedCriticalSection::enter() NO_THREAD_SAFETY_ANALYSIS {
   waitForReaders();
 }
 
+bool SharedCriticalSection::tryEnter() NO_THREAD_SAFETY_ANALYSIS {
+  if (!lock_.tryEnter()) return false;
+  if (depth_++ > 0) return true;
+  isEntered_.store(true);
+  if (!hasReaders()) return true;
+  leave();
+  return false;
+}
+
 void SharedCriticalSection::leave() NO_THREAD_SAFETY_ANALYSIS {
   if (--depth_ == 0) isEntered_.store(false);
   lock_.leave();
+}
+
+bool SharedCriticalSection::hasReaders() const {
+  return std::any_of(places_.begin(), places_.end(),
+                     [](const Place& place) { return place.readers.load() != 0; });
 }
 
 void SharedCriticalSection::waitForReaders() {
