@@ -5,15 +5,30 @@
 #include <loki/Singleton.h>
 
 #include <algorithm>
+#include <new>
 
 #include "fsys/CookieMap.h"
 #include "fsys/DriveQuestions.h"
 #include "platform/Check.h"
 #include "platform/ConfigInt.h"
 
-// The lock first, so that the entries go under one that is still there.
-SharedCriticalSection SystemCache::lock_;
-CookieMap SystemCache::files_;
+namespace {
+
+// Room: of what threads may use for as long as the process runs, and so is never destroyed.
+template <typename T>
+struct Room {
+  alignas(T) unsigned char bytes[sizeof(T)];
+};
+
+Room<SharedCriticalSection> roomOfLock;
+Room<CookieMap> roomOfFiles;
+Room<CriticalSection> roomOfInstanceLock;
+
+}  // namespace
+
+SharedCriticalSection& SystemCache::lock_ = *new (&roomOfLock) SharedCriticalSection;
+CookieMap& SystemCache::files_ = *new (&roomOfFiles) CookieMap;
+SystemCache::End SystemCache::end_;
 OsWord<bool> SystemCache::isInitialised_{false};
 ScanTally SystemCache::tally_;
 int SystemCache::debug_ = config_int("SystemCacheDebug", 0);
@@ -32,8 +47,28 @@ constexpr unsigned kVisionChannelsOfShot = 24;
 constexpr unsigned kSoundChannelsOfShot = 32;
 
 // The holder is not made for threads; its instance may come and go as often as it is needed.
-CriticalSection instanceLock;
+CriticalSection& instanceLock = *new (&roomOfInstanceLock) CriticalSection;
 using Holder = Loki::SingletonHolder<SystemCache, Loki::CreateUsingNew, Loki::DeletableSingleton>;
+
+// Life: sees to it that the instance goes under the lock, and its listeners after that.
+struct Life : Loki::DeletableSingleton<SystemCache> {
+  static SystemCache& instanceLocked() {
+    SystemCache& instance = Holder::Instance();
+    if (deleter != &end) holdersEnd = deleter;
+    deleter = &end;
+    return instance;
+  }
+
+private:
+  static void end() {
+    Vector<Notifier::Registration> listeners;
+    CriticalSectionLock lock(instanceLock);
+    Holder::Instance().removeAll().swap(listeners);
+    holdersEnd();
+  }
+
+  static inline Loki::atexit_pfn_t holdersEnd = nullptr;
+};
 
 bool isThere(const MaterialFilename& name) {
   return name.getDrive().valid() && !name.getPath().empty();
@@ -62,7 +97,21 @@ void walkShot(const Cookie& cookie, const Take& take) {
 
 SystemCache& SystemCache::instance() {
   CriticalSectionLock lock(instanceLock);
-  return Holder::Instance();
+  return Life::instanceLocked();
+}
+
+// As soon as they are known the instance may go.
+Vector<Notifier::Listener> SystemCache::whoHears(int type) {
+  CriticalSectionLock lock(instanceLock);
+  return Life::instanceLocked().listenersOf(static_cast<Type>(type));
+}
+
+// Only a process that exits has threads that are at work here: they are not waited for.
+SystemCache::End::~End() {
+  CookieMap forgotten;
+  if (!lock_.tryEnter()) return;
+  files_.swap(forgotten);
+  lock_.leave();
 }
 
 // One entry -----------------------------------------------------------------------------------

@@ -27,8 +27,21 @@ bool endsWithout(const FsysDirectoryEntry& entry, unsigned mediaTypes) {
 
 }  // namespace
 
+// Telling: a message, and who will hear it. Made before what it tells of, nothing can come between.
+struct SystemCache::Telling {
+  Telling(int type, const Cookie& cookie, const Entry& entry)
+      : message(type, cookie.asString(true), entry), listeners(whoHears(type)) {}
+
+  void tell() const {
+    for (const Listener& listener : listeners) listener->callback(message);
+  }
+
+  NotifyMsg message;
+  Vector<Listener> listeners;
+};
+
 void SystemCache::tell(int type, const Cookie& cookie, const Entry& entry) {
-  instance().issue(NotifyMsg(type, cookie.asString(true), entry));
+  Telling(type, cookie, entry).tell();
 }
 
 // Adding --------------------------------------------------------------------------------------

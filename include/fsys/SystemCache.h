@@ -38,8 +38,10 @@ class FolderScan;
 //            are guarded only where something holds the lock; two that change one entry at the same
 //            time are for their callers to keep apart, and so are those that change it and read it.
 // Ownership  shares the entries: one that was removed is whole for as long as somebody holds it.
-//            The instance is made when first needed and goes at the exit of the process; needed
-//            after that it is made again.
+//            The instance is made when first needed and goes at the exit of the process, also while
+//            others tell of something; needed after that it is made again. Everything else works
+//            until the process has ended: the entries are let go of at its exit, or when the
+//            library is unloaded, unless somebody is at work in the catalogue just then.
 // Units      bytes. `mediaTypes`: 1 the high-resolution file, 2 the proxies, 3 both.
 // Errors     an unknown cookie is null, false, a name that is missing (no drive or no path) or 0.
 //            A cookie that is neither vision nor sound is reported, and looked up all the same.
@@ -55,7 +57,8 @@ public:
   using Callback = std::function<bool(const Cookie& cookie, const FsysDirectoryEntry& entry)>;
 
   // Whom listeners are added to, under the types below. Its messages have the cookie's text and the
-  // entry as payload, and are issued with the catalogue's lock held, realiseLinks' excepted.
+  // entry as payload, and are issued with the catalogue's lock held, realiseLinks' excepted. Ask
+  // anew where the process may be exiting meanwhile.
   static SystemCache& instance();
 
   // "SysCacheAdd", "SysCacheDel", "SysCacheAddProxy", "SysCacheDelProxy"; the last is never issued.
@@ -141,19 +144,23 @@ public:
 private:
   friend struct LayoutPeer;
   friend struct SystemCachePeer;
+  // Lets go of the entries.
+  struct End {
+    ~End();
+  };
+  struct Telling;
 
   // To the entry that was found, or to a new one. Returns it.
   static Entry addLocked(const Cookie& cookie, const MediaFileInfo& info, const Entry& found)
       REQUIRES(lock_);
   static void tell(int type, const Cookie& cookie, const Entry& entry);
+  static Vector<Listener> whoHears(int type);
   static void mergeFileLocked(FolderScan& scan, const Text& name, uint64_t bytes) REQUIRES(lock_);
 
-  // Fixed order; the types above follow.
-  static CookieMap files_ GUARDED_BY(lock_);
-  static SharedCriticalSection lock_;
+  // Fixed order; the types above follow. The first two are never destroyed.
+  static CookieMap& files_ GUARDED_BY(lock_);
+  static SharedCriticalSection& lock_;
   static OsWord<bool> isInitialised_;
   static int debug_;
-
-  // Ours.
-  static ScanTally tally_ GUARDED_BY(lock_);
+  static End end_;
 };
