@@ -1,4 +1,6 @@
 // What those who make, delete and link media tell the catalogue.
+#include <optional>
+
 #include "fsys/CookieMap.h"
 #include "fsys/DriveQuestions.h"
 #include "fsys/SystemCache.h"
@@ -91,8 +93,11 @@ bool SystemCache::removeFile(const Cookie& cookie, bool notify, unsigned mediaTy
     (void)FSYS_CHECK(false, "fsys/SystemCache line 385");
     return true;
   }
+  // Memory that fails does so before the entry goes.
+  std::optional<Telling> telling;
+  if (notify) telling.emplace(fileRemovedMsgType_, cookie, entry);
   if (endsWithout(*entry, mediaTypes)) files_.remove(cookie);
-  if (notify) tell(fileRemovedMsgType_, cookie, entry);
+  if (telling) telling->tell();
   return entry->deleteFiles(mediaTypes) == kSucceeded;
 }
 

@@ -1,5 +1,6 @@
 // What is taken out of the catalogue, and from the disk.
 
+#include <new>
 #include <stdexcept>
 
 #include "platform/fake/FakeErrors.h"
@@ -138,6 +139,41 @@ TEST_F(SystemCacheRemoveTest, WhatAListenerThrowsReachesTheCallerAndNothingWasDe
   EXPECT_THROW(remove(3), std::runtime_error);
   EXPECT_FALSE(SystemCachePeer::isLocked());
   EXPECT_EQ(left(), "hp-");
+}
+
+TEST_F(SystemCacheRemoveTest, WhereverMemoryIsRefusedNoEntryGoesUntold) {
+  bool isHeard = false;
+  hear(SystemCache::fileRemovedMsgType_, [&isHeard](const NotifyMsg&) { isHeard = true; });
+  bool isDone = false;
+  for (int nth = 0; !isDone; ++nth) {
+    SystemCache::invalidate();
+    isHeard = false;
+    addBoth();
+    {
+      FailingHeap heap;
+      if (!heap.isAsked())
+        GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+      heap.refuse(nth, true);
+      try {
+        remove(3);
+        isDone = !heap.letBe();
+      } catch (const std::bad_alloc&) {
+        heap.letBe();
+      }
+    }
+    EXPECT_FALSE(SystemCachePeer::isLocked()) << nth;
+    EXPECT_EQ(SystemCache::findEntryForCookie(kVision) == nullptr, isHeard) << nth;
+    if (!isHeard) {
+      EXPECT_EQ(left(), "hp+") << nth;
+    }
+  }
+  EXPECT_TRUE(isHeard);
+  EXPECT_EQ(left(), "-");
+}
+
+TEST_F(SystemCacheRemoveTest, ACookieThatIsNeitherPictureNorSoundIsReportedAsUnknownAlone) {
+  EXPECT_TRUE(SystemCache::removeFile(cookie(L"none"), true, 3));
+  EXPECT_EQ(diagnostics_.out(), Texts{"assertion failed false at fsys/SystemCache line 385\n"});
 }
 
 TEST_F(SystemCacheRemoveTest, AListenerMayAddTheFileAgain) {
