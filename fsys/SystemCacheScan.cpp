@@ -1,6 +1,7 @@
 // Folders that are listed, and what of their files is media.
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,7 @@
 #include "fsys/MediaName.h"
 #include "fsys/SystemCache.h"
 #include "platform/Clocks.h"
+#include "platform/DriveErrand.h"
 #include "platform/Log.h"
 #include "platform/OS.h"
 #include "platform/PathHelpers.h"
@@ -26,11 +28,27 @@ constexpr std::array<std::wstring_view, 10> kEndings{L".partial", L".qvix",    L
                                                      L".qaix2",   L".vix",     L".aix",  L".vix2",
                                                      L".aix2",    L".reapeaks"};
 
+void logUnscanned(const Text& path, const char* why) {
+  Log("%s is not scanned: %s (error %u)\n", toUTF8(path).c_str(), why,
+      OS()->getErrors()->getLastError());
+}
+
+// Whether a listing may find something. A drive that is only slow, as a disk that starts to turn,
+// is waited for.
+bool isWorthListing(const Text& path) {
+  if (path.empty()) return true;
+  const std::optional<bool> isThere = askDrive(
+      path, [path] { return OS()->getFileManager()->folderExists(path); },
+      DriveQuestions::kMakePatience_ms);
+  if (!isThere) logUnscanned(path, "its drive does not answer");
+  return isThere.value_or(false);
+}
+
 // None where the folder or its drive is away.
-Files listed(const Text& pattern) {
+Files listed(const Text& path, const Text& pattern) {
   Files files;
-  if (DriveQuestions::folderIsThere(getPath(pattern)))
-    OS()->getFileManager()->listFiles(pattern, files);
+  if (isWorthListing(path) && !OS()->getFileManager()->listFiles(pattern, files))
+    logUnscanned(path, "it cannot be listed");
   return files;
 }
 
@@ -97,13 +115,14 @@ void SystemCache::addMediaLocation(DriveId id) {
 
 void SystemCache::addDirectory(const MaterialFilename& folder) {
   const bool isLogged = debug_ != 0;
-  const double start_ms = Qv::now();
-  const Text pattern = folder.getOsPath() + L"*.*";
+  const Text path = folder.getOsPath();
+  const Text pattern = path + L"*.*";
+  double start_ms = 0;
   if (isLogged) {
     Log("%s", kRule);
     Log("SystemCache::addDirectory( %s )\n", toUTF8(pattern).c_str());
   }
-  const Files files = listed(pattern);
+  const Files files = listed(path, pattern);
   if (isLogged) Log("Num files %d\n", static_cast<int>(files.size()));
   FolderScan scan(folder, isLogged);
   SharedCriticalSectionLock lock(lock_);

@@ -152,7 +152,7 @@ TEST_F(SystemCacheScanTest, TheTimeThatAScanTookIsSaidToATenthOfAMillisecond) {
   files().drive(L"/m/").silent = true;
   SystemCachePeer::setDebug(1);
   scan();
-  EXPECT_EQ(diagnostics_.log()[3], "Time taken (500.0ms)\n") << "the drive's patience";
+  EXPECT_EQ(diagnostics_.log()[4], "Time taken (1500.0ms)\n") << "the drive's patience";
 }
 
 TEST_F(SystemCacheScanTest, NamesAndTheFolderAreSaidInUtf8) {
@@ -182,6 +182,17 @@ TEST_F(SystemCacheScanTest, ADriveThatDoesNotAnswerIsNotListed) {
   scan();
   EXPECT_EQ(catalogued(), Cookies{});
   EXPECT_EQ(os_->faults().calls(FaultPlan::eListFiles), listings);
+  EXPECT_EQ(diagnostics_.log(),
+            Texts{"/m/Material/ is not scanned: its drive does not answer (error " +
+                  std::to_string(eOsTimedOut) + ")\n"});
+}
+
+TEST_F(SystemCacheScanTest, AFolderThatIsThereAndCannotBeListedIsSaidAndOneThatIsNotIsNot) {
+  os_->faults().fail(FaultPlan::eListFiles, eOsIoError);
+  scan();
+  scan(L"/None/");
+  EXPECT_EQ(diagnostics_.log(), Texts{"/m/Material/ is not scanned: it cannot be listed (error " +
+                                      std::to_string(eOsIoError) + ")\n"});
 }
 
 TEST_F(SystemCacheScanTest, AScanTellsNobody) {

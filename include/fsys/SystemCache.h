@@ -76,8 +76,10 @@ public:
   // Scans the drive's "Material" folder, then its "Sound" folder, and logs both, whatever was found
   // there. '0' is not refused: its folders lie at the root of all.
   static void addMediaLocation(DriveId id);
-  // Scans one folder, whose path ends in a separator. One that cannot be listed has no files; one
-  // whose drive does not answer within 500 ms is not listed. Nobody is told.
+  // Scans one folder, whose path ends in a separator. One that cannot be listed has no files, and
+  // one whose drive does not answer within 1500 ms is not listed: both are logged, unless there is
+  // no such folder. A file that is removed between the listing and the merge comes back as an entry
+  // until somebody looks whether it is there. Nobody is told.
   static void addDirectory(const MaterialFilename& folder);
   // Forgets the entries whose high-resolution file lies on that drive; others keep their proxies.
   static void removeMediaLocation(DriveId id);
