@@ -32,6 +32,13 @@ OpenMode openMode(uint32_t flags, bool network) {
   return eOpenDirect;
 }
 
+// What a link says is somebody else's text: without a folder of its own it would be looked for, and
+// made, wherever this process happens to be.
+bool isWholePath(const LightweightString<wchar_t>& path) {
+  iFileManager* files = OS()->getFileManager();
+  return (!path.empty() && path.view().front() == files->getSeparator()) || files->isServed(path);
+}
+
 uint32_t remember(uint32_t error) {
   OsAtomics::store(FsysError, error);
   return error;
@@ -48,8 +55,9 @@ uint32_t FsysFile::LowLevelOpen(const LightweightString<wchar_t>& path, uint32_t
   if (probe_ && probe_->isOpen()) {
     LightweightString<wchar_t> resolved;
     // Only a link that cannot be read leaves nothing to open, and has said why.
-    bool isResolved = MaterialLink::getLinkedFilename(path, resolved) || !resolved.empty();
-    if (isResolved)
+    bool isLink = MaterialLink::getLinkedFilename(path, resolved);
+    if (isLink && !resolved.empty() && !isWholePath(resolved)) return eOsInvalid;
+    if (isLink || !resolved.empty())
       file_ = files->openMedia(resolved, flags, write, disposition, openMode(flags, network));
     if (file_ && file_->isOpen()) return eResultOk;
   }

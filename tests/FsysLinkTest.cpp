@@ -80,6 +80,20 @@ TEST_F(FsysLinkTest, ALinkThatLeadsNowhereIsNotFound) {
   expectLinkUntouched();
 }
 
+TEST_F(FsysLinkTest, ALinkWhoseTargetHasNoFolderOfItsOwnIsRefused) {
+  for (const wchar_t* target : {L"clip.mov", L"./clip.mov", L"../far/clip.mov", L"far/clip.mov",
+                                L"\\\\STATION\\media\\clip.mov", L" /far/clip.mov"}) {
+    for (bool isThere : {false, true}) {
+      if (isThere) os_->files().addFile(target, patternBytes(2000));
+      link(target);
+      expectRefused(1, eOsInvalid);
+      expectRefused(2, eOsInvalid);
+      EXPECT_EQ(os_->files().hasFile(target), isThere);
+      expectLinkUntouched();
+    }
+  }
+}
+
 TEST_F(FsysLinkTest, MediaOf512BytesIsOpenedItself) {
   Bytes media = patternBytes(512);
   std::copy_n("RIFF", 4, media.begin());

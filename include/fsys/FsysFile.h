@@ -58,7 +58,8 @@ public:
 
   // Fixed order of virtual operations.
   virtual ~FsysFile();
-  // Opens the path, through its link if it is one. 1, or an OsError.
+  // Opens the path, through its link if it is one: a target must begin with the separator, or be a
+  // provider's, else eOsInvalid. 1, or an OsError.
   virtual uint32_t LowLevelOpen(const LightweightString<wchar_t>& path, uint32_t flags,
                                 bool network);
   virtual uint32_t LowLevelClose();
