@@ -8,8 +8,8 @@
 // SmallLock: a lock of four bytes, for objects of which there are very many.
 // Story      It is held for a few lines in which nothing waits. Who finds it held sleeps until it
 //            is free; while nobody waits, entering and leaving are one exchange each.
-// Threads    any. Not re-entrant, and not fair. It works before main and after it, and may go as
-//            soon as nobody uses what it guards any more.
+// Threads    any. Not re-entrant, and not fair. It works before main and after it. Who leaves it
+//            may still wake somebody afterwards: it goes when every leave has returned.
 class CAPABILITY("mutex") SmallLock {
 public:
   constexpr SmallLock() = default;
