@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "fsys/DiskManager.h"
 #include "fsys/ResultCodes.h"
 #include "platform/Check.h"
 #include "platform/OS.h"
@@ -17,6 +18,8 @@ using Path = LightweightString<wchar_t>;
 using Link = std::array<char, MaterialLink::kBytes>;
 
 constexpr std::string_view kMediaTag = "RIFF";
+constexpr std::wstring_view kNetworkName = L"\\\\";
+constexpr std::wstring_view kNetworkSeparator = L"\\";
 constexpr unsigned kOpenFlags = 4;
 constexpr unsigned kMostNames = 16;
 constexpr uint32_t kMostRead = 4095;
@@ -97,7 +100,7 @@ bool mayReplace(const Path& path, bool& exists) {
   return files()->isWritable(path);
 }
 
-// The old content stays until all of the new one is on the disk.
+// The old content stays until all of the new one is on the disk. What came meanwhile has its say.
 bool createInPlace(const Path& path, const Link& link) {
   bool exists = false;
   if (!mayReplace(path, exists)) return false;
@@ -105,7 +108,18 @@ bool createInPlace(const Path& path, const Link& link) {
   Qv::Ptr<iFile> file = createBeside(path, name);
   if (!file) return false;
   bool isWhole = (!exists || files()->copyMode(path, name)) && writeContent(*file, link);
-  return (isWhole && files()->renameFile(name, path)) || removeMade(name);
+  bool isMade = isWhole && mayReplace(path, exists) && files()->renameFile(name, path);
+  return isMade || removeMade(name);
+}
+
+// Where nothing is it goes the way on which nothing can be lost; a symbolic link to nowhere is
+// something.
+bool createOrReplace(const Path& path, const Link& link) {
+  bool exists = false;
+  if (!mayReplace(path, exists)) return false;
+  if (exists) return createInPlace(path, link);
+  if (createWhereNothingIs(path, link)) return true;
+  return OS()->getErrors()->getLastError() == eOsExists && createInPlace(path, link);
 }
 
 bool hasLinksSize(const Path& path) {
@@ -131,7 +145,7 @@ unsigned MaterialLink::createLink(const Path& linkPath, const Path& target, bool
   }
   Link link;
   if (!makeContent(target, link)) return eResultFailed;
-  bool isMade = replace ? createInPlace(linkPath, link) : createWhereNothingIs(linkPath, link);
+  bool isMade = replace ? createOrReplace(linkPath, link) : createWhereNothingIs(linkPath, link);
   return isMade ? eResultOk : eResultFailed;
 }
 
@@ -176,5 +190,17 @@ Path MaterialLink::resolveLink(const MaterialFilename& name) {
 
 bool MaterialLink::linkedFileExists(const MaterialFilename& name) {
   Path target;
-  return getLinkedFilename(name.getOsPath(), target) && files()->exists(target);
+  return getLinkedFilename(name.getOsPath(), target) && files()->exists(localTarget(target));
+}
+
+// Behind the share's name the path has this system's separators.
+Path MaterialLink::localTarget(const Path& target) {
+  if (!target.view().starts_with(kNetworkName)) return target;
+  const size_t server = target.find(kNetworkSeparator, kNetworkName.size());
+  if (server == Path::npos) return target;
+  const size_t share = target.find(kNetworkSeparator, server + 1);
+  if (share == Path::npos) return target;
+  const Path file = fixForeignOSFileName(target.substr(share + 1));
+  const Path local = DiskManager::convertUNCtoLocalShare(target.substr(0, share + 1) + file);
+  return local.empty() ? target : local;
 }

@@ -170,6 +170,42 @@ TEST_F(MaterialLinkTest, WhatCannotBeLookedAtIsNotReplaced) {
   EXPECT_EQ(os_->errors().getLastError(), uint32_t{eOsIoError});
 }
 
+TEST_F(MaterialLinkTest, WhatComesMeanwhileIsNotReplaced) {
+  write(kLink, std::string(513, 'x'));
+  os_->faults().fail(FaultPlan::eGetFileSize, eOsNotFound);  // not there yet
+  EXPECT_EQ(create(true), 0u);
+  EXPECT_EQ(content(kLink), std::string(513, 'x'));
+  EXPECT_EQ(diagnostics_.outText(), kMediaIsNoLink);
+  EXPECT_EQ(namesIn(L"/m/"), Texts{"clip.mov"});
+}
+
+TEST_F(MaterialLinkTest, ALinkThatCameMeanwhileIsReplaced) {
+  write(kLink, linkTo("/old"));
+  os_->faults().fail(FaultPlan::eGetFileSize, eOsNotFound);
+  EXPECT_EQ(create(true), 1u);
+  expectTarget(kTarget);
+}
+
+TEST_F(MaterialLinkTest, WhatIsReplacedIsLookedAtOnceMoreJustBefore) {
+  write(kLink, linkTo("/old"));
+  files().clearRecords();
+  for (unsigned look : {1u, 2u, 3u}) os_->faults().fail(FaultPlan::eGetFileSize, eOsIoError, look);
+  unsigned refused = 0;
+  while (create(true) == 0) {
+    EXPECT_EQ(content(kLink), linkTo("/old"));
+    EXPECT_EQ(namesIn(L"/m/"), Texts{"clip.mov"});
+    ++refused;
+  }
+  EXPECT_EQ(refused, 3u);
+  os_->faults().fail(FaultPlan::eGetFileSize, eOsIoError, 3);
+  write(kLink, linkTo("/old"));
+  files().clearRecords();
+  EXPECT_EQ(create(true), 0u);
+  EXPECT_EQ(files().transfers().size(), 1u) << "it was written beside its place by then";
+  EXPECT_EQ(content(kLink), linkTo("/old"));
+  EXPECT_EQ(namesIn(L"/m/"), Texts{"clip.mov"});
+}
+
 TEST_F(MaterialLinkTest, AFileThatMayNotBeWrittenIsNotReplaced) {
   write(kLink, linkTo("/old"));
   files().setReadOnly(kLink);
@@ -391,6 +427,23 @@ TEST_F(MaterialLinkTest, AFilesNameIsResolvedToThePathToOpen) {
   write(L"/disk/Material/clip.mov", "RIFF" + std::string(508, 'x'));
   EXPECT_EQ(MaterialLink::resolveLink(name), L"/disk/Material/clip.mov");
   EXPECT_FALSE(MaterialLink::linkedFileExists(name)) << "it exists, but is no link";
+}
+
+TEST_F(MaterialLinkTest, ANetworkNameOfAShareHereIsLookedForWhereItLies) {
+  Vector<iFileManager::Share> shares;
+  shares.add({L"\\\\STATION\\media", L"/srv/"});
+  files().setShares(shares);
+  VolumeRegistry::get().shares.forget();
+  const MaterialFilename name(DriveId(), kLink);
+  for (const wchar_t* target : {L"\\\\STATION\\media\\sub\\a.mov", L"\\\\OTHER\\media\\sub\\a.mov"})
+    EXPECT_EQ(create(true, target), 1u);
+  write(L"/srv/sub/a.mov", "");
+  EXPECT_FALSE(MaterialLink::linkedFileExists(name)) << "of another machine";
+  EXPECT_EQ(create(true, L"\\\\station\\media\\sub\\a.mov"), 1u);
+  EXPECT_TRUE(MaterialLink::linkedFileExists(name));
+  expectTarget(L"\\\\station\\media\\sub\\a.mov");
+  for (const wchar_t* other : {L"\\\\", L"\\\\STATION", L"\\\\STATION\\media", L"\\x", L""})
+    EXPECT_EQ(MaterialLink::localTarget(other), other);
 }
 
 RC_GTEST_PROP(MaterialLinkPropertyTest, AnyTargetBelow511BytesComesBack, ()) {

@@ -19,13 +19,13 @@ class FSYS_EXPORT MaterialLink {
 public:
   static constexpr uint32_t kBytes = 512;
 
-  // Makes the file `linkPath` a link to `target`: 1, and its content is on the disk, or 0, and what
-  // stood there stands there still. An empty target gives a link that leads nowhere. Refused before
-  // anything is opened: a path without a last part, with eOsInvalid as the error; a target of
-  // kBytes bytes or more, one that is no name (toPathBytes), and one that begins with "RIFF". A
-  // target of kBytes - 1 bytes is taken, but cannot be read back.
-  // Without `replace` a path that exists is left alone. With it an existing file is replaced, which
-  // takes the right to write it and to make files in its folder; a symbolic link is replaced
+  // Makes the file `linkPath` a link to `target`: 1, and its content is on the disk, though its
+  // name may not be yet, or 0, and what stood there stands there still. An empty target gives a
+  // link that leads nowhere. Refused before anything is opened: a path without a last part, with
+  // eOsInvalid as the error; a target of kBytes bytes or more, one that is no name (toPathBytes),
+  // and one that begins with "RIFF". A target of kBytes - 1 bytes is taken, but cannot be read
+  // back. Without `replace` a path that exists is left alone. With it an existing file is replaced,
+  // which takes the right to write it and to make files in its folder; a symbolic link is replaced
   // itself, not written through. A file of more than kBytes is media: it is never emptied, the
   // assertion "false" is reported, and the answer is 0.
   static unsigned createLink(const LightweightString<wchar_t>& linkPath,
@@ -38,6 +38,9 @@ public:
                                 LightweightString<wchar_t>& result);
   // What getLinkedFilename gives for the file's path, whether or not it is a link.
   static LightweightString<wchar_t> resolveLink(const MaterialFilename& name);
-  // Whether the file is a link to something that exists.
+  // Whether the file is a link to something that exists here (localTarget).
   static bool linkedFileExists(const MaterialFilename& name);
+  // Where a target lies on this machine: the network name of a file in one of its shares is the
+  // path of that file; anything else stays as it stands.
+  static LightweightString<wchar_t> localTarget(const LightweightString<wchar_t>& target);
 };
