@@ -26,9 +26,15 @@ bool FsysDirectoryEntry::isSameProxy(const MediaFileInfo& a, const MediaFileInfo
   return a.proxyHeight() == b.proxyHeight() && isSameName(a, b);
 }
 
+bool FsysDirectoryEntry::isSameFile(const MediaFileInfo& a, const MediaFileInfo& b) {
+  return a.getSize() == b.getSize() && isSameProxy(a, b);
+}
+
 void FsysDirectoryEntry::keepAnswers(MediaFileInfo& own, const MediaFileInfo& asked,
                                      const Text& target) {
-  if (!isSameProxy(own, asked) || own.getSize() != asked.getSize()) return;
+  if (!isSameFile(own, asked)) return;
+  const bool areRead = own.isLinkRead() && asked.isLinkRead();
+  if (areRead && !(own.readLinkedFilename() == target)) return;  // it leads elsewhere by now
   if (own.getStatus() == MediaFileInfo::eNotProbed) own.setStatus(asked.getStatus());
   if (asked.isLinkRead() && !own.isLinkRead()) own.setLinkedFilename(target);
 }

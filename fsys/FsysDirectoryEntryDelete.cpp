@@ -1,6 +1,8 @@
 // Deleting files, and what lies beside them.
 
-#include "fsys/DiskManager.h"
+#include <algorithm>
+#include <string>
+
 #include "fsys/FsysDirectoryEntry.h"
 #include "fsys/MediaDeletion.h"
 #include "fsys/ResultCodes.h"
@@ -15,7 +17,6 @@ namespace {
 using Text = LightweightString<wchar_t>;
 
 constexpr std::wstring_view kNetworkName = L"\\\\";
-constexpr std::wstring_view kNetworkSeparator = L"\\";
 constexpr const wchar_t* kSideFiles = L".*";
 
 uint32_t deleteOne(const Text& path) {
@@ -27,23 +28,20 @@ uint32_t deleteOne(const Text& path) {
 // What comes before the last part of a path, as it stands.
 Text folderOf(const Text& path) { return path.substr(0, path.length() - stripPath(path).length()); }
 
+// Whether the folder is the one that its text says: behind a symbolic link '..' leads elsewhere.
+// Doubled separators make no difference.
+bool isPlainFolder(const Text& folder) {
+  const wchar_t mark = OS()->getFileManager()->getSeparator();
+  std::wstring text(folder.view());
+  auto isDoubled = [mark](wchar_t a, wchar_t b) { return a == mark && b == mark; };
+  text.erase(std::unique(text.begin(), text.end(), isDoubled), text.end());
+  return getPath(folder).view() == text;
+}
+
 // Of a folder, or of '..', that is not what lies in it.
 Text linkedFolder(const Text& target) { return getPath(withoutSeparator(normalisedPath(target))); }
 
 bool isNetworkName(const Text& path) { return path.view().starts_with(kNetworkName); }
-
-// The folder here in which a file of a share of this machine lies; empty when it is none. Behind
-// the share's name it has this system's separators.
-Text folderOfShared(const Text& file) {
-  const size_t server = file.find(kNetworkSeparator, kNetworkName.size());
-  if (server == Text::npos) return {};
-  const size_t share = file.find(kNetworkSeparator, server + 1);
-  if (share == Text::npos) return {};
-  const Text folder = linkedFolder(fixForeignOSFileName(file.substr(share + 1)));
-  return getPath(DiskManager::convertUNCtoLocalShare(file.substr(0, share + 1) + folder));
-}
-
-}  // namespace
 
 // A link into a folder below its own takes that along. Whoever wrote the link chose the name of
 // that folder, so that nothing else may follow from it.
@@ -53,8 +51,9 @@ LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
   if (!MaterialLink::linkedFileExists(file) || !MaterialLink::getLinkedFilename(path, target))
     return {};
   const bool isShared = isNetworkName(target) && !isNetworkName(path);
-  const Text linked = isShared ? folderOfShared(target) : linkedFolder(target);
+  const Text linked = linkedFolder(isShared ? MaterialLink::localTarget(target) : target);
   const Text own = getPath(path);
+  if (!isPlainFolder(folderOf(path))) return;
   // Both end in a separator: what is longer and begins alike is another folder, and below it.
   const bool isBelow =
       !own.empty() && linked.length() > own.length() && startsWithNoCase(linked.view(), own.view());

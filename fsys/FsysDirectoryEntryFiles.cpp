@@ -4,9 +4,10 @@
 #include <iterator>
 #include <limits>
 
-#include "fsys/DiskManager.h"
 #include "fsys/FsysDirectoryEntry.h"
+#include "fsys/ProxyName.h"
 #include "fsys/SystemCache.h"
+#include "fsys/VolumeRegistry.h"
 #include "platform/Check.h"
 #include "platform/OS.h"
 
@@ -22,13 +23,12 @@ MaterialFilename nameAt(const Text& path) {
   const wchar_t separator = OS()->getFileManager()->getSeparator();
   DriveId holder;
   size_t length = 0;
-  DriveId id;
-  for (bool more = DiskManager::getFirstMaterialVolume(id); more;
-       more = DiskManager::getNextMaterialVolume(id)) {
-    const Text name = DiskManager::getMaterialVolumeName(id, true);
+  for (const Qv::Ptr<MediaDrive>& drive : VolumeRegistry::get().volumes().copy()) {
+    Text name;
+    drive->getLocalName(name, true);
     const bool isLonger = !holder.valid() || name.length() > length;
     if (!isLonger || !path.view().starts_with((name + separator).view())) continue;
-    holder = id;
+    holder = drive->getId();
     length = name.length();
   }
   return {holder, path.substr(length)};
@@ -43,7 +43,17 @@ void FsysDirectoryEntry::addFile(const Cookie& cookie, const MediaFileInfo& info
     addHighRes(info);
     return;
   }
+  const Files added{info};
   if (!append(info)) return;
+  try {
+    addSound(cookie, info);
+  } catch (...) {
+    forgetProxies(added);  // added again, it gets what it lacks
+    throw;
+  }
+}
+
+void FsysDirectoryEntry::addSound(const Cookie& cookie, const MediaFileInfo& info) {
   const uint32_t channels = std::min(info.proxyAudioChannels(), kLastChannel);
   for (uint32_t channel = 1; channel <= channels; ++channel)
     SystemCache::addProxyFile(
@@ -74,10 +84,11 @@ bool FsysDirectoryEntry::append(const MediaFileInfo& info) {
 // Forgetting -------------------------------------------------------------------------------------
 
 void FsysDirectoryEntry::removeFile(const MediaFileInfo& info) {
-  if (info.isProxy())
-    removeProxyFile(info.getLinkFileName());
-  else
-    forgetHighRes(info);
+  bool isProxy = info.isProxy();
+  // One of the older form is none by its name alone when its file is gone.
+  if (!isProxy && !forgetHighRes(info))
+    isProxy = ProxyName::isOlderForm(info.getMaterialFilename().getPath().view());
+  if (isProxy) removeProxyFile(info.getLinkFileName());
 }
 
 void FsysDirectoryEntry::removeProxyFile(const Text& name) {
@@ -91,9 +102,11 @@ void FsysDirectoryEntry::removeProxyFile(const Text& name) {
   forgetProxies(files);
 }
 
-void FsysDirectoryEntry::forgetHighRes(const MediaFileInfo& file) {
+bool FsysDirectoryEntry::forgetHighRes(const MediaFileInfo& file) {
   SmallLockScope lock(lock_);
-  if (isSameName(highResFile_, file)) highResFile_ = MediaFileInfo();
+  if (!isSameName(highResFile_, file)) return false;
+  highResFile_ = MediaFileInfo();
+  return true;
 }
 
 void FsysDirectoryEntry::forgetProxies(const Files& files) {
@@ -101,7 +114,7 @@ void FsysDirectoryEntry::forgetProxies(const Files& files) {
   SmallLockScope lock(lock_);
   auto isGone = [&files](const MediaFileInfo& own) {
     return std::any_of(files.begin(), files.end(),
-                       [&own](const MediaFileInfo& file) { return isSameProxy(own, file); });
+                       [&own](const MediaFileInfo& file) { return isSameFile(own, file); });
   };
   for (auto own = proxyFiles_.begin(); own != proxyFiles_.end();) {
     auto next = std::next(own);
@@ -125,8 +138,9 @@ QvResult FsysDirectoryEntry::renameProxyFile(const Text& from, const Text& to) {
   const MaterialFilename name = nameAt(to);
   SmallLockScope lock(lock_);
   auto own = std::find_if(proxyFiles_.begin(), proxyFiles_.end(),
-                          [found](const MediaFileInfo& file) { return isSameProxy(file, *found); });
+                          [found](const MediaFileInfo& file) { return isSameFile(file, *found); });
   if (own == proxyFiles_.end()) return QvResult::NotFound;
   own->setMaterialFilename(name);
+  own->forgetLinkedFilename(from);
   return QvResult::OK;
 }

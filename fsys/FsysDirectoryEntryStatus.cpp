@@ -16,7 +16,9 @@ uint32_t statusOf(bool isThere) {
   return isThere ? MediaFileInfo::ePresent : MediaFileInfo::eMissing;
 }
 
-bool exists(const Text& path) { return OS()->getFileManager()->exists(path); }
+bool exists(const Text& path) {
+  return OS()->getFileManager()->exists(MaterialLink::localTarget(path));
+}
 
 }  // namespace
 
@@ -44,9 +46,11 @@ void FsysDirectoryEntry::probeProxies() const {
   auto isUnprobed = [](const MediaFileInfo& file) {
     return file.getStatus() == MediaFileInfo::eNotProbed;
   };
-  MediaFileInfo file;
-  // Each turn settles one, whatever others do to the list.
-  while (takeProxy(isUnprobed, file)) {
+  if (MediaFileInfo file; !takeProxy(isUnprobed, file)) return;
+  Files files;
+  copyProxyFiles(files);
+  for (MediaFileInfo& file : files) {
+    if (!isUnprobed(file)) continue;
     file.setStatus(statusOf(exists(file.readLinkedFilename())));
     keepProxy(file);
   }

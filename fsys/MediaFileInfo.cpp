@@ -142,6 +142,14 @@ Text MediaFileInfo::getPhysicalFilename(bool normalised) const {
   return normalised ? normalisedPath(linked) : linked;
 }
 
+void MediaFileInfo::forgetLinkedFilename(const Text& path) {
+  Text kept;
+  CriticalSectionLock lock(linkedNames());
+  if (!linked_.empty() && !(linked_ == path)) return;
+  std::swap(linked_, kept);
+  linkState_.store(eNotRead);
+}
+
 bool MediaFileInfo::isProxy(const Text& name) {
   if (getProxyHeight(name) != ProxyName::kNoHeight) return true;
   return ProxyName::isOlderForm(name.view()) && OS()->getFileManager()->exists(name);

@@ -36,6 +36,25 @@ TEST_F(FsysDirectoryEntryFindTest, TheFirstProxyThatIsHighEnoughServes) {
   EXPECT_TRUE(entry_.findProxy(721).empty());
 }
 
+TEST_F(FsysDirectoryEntryFindTest, AProxyOfANegativeHeightServesForAny) {
+  addProxy(info(L"/Material/a.proxy.-360.mov"));
+  EXPECT_EQ(entry_.getProxyFiles().front().proxyHeight(), 4294966936u);
+  EXPECT_EQ(entry_.findProxy(100'000), L"/m/Material/a.proxy.-360.mov");
+}
+
+TEST_F(FsysDirectoryEntryFindTest, AnOlderProxyServesForAnyHeightAndIsForgottenByItsName) {
+  const Text path = L"/m/proxy/proxy-a.mov";
+  files().addFile(path);
+  const MediaFileInfo older(MaterialFilename(DriveId(), path), 1000);
+  add(older);
+  EXPECT_FALSE(entry_.hasHighRes());
+  ASSERT_EQ(entry_.getProxyFiles().size(), 1u);
+  EXPECT_EQ(entry_.getProxyFiles().front().proxyHeight(), 4294967295u);
+  EXPECT_EQ(entry_.findProxy(4294967295u), path);
+  entry_.removeFile(older);
+  EXPECT_FALSE(entry_.hasProxies());
+}
+
 TEST_F(FsysDirectoryEntryFindTest, ALowerProxyThatComesFirstIsPassedOver) {
   addProxy(media(L"/Material/a.A0.proxy.360.mov"));
   addProxy(media(L"/Material/a.A0.proxy.720.mov"));

@@ -28,7 +28,8 @@ protected:
   // Nothing goes but the link itself.
   void expectHarmless(const Text& target) {
     SCOPED_TRACE(toUTF8(target).c_str());
-    if (!files().exists(target)) files().addFile(target);
+    const Text local = MaterialLink::localTarget(target);
+    if (!files().exists(local)) files().addFile(local);
     const unsigned before = deletions();
     deleteLinkTo(target);
     EXPECT_EQ(deletions(), before);
@@ -187,6 +188,21 @@ TEST_F(FsysDirectoryEntryLinkedFolderTest, NoLinkIsFollowedOnTheWayDown) {
   expectCanaries();
 }
 
+TEST_F(FsysDirectoryEntryLinkedFolderTest, ALinkThatLiesElsewhereThanItsPathSaysTakesNothingAlong) {
+  files().addFile(L"/m/Material/clip/a.mxf");
+  files().addLink(L"/m/Material/door", L"/n/Material/sub");
+  addLinkFile(L"/n/Material/sub/../a.mov", L"/m/Material/clip/a.mxf");
+  addLinkFile(L"/m/Material/./b.mov", L"/m/Material/clip/a.mxf");
+  const MaterialFilename doubled = name(L"//Material///c.mov");
+  addLinkFile(doubled.getOsPath(), L"/m/Material/clip/a.mxf");
+  EXPECT_EQ(entry_.deleteFile(name(L"/Material/door/../a.mov")), 1u);
+  EXPECT_EQ(entry_.deleteFile(name(L"/Material/./b.mov")), 1u);
+  EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf"));
+  EXPECT_EQ(entry_.deleteFile(doubled), 1u) << "doubled separators are one";
+  EXPECT_FALSE(isThere(L"/m/Material/clip/a.mxf"));
+  expectCanaries();
+}
+
 // Letters ----------------------------------------------------------------------------------------
 
 TEST_F(FsysDirectoryEntryLinkedFolderTest, AFolderOfOtherLettersThatIsAnotherStays) {
@@ -215,12 +231,19 @@ TEST_F(FsysDirectoryEntryLinkedFolderTest, ANetworkNameOfAFolderHereIsThatFolder
   serve(L"\\\\STATION\\media", L"/m/Material/");
   for (const wchar_t* target :
        {L"\\\\STATION\\media\\clip\\a.mxf", L"\\\\station\\Media\\clip/a.mxf"}) {
-    files().addFile(target);
     files().addFile(L"/m/Material/clip/a.mxf");
     deleteLinkTo(target);
     EXPECT_FALSE(isThere(L"/m/Material/clip/a.mxf"));
     expectCanaries();
   }
+}
+
+TEST_F(FsysDirectoryEntryLinkedFolderTest, ANetworkNameHereThatIsMissingTakesNothingAlong) {
+  serve(L"\\\\STATION\\media", L"/m/Material/");
+  files().addFile(L"/m/Material/clip/a.mxf");
+  files().addFile(L"\\\\STATION\\media\\clip\\away.mxf");
+  deleteLinkTo(L"\\\\STATION\\media\\clip\\away.mxf");
+  EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf"));
 }
 
 TEST_F(FsysDirectoryEntryLinkedFolderTest, ANetworkNameThatLeadsElsewhereTakesNothingAlong) {

@@ -87,6 +87,28 @@ TEST_F(FsysDirectoryEntryMeanwhileTest, ATargetThatWasSetMeanwhileStays) {
   EXPECT_EQ(entry_.getLinkedFilename(), L"/n/new.mov");
 }
 
+TEST_F(FsysDirectoryEntryMeanwhileTest, AStatusOfAnotherTargetThanTheOneThatWasSetIsNotKept) {
+  add(slowLink(L"/Material/a.mov"));
+  slow_->meanwhile = [this] { entry_.setLinkedFilename(L"/n/away.mov"); };
+  EXPECT_EQ(entry_.updateStatus(eHighRes), 2u);
+  EXPECT_EQ(entry_.updateStatus(eHighRes), 1u);
+}
+
+TEST_F(FsysDirectoryEntryMeanwhileTest, ProxiesThatComeWithEveryLookDoNotKeepItBusy) {
+  constexpr unsigned kMost = 10;
+  addProxy(slowLink(L"/Material/a.A0.proxy.360.mov"));
+  unsigned looks = 0;
+  std::function<void()> another = [this, &looks, &another] {
+    if (++looks < kMost) slow_->meanwhile = another;
+    const std::wstring path = L"/Material/a.A0.proxy." + std::to_wstring(looks) + L".mov";
+    addProxy(slowLink(path.c_str()));
+  };
+  slow_->meanwhile = another;
+  EXPECT_EQ(entry_.updateStatus(eProxy), 2u);
+  EXPECT_EQ(looks, 1u);
+  EXPECT_EQ(proxies().size(), 2u);
+}
+
 TEST_F(FsysDirectoryEntryMeanwhileTest, AProxyThatGoesWhileItIsLookedForStaysGone) {
   addProxy(slowLink(L"/Material/a.A0.proxy.360.mov"));
   addProxy(media(L"/Material/a.A0.proxy.720.mov"));

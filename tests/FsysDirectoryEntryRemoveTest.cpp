@@ -70,6 +70,27 @@ TEST_F(FsysDirectoryEntryRemoveTest, ALinkedProxyIsForgottenByItsTargetAlone) {
   EXPECT_EQ(proxies().size(), 0u);
 }
 
+TEST_F(FsysDirectoryEntryRemoveTest, AnOlderProxyWhoseFileIsGoneIsForgotten) {
+  const MediaFileInfo older = info(L"/Material/proxy/proxy-a.mov");
+  add(info(L"/Material/a.mov"));
+  addProxy(older);
+  addProxy(info(L"/Material/b.mov"));
+  entry_.removeFile(info(L"/Material/b.mov"));
+  EXPECT_EQ(proxies().size(), 2u) << "by its name it is none";
+  entry_.removeFile(older);
+  EXPECT_EQ(proxies(), Texts{"/Material/b.mov"});
+  EXPECT_TRUE(entry_.hasHighRes());
+}
+
+TEST_F(FsysDirectoryEntryRemoveTest, AFileOfHighResolutionOfTheOlderFormGoesAlone) {
+  const MediaFileInfo older = info(L"/Material/proxy/proxy-a.mov");
+  add(older);
+  addProxy(older);
+  entry_.removeFile(older);
+  EXPECT_FALSE(entry_.hasHighRes());
+  EXPECT_EQ(proxies().size(), 1u);
+}
+
 TEST_F(FsysDirectoryEntryRemoveTest, WhereALinkedProxyLeadsIsReadOnce) {
   addProxy(link(k360, L"/n/p.mov"));
   entry_.removeProxyFile(L"/n/other.mov");
@@ -174,6 +195,43 @@ TEST_F(FsysDirectoryEntryRenameTest, OnlyTheFirstOfThatPathIsRenamed) {
   rename(L"/m/Material/c.mov");
   EXPECT_EQ(proxies(), (Texts{"/Material/c.mov", "/Material/a.A2.proxy.360.mov"}));
   EXPECT_EQ(first().proxyHeight(), 720u);
+}
+
+TEST_F(FsysDirectoryEntryRenameTest, WhatItReadOfItsOldPathIsForgotten) {
+  addProxy(media(kOld));
+  entry_.updateStatus(eProxy);
+  ASSERT_EQ(first().readLinkedFilename(), kOldPath);
+  rename(L"/n/b.mov");
+  EXPECT_FALSE(first().isLinkRead());
+  EXPECT_EQ(first().readLinkedFilename(), L"/n/b.mov");
+}
+
+TEST_F(FsysDirectoryEntryRenameTest, ALinkThatCouldNotBeReadIsReadAnew) {
+  addProxy(link(kOld, L"/n/p.mov"));
+  os_->faults().fail(FaultPlan::eOpenFile, eOsAccessDenied);
+  entry_.updateStatus(eProxy);
+  ASSERT_TRUE(first().isLinkRead());
+  addLinkFile(L"/n/b.mov", L"/n/p.mov");
+  rename(L"/n/b.mov");
+  EXPECT_EQ(first().readLinkedFilename(), L"/n/p.mov");
+}
+
+TEST_F(FsysDirectoryEntryRenameTest, WhereALinkLeadsIsKept) {
+  addProxy(link(kOld, L"/n/p.mov"));
+  entry_.updateStatus(eProxy);
+  rename(L"/n/b.mov");
+  EXPECT_TRUE(first().isLinkRead());
+  EXPECT_EQ(first().readLinkedFilename(), L"/n/p.mov");
+}
+
+TEST_F(FsysDirectoryEntryRenameTest, OfTwoOfOnePathOnlyTheOneOfThatSizeIsForgotten) {
+  addProxy(link(kOld, L"/n/p.mov"));
+  addProxy(info(L"/Material/b.A2.proxy.360.mov", 1000));
+  entry_.renameProxyFile(L"/m/Material/b.A2.proxy.360.mov", kOldPath);
+  ASSERT_EQ(proxies(), (Texts{"/Material/a.A2.proxy.360.mov", "/Material/a.A2.proxy.360.mov"}));
+  entry_.removeProxyFile(kOldPath);
+  ASSERT_EQ(proxies().size(), 1u);
+  EXPECT_EQ(first().getSize(), 512u);
 }
 
 TEST_F(FsysDirectoryEntryRenameTest, AnUnknownPathIsReportedInLine210) {

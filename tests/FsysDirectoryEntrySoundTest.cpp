@@ -2,6 +2,7 @@
 
 #include "fsys/SystemCache.h"
 #include "tests/DirectoryEntryFixture.h"
+#include "tests/support/FailingHeap.h"
 
 namespace {
 
@@ -46,6 +47,31 @@ TEST_F(FsysDirectoryEntrySoundTest, AProxyThatIsThereAlreadyIsNotAddedAgain) {
   SystemCache::invalidate();
   add(info(L"/Material/a.A1.proxy.360.mov"));
   EXPECT_EQ(channels(), std::vector<unsigned>());
+}
+
+TEST_F(FsysDirectoryEntrySoundTest, AProxyThatCouldNotBeAddedForWantOfMemoryCanBeAddedAgain) {
+  const MediaFileInfo proxy = info(L"/Material/a.A2.proxy.360.mov");
+  for (int nth = 0;; ++nth) {
+    SystemCache::invalidate();
+    entry_.removeProxyFile(L"/m/Material/a.A2.proxy.360.mov");
+    bool isThrown = false;
+    {
+      FailingHeap heap;
+      if (!heap.isAsked()) GTEST_SKIP() << "a sanitizer's heap never fails";
+      heap.refuse(nth, true);
+      try {
+        add(proxy);
+      } catch (const std::bad_alloc&) {
+        isThrown = true;
+      }
+      heap.letBe();
+    }
+    if (!isThrown) break;
+    EXPECT_FALSE(entry_.hasProxies()) << nth;
+    add(proxy);
+    EXPECT_EQ(channels(), (std::vector<unsigned>{1, 2})) << nth;
+  }
+  EXPECT_TRUE(entry_.hasProxies());
 }
 
 TEST_F(FsysDirectoryEntrySoundTest, AddProxyFileAloneAddsNoSound) {

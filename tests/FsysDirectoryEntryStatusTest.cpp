@@ -34,6 +34,22 @@ TEST_F(FsysDirectoryEntryStatusTest, ALinkToNowhereIsMissing) {
   EXPECT_EQ(entry_.updateStatus(eHighRes), 1u);
 }
 
+TEST_F(FsysDirectoryEntryStatusTest, ANetworkNameOfAShareHereIsLookedForWhereItLies) {
+  Vector<iFileManager::Share> shares;
+  shares.add({L"\\\\STATION\\media", L"/n/"});
+  files().setShares(shares);
+  VolumeRegistry::get().shares.forget();
+  files().addFile(L"/n/sub/there.mov");
+  const Text target = L"\\\\station\\media\\sub\\there.mov";
+  add(link(L"/Material/a.mov", target));
+  addProxy(link(L"/Material/a.A0.proxy.360.mov", target));
+  addProxy(link(L"/Material/a.A0.proxy.720.mov", L"\\\\station\\media\\away.mov"));
+  EXPECT_EQ(entry_.updateStatus(kBoth), 2u);
+  EXPECT_EQ(entry_.getProxyFiles().front().getStatus(), 2u);
+  EXPECT_EQ(entry_.getProxyFiles().back().getStatus(), 1u);
+  EXPECT_EQ(entry_.getLinkedFilename(), target) << "as it stands";
+}
+
 TEST_F(FsysDirectoryEntryStatusTest, ALinkThatCannotBeReadIsMissing) {
   add(info(L"/Material/a.mov", 512));
   files().addFile(L"/m/Material/a.mov", std::vector<unsigned char>(512, 0));

@@ -43,10 +43,21 @@ TEST_F(FsysDirectoryEntryTest, AFileOf512BytesCountsAsALink) {
   EXPECT_TRUE(entry_.isLinked());
   add(info(L"/Material/a.mov", 513));
   EXPECT_FALSE(entry_.isLinked());
-  files().addFile(L"/m/Material/riff.mov", std::vector<unsigned char>(512, 'R'));
+  write(L"/m/Material/riff.mov", "RIFF" + std::string(508, 'x'));
   entry_.removeFile(info(L"/Material/a.mov"));
   add(info(L"/Material/riff.mov", 512));
   EXPECT_TRUE(entry_.isLinked());
+}
+
+TEST_F(FsysDirectoryEntryTest, MediaOf512BytesServesItselfAndIsNotLost) {
+  const std::string riff = "RIFF" + std::string(508, 'x');
+  write(L"/m/Material/riff.mov", riff);
+  add(info(L"/Material/riff.mov", 512));
+  entry_.realiseLinks(true);
+  EXPECT_EQ(entry_.updateStatus(eHighRes), 2u);
+  EXPECT_EQ(entry_.findFileForCookie(DecodeFormat(eHighRes)), L"/m/Material/riff.mov");
+  entry_.realiseLinks(true);
+  EXPECT_EQ(content(L"/m/Material/riff.mov"), riff);
 }
 
 TEST_F(FsysDirectoryEntryTest, OfAFileItTellsSizePathsAndDrive) {

@@ -20,7 +20,8 @@
 //            there: each is looked for once, when somebody asks first. It turns files into links
 //            and back, and deletes them with what lies beside them.
 // Threads    any, several at once, but for getProxyFiles. Its lock guards every field for a few
-//            lines, in which nothing but the heap is called: it comes after every other lock. What
+//            lines, in which nothing but the heap is called, and the lock of linked names taken: it
+//            comes after every other lock but that one. What
 //            has to be asked of a disk is asked about a copy without the lock, and the answer is
 //            kept if that file still has none. So a silent drive holds up who asks about it, and
 //            nobody else.
@@ -30,7 +31,8 @@
 // Errors     the failed checks are reported and the work goes on. A file that is not there is an
 //            empty path or a status, never a failure. Deleting answers 1 or the system's error.
 //            std::bad_alloc: nothing changed, but files that were deleted by then are gone, and
-//            the entry still has them.
+//            the entry still has them; and a proxy that could not be added stays under the sound
+//            cookies that it got by then.
 // States     of each file (MediaFileInfo::eStatus):
 //            eNotProbed  a file as it was added; a link          probed once, then one of the next
 //            eMissing    it, or where it leads to, is not there  stays
@@ -44,7 +46,10 @@
 //            (FsysDirectoryEntryAddTest.ADisplacedFileIsLostWhereThereAreProxies). findProxy takes
 //            the first that is high enough, not the lowest, and whether it is there or not
 //            (FsysDirectoryEntryFindTest.TheFirstProxyThatIsHighEnoughServes,
-//            AProxyServesWhetherItIsThereOrNot). Of proxies alone updateStatus answers 2 or 0
+//            AProxyServesWhetherItIsThereOrNot). A name with a negative height makes
+//            a proxy that is high enough for any
+//            (FsysDirectoryEntryFindTest.AProxyOfANegativeHeightServesForAny). Of proxies
+//            alone updateStatus answers 2 or 0
 //            (FsysDirectoryEntryStatusTest.OfProxiesAloneTheAnswerIs2Or0). updateFileSize sees the
 //            link itself, not its target
 //            (FsysDirectoryEntryStatusTest.TheSizeOfALinkIsItsOwn). A proxy that is a link is
@@ -133,8 +138,8 @@ public:
 
   // Deletes that file and those beside it whose names are its own, a dot, and anything; nothing
   // lies beside a path that ends in a separator. When it is a link to a file in a folder below its
-  // own, that whole folder goes first; nothing outside the link's own folder is touched. What goes
-  // wrong there or beside it is not told.
+  // own, that whole folder goes first, unless its own path has '.' or '..' in it; nothing outside
+  // the link's own folder is touched. What goes wrong there or beside it is not told.
   uint32_t deleteFile(const MaterialFilename& file);
   // Deletes the files of those types, proxies first, and forgets them, whether or not they could be
   // deleted. The last error counts. No type is reported, and 1.
@@ -148,6 +153,8 @@ private:
   static bool isPresent(const MediaFileInfo& file);
   static bool isSameName(const MediaFileInfo& a, const MediaFileInfo& b);
   static bool isSameProxy(const MediaFileInfo& a, const MediaFileInfo& b);
+  // Also of the same size: a copy is told from another of its name.
+  static bool isSameFile(const MediaFileInfo& a, const MediaFileInfo& b);
   static void keepAnswers(MediaFileInfo& own, const MediaFileInfo& asked, const Text& target);
 
   // These take the lock. The files are copies.
@@ -159,9 +166,11 @@ private:
   void keepHighRes(const MediaFileInfo& asked) const;
   void keepProxy(const MediaFileInfo& asked) const;
   void addHighRes(const MediaFileInfo& info);
+  static void addSound(const Cookie& cookie, const MediaFileInfo& info);
   // False when it is there already.
   bool append(const MediaFileInfo& info);
-  void forgetHighRes(const MediaFileInfo& file);
+  // Whether it is the one of that name.
+  bool forgetHighRes(const MediaFileInfo& file);
   void forgetProxies(const Files& files);
 
   // These ask the disk, without the lock.

@@ -22,7 +22,7 @@
 // Units      bytes, lines of a picture, channels.
 // Errors     those of MaterialLink.
 // States     of the link: 1 not read yet, 2 being kept, 0 final. 1 -> 2 -> 0; setLinkedFilename
-//            goes that way anew.
+//            goes that way anew, and forgetLinkedFilename back to 1.
 // Kept       a proxy of the older form has the height 4294967295
 //            (MediaFileInfoTest.AnOlderProxyHasTheHeightThatMeansNone). Its name is asked about as
 //            it stands, without its drive
@@ -67,6 +67,8 @@ public:
   bool isLinkRead() const;
   // Replaces the linked name, and makes it final.
   void setLinkedFilename(const LightweightString<wchar_t>& linked) const;
+  // The linked name counts as not read again, if it is that path or none: it was of another name.
+  void forgetLinkedFilename(const LightweightString<wchar_t>& path);
   // The path to open: for a file of 512 bytes readLinkedFilename, with `normalised` without what
   // '.', '..' and doubled separators make of it; otherwise getLinkFileName.
   LightweightString<wchar_t> getPhysicalFilename(bool normalised) const;
@@ -99,8 +101,8 @@ private:
   // Fixed order.
   MaterialFilename name_;
   mutable std::atomic<uint32_t> linkState_{eNotRead};
-  // Guarded by the lock of linked names, but in a copy that is being made or assigned to: until that
-  // is done it is its owner's alone.
+  // Guarded by the lock of linked names, but in a copy that is being made or assigned to: until
+  // that is done it is its owner's alone.
   mutable LightweightString<wchar_t> linked_;
   uint32_t proxyHeight_ = 0;
   uint32_t proxyAudioChannels_ = 0;
