@@ -18,11 +18,27 @@ struct SystemCachePeer {
   static int debug() { return SystemCache::debug_; }
   static void setInitialised(bool isInitialised) { SystemCache::isInitialised_.set(isInitialised); }
   static bool isInitialised() { return SystemCache::isInitialised_; }
+  static void plant(const Cookie& cookie, const SystemCache::Entry& entry) {
+    SharedCriticalSectionLock lock(SystemCache::lock_);
+    SystemCache::files_.put(cookie, entry);
+  }
   // Whether somebody holds the lock: a reader would have to wait for it.
   static bool isLocked() {
     SharedCriticalSectionRead read(SystemCache::lock_);
     return !read.isBesideOthers();
   }
+};
+
+// WatchedEntry: an entry that does something as it ends.
+class WatchedEntry final : public FsysDirectoryEntry {
+public:
+  explicit WatchedEntry(std::function<void()> atEnd) : atEnd_(std::move(atEnd)) {}
+  ~WatchedEntry() override { atEnd_(); }
+  WatchedEntry(const WatchedEntry&) = delete;
+  WatchedEntry& operator=(const WatchedEntry&) = delete;
+
+private:
+  std::function<void()> atEnd_;
 };
 
 // SystemCacheFixture: an empty catalogue, two drives with media folders on the fake, and somebody

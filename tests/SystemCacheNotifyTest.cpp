@@ -156,6 +156,22 @@ TEST_F(SystemCacheNotifyTest, LinksOfAnEntryWithoutAFileToOpenAreNotTold) {
   EXPECT_EQ(messages_, Texts{});
 }
 
+TEST_F(SystemCacheNotifyTest, WhatAListenerOfRealisedLinksThrowsReachesTheCaller) {
+  add(kVision, kFile);
+  hear(SystemCache::fileAddedMsgType_,
+       [](const NotifyMsg&) { throw std::runtime_error("of the listener"); });
+  EXPECT_THROW(SystemCache::realiseLinks(kVision), std::runtime_error);
+  EXPECT_EQ(catalogued(), Cookies{"V4K7Q2M9A00"});
+}
+
+TEST_F(SystemCacheNotifyTest, WhatAListenerOfProxiesThrowsReachesTheCallerAndTheProxyIsThere) {
+  hear(SystemCache::proxyAddedMsgType_,
+       [](const NotifyMsg&) { throw std::runtime_error("of the listener"); });
+  EXPECT_THROW(tellAdded(kVision, kProxy), std::runtime_error);
+  EXPECT_FALSE(SystemCachePeer::isLocked());
+  EXPECT_EQ(proxiesOf(kVision), Texts{kProxyText});
+}
+
 // Memory ------------------------------------------------------------------------------------------
 
 TEST_F(SystemCacheNotifyTest, WhereverMemoryIsRefusedTheCatalogueIsWholeAndItsLockFree) {

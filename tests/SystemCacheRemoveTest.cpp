@@ -176,6 +176,24 @@ TEST_F(SystemCacheRemoveTest, ACookieThatIsNeitherPictureNorSoundIsReportedAsUnk
   EXPECT_EQ(diagnostics_.out(), Texts{"assertion failed false at fsys/SystemCache line 385\n"});
 }
 
+TEST_F(SystemCacheRemoveTest, EntriesThatGoTogetherEndWhenTheLockIsFree) {
+  unsigned ended = 0;
+  const auto plant = [&] {
+    SystemCache::Entry entry(new WatchedEntry([&ended] {
+      ++ended;
+      EXPECT_FALSE(SystemCachePeer::isLocked());
+    }));
+    entry->addFile(kVision, info(kFile));
+    SystemCachePeer::plant(kVision, entry);
+  };
+  plant();
+  SystemCache::invalidate();
+  EXPECT_EQ(ended, 1u);
+  plant();
+  SystemCache::removeMediaLocation(DriveId('1'));
+  EXPECT_EQ(ended, 2u);
+}
+
 TEST_F(SystemCacheRemoveTest, AListenerMayAddTheFileAgain) {
   addHighRes();
   hear(SystemCache::fileRemovedMsgType_,

@@ -296,6 +296,14 @@ TEST_F(SystemCacheScanTest, InitialisingByForceCountsAsTheOneTime) {
   EXPECT_EQ(catalogued(), Cookies{"VZZZZZZZZ00"});
 }
 
+TEST_F(SystemCacheScanTest, ACatalogueThatWasInvalidatedStaysInitialised) {
+  put(L"/m/Material/V4K7Q2M9A00.mov");
+  SystemCache::initialise(false);
+  SystemCache::invalidate();
+  SystemCache::initialise(false);
+  EXPECT_EQ(catalogued(), Cookies{});
+}
+
 TEST_F(SystemCacheScanTest, InvalidatingEmptiesTheCatalogueAndIsTrue) {
   add(kVision, L"/Material/a.mov");
   const SystemCache::Entry held = SystemCache::findEntryForCookie(kVision);
