@@ -1,6 +1,7 @@
 // The locations that come and go.
 
 #include "tests/LocationsFixture.h"
+#include "tests/SystemCacheFixture.h"
 
 namespace {
 
@@ -334,6 +335,24 @@ TEST_F(DiskManagerLocationsTest, ALocationThatGoesIsOffTheListsWhenTheListenersH
   EXPECT_EQ(events(), Texts({"-1", kChanged}));
   EXPECT_EQ(content(kLocations), "/a/\n/media/\n") << "the first such line goes, in any case";
   EXPECT_FALSE(isThere(kUnmounted));
+}
+
+TEST_F(DiskManagerLocationsTest, ItsMediaGoAfterTheListIsWrittenAndBeforeItsDrive) {
+  DriveId id = added(L"/media/");
+  write(kLocations, "/media/\n/a/\n");
+  unsigned gone = 0;
+  const Cookie cookie(L"V4K7Q2M9A00", false);
+  SystemCache::Entry entry(new WatchedEntry([&] {
+    ++gone;
+    EXPECT_EQ(content(kLocations), "/a/\n");
+    EXPECT_TRUE(DiskManager::isMaterialVolume(id));
+    EXPECT_EQ(events(), Texts{"-1"}) << "no listener has heard of it yet";
+  }));
+  entry->addFile(cookie, {MaterialFilename(id, L"/Material/a.mov"), 1000});
+  SystemCachePeer::plant(cookie, entry);
+  entry = nullptr;
+  EXPECT_TRUE(DiskManager::removeMediaLocation(L"/media/"));
+  EXPECT_EQ(gone, 1u);
 }
 
 TEST_F(DiskManagerLocationsTest, OfTwoLocationsThatDifferInCaseAloneTheFirstGoes) {
