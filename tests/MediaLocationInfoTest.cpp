@@ -110,8 +110,12 @@ TEST_F(MediaLocationInfoTest, WithoutALinkedLocationThatIsReportedAndNothingIsSh
 }
 
 TEST_F(MediaLocationInfoTest, ACookieThatIsNoneIsReportedAndOffline) {
-  EXPECT_TRUE(MediaLocationInfo::isClipOffline(Cookie(), 3));
-  EXPECT_EQ(diagnostics_.outText(), "assertion failed false at fsys/MediaLocationInfo line 104\n");
+  for (unsigned mediaTypes : {1u, 2u, 3u}) {
+    diagnostics_.clear();
+    EXPECT_TRUE(MediaLocationInfo::isClipOffline(Cookie(), mediaTypes));
+    EXPECT_EQ(diagnostics_.outText(),
+              "assertion failed false at fsys/MediaLocationInfo line 104\n");
+  }
 }
 
 TEST_F(MediaLocationInfoTest, AClipThatTheCatalogueDoesNotKnowIsOffline) {
@@ -123,9 +127,25 @@ TEST_F(MediaLocationInfoTest, AClipThatTheCatalogueDoesNotKnowIsOffline) {
 
 TEST_F(MediaLocationInfoTest, AKnownClipIsNeverOfflineByItsProxiesAlone) {
   const Cookie clip(Text(L"V4K7Q2M9A00"));
-  SystemCache::addFile(clip, MediaFileInfo({DriveId(), L"/m/V4K7Q2M9A00.mov"}, 600), false);
-  EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 2));
+  const DriveId drive = registeredId(L"/m/");
+  SystemCache::addFile(clip, MediaFileInfo({drive, L"/V4K7Q2M9A00.mov"}, 600), false);
+  EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 2)) << "no proxy at all";
   EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 1));
+  const MediaFileInfo proxy({drive, L"/V4K7Q2M9A00.A0.proxy.360.mov"}, 600);
+  SystemCache::addFile(clip, proxy, false);
+  EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 2)) << "all of them missing";
+  EXPECT_TRUE(MediaLocationInfo::isClipOffline(clip, 3));
+  SystemCache::invalidate();
+}
+
+TEST_F(MediaLocationInfoTest, AKnownClipIsOfflineWithoutItsFileOfHighResolution) {
+  const Cookie clip(Text(L"S4K7Q2M9A01"));
+  const DriveId drive = registeredId(L"/m/");
+  SystemCache::addFile(clip, MediaFileInfo({drive, L"/S4K7Q2M9A01.mov"}, L"/away", 512), false);
+  EXPECT_TRUE(MediaLocationInfo::isClipOffline(clip, 1));
+  EXPECT_TRUE(MediaLocationInfo::isClipOffline(clip, 3));
+  EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 2));
+  SystemCache::invalidate();
 }
 
 }  // namespace
