@@ -55,7 +55,7 @@ private:
   void startEngine();
   void step();
   void open();
-  bool mayOpen(const SimPlace& place, bool writing) const;
+  bool mayOpen(const SimPlace& place, bool writing);
   void adopt(const Handle& handle, unsigned attachFaults);
   void passOrRun();
   void advance();
