@@ -27,7 +27,7 @@ differences=$(printf '%s\n' "$shown" | c++filt | awk -v marked="$marked" '
     sub(/\(.*/, "")
     n = split($0, part, "::")
     at = 1
-    while (at < n && (part[at] == "Qv" || part[at] == "Shutdown" || part[at] == "OsAtomics")) ++at
+    while (at < n && (part[at] ~ /^(Qv|Image|Core|Shutdown|OsAtomics)$/)) ++at
     seen[part[at]] = 1
     if (!(part[at] in known)) print whole ": shown, but marked in no header"
   }
