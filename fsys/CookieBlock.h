@@ -5,10 +5,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "fsys/FsysDirectoryEntry.h"
 #include "platform/Cookie.h"
 #include "platform/QvPtr.h"
-
-class FsysDirectoryEntry;
 
 // CookieBlock: some neighbours of the catalogue, in their cookies' order.
 // Story      The cookies lie apart from their entries, close together: whoever looks for one meets

@@ -43,6 +43,8 @@ Text linkedFolder(const Text& target) { return getPath(withoutSeparator(normalis
 
 bool isNetworkName(const Text& path) { return path.view().starts_with(kNetworkName); }
 
+}  // namespace
+
 // A link into a folder below its own takes that along. Whoever wrote the link chose the name of
 // that folder, so that nothing else may follow from it.
 LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
@@ -53,7 +55,7 @@ LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
   const bool isShared = isNetworkName(target) && !isNetworkName(path);
   const Text linked = linkedFolder(isShared ? MaterialLink::localTarget(target) : target);
   const Text own = getPath(path);
-  if (!isPlainFolder(folderOf(path))) return;
+  if (!isPlainFolder(folderOf(path))) return {};
   // Both end in a separator: what is longer and begins alike is another folder, and below it.
   const bool isBelow =
       !own.empty() && linked.length() > own.length() && startsWithNoCase(linked.view(), own.view());

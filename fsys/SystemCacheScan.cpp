@@ -115,9 +115,9 @@ void SystemCache::addMediaLocation(DriveId id) {
 
 void SystemCache::addDirectory(const MaterialFilename& folder) {
   const bool isLogged = debug_ != 0;
+  const double start_ms = Qv::now();
   const Text path = folder.getOsPath();
   const Text pattern = path + L"*.*";
-  double start_ms = 0;
   if (isLogged) {
     Log("%s", kRule);
     Log("SystemCache::addDirectory( %s )\n", toUTF8(pattern).c_str());

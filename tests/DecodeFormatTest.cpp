@@ -109,8 +109,8 @@ TEST_F(DecodeFormatTest, CoreDataAreSetByTheSettersInTheirOrder) {
   };
   Watched format;
   format.setCoreData(someData());
-  EXPECT_EQ(format.set, (std::vector<std::string>{"width", "height", "format", "component", "pixel",
-                                                  "set"}));
+  EXPECT_EQ(format.set,
+            (std::vector<std::string>{"width", "height", "format", "component", "pixel", "set"}));
 }
 
 TEST_F(DecodeFormatTest, SettingCoreDataLeavesTheLevel) {

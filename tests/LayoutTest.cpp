@@ -20,6 +20,7 @@
 #include "fsys/MaterialFilename.h"
 #include "fsys/MediaDrive.h"
 #include "fsys/MediaFileInfo.h"
+#include "fsys/MediaLocationInfo.h"
 #include "fsys/MemBlock.h"
 #include "fsys/MemRef.h"
 #include "fsys/VolumeInfo.h"
@@ -100,6 +101,9 @@ struct LayoutPeer {
     return {&x.name_, &x.linkState_, &x.linked_, &x.proxyHeight_, &x.proxyAudioChannels_,
             &x.size_, &x.spare_};
   }
+  static Addresses of(const MediaLocationInfo& x) {
+    return {&x.mediaStatus_, &x.proxyStatus_, &x.primaryLocations_, &x.linkedLocations_};
+  }
   static Addresses of(const VolumeInfo& x) {
     return {&x.freeBytes, &x.totalBytes, &x.isFixedDrive, &x.reportedFlag};
   }
@@ -159,6 +163,13 @@ TEST_F(LayoutTest, FieldsOfADriveOfAFilesNameAndOfASpaceStandInTheirDeclaredOrde
   EXPECT_TRUE(ascend(LayoutPeer::of(VolumeInfo())));
   EXPECT_EQ(sizeof(DriveId), 1u);
   EXPECT_EQ(sizeof(iDiskDrive::eType), 4u);
+}
+
+TEST_F(LayoutTest, FieldsOfTheCataloguesClassesStandInTheirDeclaredOrder) {
+  EXPECT_TRUE(ascend(LayoutPeer::of(Qv::Image::Core::Data())));
+  EXPECT_TRUE(ascend(LayoutPeer::of(DecodeFormat())));
+  EXPECT_TRUE(ascend(LayoutPeer::of(MediaFileInfo())));
+  EXPECT_TRUE(ascend(LayoutPeer::of(MediaLocationInfo())));
 }
 
 TEST_F(LayoutTest, AnEntrysFileOfHighResolutionStandsBeforeItsProxies) {

@@ -34,9 +34,8 @@ class FolderScan;
 //            while a folder that has been listed is merged, and by addFile, removeFile and
 //            enumerate for as long as they run: across the listeners, the deletion on the disk, and
 //            the callback. A listener, on the thread that made the change, may do anything to the
-//            catalogue, and must not wait for another thread that needs it. The entries themselves
-//            are guarded only where something holds the lock; two that change one entry at the same
-//            time are for their callers to keep apart, and so are those that change it and read it.
+//            catalogue, and must not wait for another thread that needs it. The entries guard
+//            themselves, their getProxyFiles excepted.
 // Ownership  shares the entries: one that was removed is whole for as long as somebody holds it.
 //            The instance is made when first needed and goes at the exit of the process, also while
 //            others tell of something; needed after that it is made again. Everything else works
@@ -165,4 +164,7 @@ private:
   static OsWord<bool> isInitialised_;
   static int debug_;
   static End end_;
+
+  // Ours.
+  static ScanTally tally_ GUARDED_BY(lock_);
 };
