@@ -36,7 +36,6 @@ listed liburing-dev base platform/linux '#include <liburing.h>'
 listed libmount-dev base platform/linux '#include <libmount'
 listed libtbb-dev base platform/linux '#include <tbb/scalable_allocator.h>'
 listed libloki-dev base fsys '#include <loki/'
-listed libabsl-dev base fsys '#include <absl/'
 listed libcli11-dev base tools '#include <CLI/'
 listed nlohmann-json3-dev base bench '#include <nlohmann/'
 listed ffmpeg demo tools ffmpeg
