@@ -71,6 +71,37 @@ case_rm_takes_only_the_kind_that_was_named() {
   [ ! -e "raid/Material/$vision.mov.partial" ] || fail "a file beside it is left"
 }
 
+# The catalogue keeps it among the proxies.
+case_a_copy_of_the_media_goes_with_everything_alone() {
+  media_drive one
+  media_drive two
+  media_drive three
+  media "one/Material/$vision.mov" 3000
+  media "two/Material/$vision.mov" 2000
+  media "three/Material/$vision.A2.proxy.360.mov" 100
+  expect 0 rm "$vision" --high --proxy --dry-run --json
+  tells '"kind": "high-resolution copy"'
+  expect 0 rm "$vision" --proxy --yes
+  [ ! -e "three/Material/$vision.A2.proxy.360.mov" ] || fail "the proxy is there"
+  expect 3 rm "$vision" --proxy --yes
+  says "it has no proxy"
+  [ -e "one/Material/$vision.mov" ] || fail "the media of the first drive is gone"
+  [ -e "two/Material/$vision.mov" ] || fail "the media of the second drive is gone"
+  expect 0 rm "$vision" --high --proxy --yes
+  [ ! -e "one/Material/$vision.mov" ] || fail "the copy is there"
+  [ ! -e "two/Material/$vision.mov" ] || fail "the media is there"
+}
+
+# A drive that is registered under a second name, too, has each file twice.
+case_media_on_a_drive_with_two_names_is_no_proxy() {
+  media_drive one
+  ln -s one alias
+  media "one/Material/$vision.mov" 3000
+  "$fsys" locations add alias --quiet || fail "alias was not added"
+  expect 3 rm "$vision" --proxy --yes
+  [ -e "one/Material/$vision.mov" ] || fail "the media is gone"
+}
+
 # Runs rm on a terminal and answers its question with those keys, once it is asked; its exit code
 # must be the first argument. Leaves what was shown.
 answer() {

@@ -38,11 +38,18 @@ MediaFile highResOf(FsysDirectoryEntry& entry) {
   return file;
 }
 
+// By its name, without a look at the disk: one of the older form has a height too.
+bool isProxyByName(const MediaFileInfo& info) {
+  return info.proxyHeight() != 0 ||
+         MediaFileInfo::getProxyHeight(info.getMaterialFilename().getPath()) == 0;
+}
+
 MediaFile proxyOf(const MediaFileInfo& info) {
   MediaFile file;
   file.name = info.getMaterialFilename();
   file.path = info.getLinkFileName();
   file.bytes = info.getSize();
+  file.isProxy = isProxyByName(info);
   file.height = info.proxyHeight();
   file.channels = info.proxyAudioChannels();
   file.state = static_cast<MediaFile::eState>(info.getStatus());
@@ -66,7 +73,10 @@ std::vector<MediaFile> MediaFile::allOf(FsysDirectoryEntry& entry) {
   return files;
 }
 
-const char* MediaFile::kind() const { return isHighRes ? "high-resolution" : "proxy"; }
+const char* MediaFile::kind() const {
+  if (isHighRes) return "high-resolution";
+  return isProxy ? "proxy" : "high-resolution copy";
+}
 
 const char* MediaFile::stateWord() const {
   switch (state) {
@@ -89,8 +99,8 @@ void MediaFile::put(Json& json) const {
   putName(json, "file", bytesOf(path));
   json["kind"] = kind();
   json["bytes"] = bytes;
-  json["height"] = isHighRes || height == kNoHeight ? Json(nullptr) : Json(height);
-  json["channels"] = isHighRes ? Json(nullptr) : Json(channels);
+  json["height"] = !isProxy || height == kNoHeight ? Json(nullptr) : Json(height);
+  json["channels"] = isProxy ? Json(channels) : Json(nullptr);
   json["is_link"] = isLink;
   if (isLink) putName(json, "target", bytesOf(target));
   json["state"] = stateWord();

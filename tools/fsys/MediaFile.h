@@ -22,16 +22,17 @@ struct MediaFile {
   PathString path;  // its own
   uint64_t bytes = 0;
   bool isHighRes = false;
+  bool isProxy = false;  // neither: a copy, which another high-resolution file has displaced
   bool isLink = false;
   PathString target;  // of a link
   uint32_t height = 0;
   uint32_t channels = 0;
   eState state = eUnknown;
 
-  // The high-resolution file, if there is one, then the proxies in their order.
+  // The high-resolution file, if there is one, then the proxies and copies in their order.
   static std::vector<MediaFile> allOf(FsysDirectoryEntry& entry);
 
-  // "high-resolution" or "proxy".
+  // "high-resolution", "proxy" or "high-resolution copy".
   const char* kind() const;
   // "there", "missing", "no answer" or "not known".
   const char* stateWord() const;

@@ -70,13 +70,14 @@ SystemCache::Entry RmCommand::requireEntry() const {
   return entry;
 }
 
-// In the order in which the library deletes: the proxies first.
+// In the order in which the library deletes: the proxies first. A copy of the media is no proxy: it
+// goes only with everything.
 void RmCommand::plan(FsysDirectoryEntry& entry) {
   if (!allAnswer(entry))
     throw ToolError(ExitCode::eIo, kDoing, cookie_, "the drive of a file does not answer");
   const std::vector<MediaFile> files = MediaFile::allOf(entry);
   for (const MediaFile& file : files)
-    if (!file.isHighRes && proxy_) doomed_.push_back(doomed(file));
+    if (file.isProxy ? proxy_ : !file.isHighRes && high_ && proxy_) doomed_.push_back(doomed(file));
   for (const MediaFile& file : files)
     if (file.isHighRes && high_) doomed_.push_back(doomed(file));
   if (doomed_.empty())
