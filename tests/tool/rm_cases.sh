@@ -103,10 +103,11 @@ case_media_on_a_drive_with_two_names_is_no_proxy() {
 }
 
 # Runs rm on a terminal and answers its question with those keys, once it is asked; its exit code
-# must be the first argument. Leaves what was shown.
+# must be the first argument, the third a command that runs in between, the
+# fourth an option. Leaves what was shown.
 answer() {
   local code=0
-  timeout 20 python3 -c 'import os, pty, sys
+  meanwhile=${3:-} timeout 20 python3 -c 'import os, pty, sys
 child, terminal = pty.fork()
 if child == 0: os.execv(sys.argv[2], sys.argv[2:])
 shown, asked = b"", False
@@ -117,9 +118,10 @@ while True:
   shown += got
   if not asked and b"[y/N]" in shown:
     asked = True
+    os.system(os.environ.get("meanwhile", ""))
     os.write(terminal, sys.argv[1].encode())
 sys.stdout.buffer.write(shown)
-sys.exit(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))' "$2" "$fsys" rm "$vision" --high >shown || code=$?
+sys.exit(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))' "$2" "$fsys" rm "$vision" --high ${4:+"$4"} >shown || code=$?
   [ "$code" = "$1" ] || { cat -v shown; fail "exit code $code instead of $1"; }
 }
 
@@ -163,6 +165,28 @@ case_a_link_goes_with_the_folder_below_it_and_its_target_elsewhere_stays() {
   [ -e elsewhere/reel.mov ] || fail "the target is gone"
   expect 0 rm "V${shot}02" --high --yes
   [ -d raid/Sound ] || fail "the other media folder is gone"
+}
+
+case_a_link_that_leads_elsewhere_by_the_time_of_the_answer_stays() {
+  media_drive raid
+  mkdir -p raid/Material/a raid/Material/b
+  media raid/Material/a/reel.mov
+  media raid/Material/b/reel.mov
+  expect 0 link create "raid/Material/$vision.mov" raid/Material/a/reel.mov
+  answer 6 $'y\n' "'$fsys' link create 'raid/Material/$vision.mov' raid/Material/b/reel.mov --replace --quiet"
+  grep -q 'it has changed meanwhile, and stays' shown || { cat shown; fail "it did not say so"; }
+  [ -e raid/Material/a/reel.mov ] || fail "the folder that was said is gone"
+  [ -e raid/Material/b/reel.mov ] || fail "a folder that was not said is gone"
+  [ -e "raid/Material/$vision.mov" ] || fail "the link is gone"
+}
+
+case_rm_does_not_ask_where_nothing_says_what_goes() {
+  canary_tree
+  for option in --json --quiet; do
+    answer 2 $'y\n' "" "$option"
+    ! grep -q 'y/N' shown || { cat shown; fail "it asked"; }
+  done
+  [ -e "raid/Material/$vision.mov" ] || fail "it was deleted"
 }
 
 case_what_cannot_be_deleted_is_told() {

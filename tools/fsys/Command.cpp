@@ -67,7 +67,7 @@ void Command::tellNow(const Json& json) const {
 }
 
 void Command::say(const std::string& line) const {
-  if (!json_ && !quiet_) std::fprintf(output(), "%s\n", line.c_str());
+  if (saysWords()) std::fprintf(output(), "%s\n", line.c_str());
 }
 
 CLI::App* Command::addCommand(CLI::App& app, const char* name, const char* what) {

@@ -38,6 +38,8 @@ public:
 
   bool isVerbose() const { return verbose_; }
   bool wantsJson() const { return json_; }
+  // Whether say() says anything.
+  bool saysWords() const { return !json_ && !quiet_; }
   // Whether it transfers media: then the engine is there while it runs.
   virtual bool usesEngine() const { return true; }
 

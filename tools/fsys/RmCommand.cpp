@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iterator>
+#include <optional>
 
 #include "fsys/DiskManager.h"
 #include "fsys/MediaDeletion.h"
@@ -64,6 +65,9 @@ SystemCache::Entry RmCommand::requireEntry() const {
   if (!yes_ && !dryRun_ && !Confirmation::canAsk())
     throw ToolError(ExitCode::eUsage, kDoing, cookie_,
                     "there is no terminal to ask on; --yes goes without");
+  if (!yes_ && !dryRun_ && !saysWords())
+    throw ToolError(ExitCode::eUsage, kDoing, cookie_,
+                    "nothing would say what goes; --yes goes without asking");
   SystemCache::Entry entry = SystemCache::findEntryForCookie(cookie);
   if (!entry)
     throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), "no media drive has media of it");
@@ -94,7 +98,7 @@ RmCommand::Doomed RmCommand::doomed(const MediaFile& file) {
   auto folder = askDrive(file.path, [name = file.name] { return linkedFolderOf(name); });
   auto beside = askDrive(file.path, [path = file.path] { return sideFilesOf(path); });
   if (!folder || !beside) throw driveError(kDoing, file.path, OS()->getErrors()->getLastError());
-  Doomed doomed{file, *folder, {beside->begin(), beside->end()}, 0, {}};
+  Doomed doomed{file, *folder, {beside->begin(), beside->end()}, 0, false, {}};
   return doomed;
 }
 
@@ -122,15 +126,26 @@ bool RmCommand::mayGoOn() const {
                                     hasFolder ? " and a folder with all in it" : ""));
 }
 
+// Whoever was asked may have taken long to answer: a link that leads elsewhere by now stays.
+void RmCommand::deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed) {
+  auto result = askDrive(
+      doomed.file.path,
+      [entry, name = doomed.file.name, folder = doomed.folder]() -> std::optional<uint32_t> {
+        if (!(linkedFolderOf(name) == folder)) return std::nullopt;
+        return entry->deleteFile(name);
+      },
+      kDeletePatience_ms);
+  doomed.isChanged = result && !*result;
+  doomed.error = result ? result->value_or(kDeleted) : OS()->getErrors()->getLastError();
+  if (doomed.error == kDeleted) doomed.error = 0;
+}
+
 void RmCommand::deleteAll(FsysDirectoryEntry& entry) {
   Qv::Ptr<FsysDirectoryEntry> kept(&entry);
   for (Doomed& doomed : doomed_) {
     Interrupt::check();
-    auto result = askDrive(
-        doomed.file.path, [kept, name = doomed.file.name] { return kept->deleteFile(name); },
-        kDeletePatience_ms);
-    doomed.error = result ? *result : OS()->getErrors()->getLastError();
-    if (doomed.error == kDeleted) doomed.error = 0;
+    deleteOne(kept, doomed);
+    if (doomed.isChanged) continue;
     std::copy_if(doomed.beside.begin(), doomed.beside.end(), std::back_inserter(doomed.left),
                  isStillThere);
     if (!doomed.folder.empty() && isStillThere(doomed.folder)) doomed.left.push_back(doomed.folder);
@@ -148,7 +163,7 @@ Json RmCommand::Doomed::json(bool isDone) const {
     putName(one, "file", bytesOf(side));
     json["beside"].push_back(one);
   }
-  json["deleted"] = isDone && error == 0;
+  json["deleted"] = isDone && error == 0 && !isChanged;
   json["left"] = Json::array();
   for (const PathString& path : left) {
     Json one;
@@ -168,6 +183,9 @@ void RmCommand::tellJson(bool isDone) {
 void RmCommand::tellFailures() const {
   std::vector<ToolError> failures;
   for (const Doomed& doomed : doomed_) {
+    if (doomed.isChanged)
+      failures.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(doomed.file.path),
+                                   "it has changed meanwhile, and stays"));
     if (doomed.error != 0) failures.push_back(driveError(kDoing, doomed.file.path, doomed.error));
     for (const PathString& path : doomed.left)
       failures.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(path), "it is still there"));

@@ -21,6 +21,7 @@ private:
     PathString folder;  // below it; empty: none
     std::vector<PathString> beside;
     uint32_t error = 0;            // why it was not deleted
+    bool isChanged = false;        // it leads elsewhere than was said: not deleted
     std::vector<PathString> left;  // of the folder and those beside it
 
     Json json(bool isDone) const;
@@ -32,6 +33,7 @@ private:
   void announce() const;
   bool mayGoOn() const;
   void deleteAll(FsysDirectoryEntry& entry);
+  static void deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed);
   void tellJson(bool isDone);
   void tellFailures() const;
   size_t countOf() const;
