@@ -1,11 +1,12 @@
 // The catalogue's state, its one instance, and the look-ups.
-#define ATEXIT_FIXED  // what is registered while the process exits is called here
 #include "fsys/SystemCache.h"
 
 #include <loki/Singleton.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "fsys/CookieMap.h"
 #include "fsys/DriveQuestions.h"
@@ -48,27 +49,34 @@ constexpr unsigned kSoundChannelsOfShot = 32;
 
 // The holder is not made for threads; its instance may come and go as often as it is needed.
 CriticalSection& instanceLock = *new (&roomOfInstanceLock) CriticalSection;
-using Holder = Loki::SingletonHolder<SystemCache, Loki::CreateUsingNew, Loki::DeletableSingleton>;
 
-// Life: sees to it that the instance goes under the lock, and its listeners after that.
-struct Life : Loki::DeletableSingleton<SystemCache> {
-  static SystemCache& instanceLocked() {
-    SystemCache& instance = Holder::Instance();
-    if (deleter != &end) holdersEnd = deleter;
-    deleter = &end;
-    return instance;
+// Lifetime: whatever ends the instance does so under the lock, and its listeners go after that.
+// The base class would take notes at the exit of the process, beside threads that make it again.
+template <typename T>
+struct Lifetime : Loki::DeletableSingleton<T> {
+  static void ScheduleDestruction(T*, Loki::atexit_pfn_t destroy) {
+    destroyInstance = destroy;
+    Lifetime::deleter = &end;
+    Lifetime::isDead = false;
+    std::atexit(&end);
   }
 
 private:
-  static void end() {
-    Vector<Notifier::Registration> listeners;
-    CriticalSectionLock lock(instanceLock);
-    Holder::Instance().removeAll().swap(listeners);
-    holdersEnd();
-  }
+  static void end();
 
-  static inline Loki::atexit_pfn_t holdersEnd = nullptr;
+  static inline Loki::atexit_pfn_t destroyInstance = nullptr;  // null: there is no instance
 };
+
+using Holder = Loki::SingletonHolder<SystemCache, Loki::CreateUsingNew, Lifetime>;
+
+template <typename T>
+void Lifetime<T>::end() {
+  Vector<Notifier::Registration> listeners;
+  CriticalSectionLock lock(instanceLock);
+  if (!destroyInstance) return;
+  Holder::Instance().removeAll().swap(listeners);
+  std::exchange(destroyInstance, nullptr)();
+}
 
 bool isThere(const MaterialFilename& name) {
   return name.getDrive().valid() && !name.getPath().empty();
@@ -97,13 +105,13 @@ void walkShot(const Cookie& cookie, const Take& take) {
 
 SystemCache& SystemCache::instance() {
   CriticalSectionLock lock(instanceLock);
-  return Life::instanceLocked();
+  return Holder::Instance();
 }
 
 // As soon as they are known the instance may go.
 Vector<Notifier::Listener> SystemCache::whoHears(int type) {
   CriticalSectionLock lock(instanceLock);
-  return Life::instanceLocked().listenersOf(static_cast<Type>(type));
+  return Holder::Instance().listenersOf(static_cast<Type>(type));
 }
 
 // Only a process that exits has threads that are at work here: they are not waited for.

@@ -1,5 +1,4 @@
 // The catalogue's instance goes, and comes again.
-#define ATEXIT_FIXED  // as where the instance is made
 #include <loki/Singleton.h>
 
 #include "tests/SystemCacheFixture.h"
