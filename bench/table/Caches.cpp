@@ -29,7 +29,7 @@ std::optional<uint64_t> pagesOf(const Descriptor& file) {
 }
 
 constexpr const char* kPages = "1";
-constexpr const char* kNames = "2";
+constexpr const char* kEverything = "3";
 
 bool dropAll(const char* what) {
   Descriptor file(open("/proc/sys/vm/drop_caches", O_WRONLY | O_CLOEXEC));
@@ -62,7 +62,7 @@ void Caches::drop(const std::vector<Workload::File>& files) {
   mostLeft_ = std::max(mostLeft_, left.value_or(0));
 }
 
-bool Caches::dropNames() { return dropAll(kNames); }
+bool Caches::dropEverything() { return dropAll(kEverything); }
 
 std::string Caches::whatWasDone() const {
   if (drops_ == 0) return "not dropped: nothing was read from the disk";

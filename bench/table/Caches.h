@@ -14,9 +14,9 @@ class Caches {
 public:
   void drop(const std::vector<Workload::File>& files);
 
-  // Of all files, that they are there and how large they are; what the disk's blocks hold of it may
-  // stay in memory. False where that is not allowed: it takes root's rights.
-  static bool dropNames();
+  // All that is clean: pages, names and what the disk's blocks hold of them, everybody's. False
+  // where that is not allowed: it takes root's rights.
+  static bool dropEverything();
 
   std::string whatWasDone() const;
 

@@ -16,6 +16,7 @@
 #include "bench/table/Trace.h"
 #include "fsys/DecodeFormat.h"
 #include "fsys/FsysDirectoryEntry.h"
+#include "fsys/MaterialLink.h"
 #include "fsys/MediaFileInfo.h"
 #include "fsys/SystemCache.h"
 #include "tests/support/MountedShare.h"
@@ -27,6 +28,7 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kAlone = 1 << 20;  // look-ups while nothing is scanned
 constexpr size_t kMost = 1 << 24;   // whose times are kept
 constexpr unsigned long kProxyBytes = 4096;
+constexpr unsigned char kProxyChannels = 2;
 
 // A line of /proc/self/status.
 double kibOf(const std::string& key) {
@@ -50,31 +52,59 @@ DecodeFormat formatOf(eProxyLevel level, unsigned height) {
   return format;
 }
 
-// How many of the pictures' files are not found, in high resolution and as proxies.
-uint64_t findAll(const std::vector<Cookie>& pictures) {
+// What is asked for: pictures that are there with their proxies, one that a link leads to, and two
+// that are not there.
+struct Wanted {
+  std::vector<Cookie> pictures;
+  Cookie linked, brokenLink, unknown;
+};
+
+// How many of them are answered wrongly, in high resolution and as proxies.
+uint64_t findAll(const Wanted& all) {
   const DecodeFormat wanted[] = {formatOf(eHighRes, 0), formatOf(eProxy, 0),
                                  formatOf(eAuto, CatalogueProbe::kProxyHeight)};
   uint64_t missed = 0;
   LightweightString<wchar_t> path;
-  for (const Cookie& cookie : pictures)
+  for (const Cookie& cookie : all.pictures)
     for (const DecodeFormat& format : wanted)
       missed += !SystemCache::findFileForCookie(cookie, path, format) || path.empty();
+  for (const DecodeFormat& format : wanted) {
+    missed += !SystemCache::findFileForCookie(all.linked, path, format);
+    missed += SystemCache::findFileForCookie(all.brokenLink, path, format);
+    missed += SystemCache::findFileForCookie(all.unknown, path, format);
+  }
   return missed;
 }
 
-std::vector<Cookie> picturesOf(const MediaTrees& trees) {
+std::vector<Cookie> picturesOf(const MediaTrees& trees, MediaTrees::eTree tree, size_t most) {
   std::vector<Cookie> pictures;
-  for (const Cookie& cookie : trees.cookies(MediaTrees::eSmall))
-    if (cookie.getType() == eCookieVision && pictures.size() < CatalogueProbe::kFinds)
-      pictures.push_back(cookie);
+  for (const Cookie& cookie : trees.cookies(tree))
+    if (cookie.getType() == eCookieVision && pictures.size() < most) pictures.push_back(cookie);
   return pictures;
 }
 
-// Each has one; no such file need be there.
-void addProxies(const std::vector<Cookie>& pictures, const MaterialFilename& folder) {
+// The pictures of the smallest tree, and beside its media the links.
+Wanted wantedOf(const MediaTrees& trees) {
+  const Cookie beyond = MediaTrees::cookie(trees.files(MediaTrees::eLarge));
+  auto channel = [&beyond](uint8_t number) { return convertCookie(beyond, eCookieVision, number); };
+  return {picturesOf(trees, MediaTrees::eSmall, CatalogueProbe::kFinds), channel(0), channel(1),
+          channel(2)};
+}
+
+void addLink(const Cookie& cookie, const MaterialFilename& folder,
+             const LightweightString<wchar_t>& target) {
+  const MaterialFilename link(folder.getDrive(), L"/" + cookie.asWString() + L".mov");
+  if (MaterialLink::createLink(link.getOsPath(), target, true) != 1)
+    throw std::runtime_error("cannot make a link");
+  SystemCache::addFile(cookie, MediaFileInfo(link, MaterialLink::kBytes), false);
+}
+
+// Each gets one, with so many sound channels; no such file need be there.
+void addProxies(const std::vector<Cookie>& pictures, const MaterialFilename& folder,
+                unsigned char soundChannels) {
   for (const Cookie& cookie : pictures) {
     const auto name = MediaFileInfo::makeProxyName(cookie.asWString() + L".mov", L"mov",
-                                                   CatalogueProbe::kProxyHeight, 0);
+                                                   CatalogueProbe::kProxyHeight, soundChannels);
     const MaterialFilename proxy(folder.getDrive(), folder.getPath() + name);
     SystemCache::addFile(cookie, MediaFileInfo(proxy, kProxyBytes), false);
   }
@@ -157,11 +187,13 @@ int CatalogueProbe::find(const std::string& folder, uint64_t most) {
   const MediaTrees trees(folder, most);
   const MaterialFilename media = trees.folder(MediaTrees::eSmall);
   SystemCache::addDirectory(media);
-  const std::vector<Cookie> pictures = picturesOf(trees);
-  addProxies(pictures, media);
-  uint64_t missed = findAll(pictures);
+  const Wanted wanted = wantedOf(trees);
+  addProxies(wanted.pictures, media, 0);
+  addLink(wanted.linked, media, SystemCache::find(wanted.pictures.front()).getOsPath());
+  addLink(wanted.brokenLink, media, L"/nowhere/a.mov");
+  uint64_t missed = findAll(wanted);
   Trace::mark();
-  missed += findAll(pictures);
+  missed += findAll(wanted);
   Trace::mark();
   return missed == 0 ? 0 : 1;
 }
@@ -176,8 +208,15 @@ int CatalogueProbe::memory(const std::string& folder, uint64_t most) {
   forgetMostResident();
   SystemCache::addDirectory(media);
   const auto files = static_cast<double>(trees.files(MediaTrees::eLarge));
-  std::printf("bytes_a_file=%.1f most_a_file=%.1f\n", (residentBytes() - start) / files,
-              (mostResidentBytes() - start) / files);
+  const double bytes = residentBytes() - start;
+  const double most_bytes = mostResidentBytes() - start;
+  const auto pictures = picturesOf(trees, MediaTrees::eLarge, trees.files(MediaTrees::eLarge));
+  const double before = residentBytes();
+  addProxies(pictures, media, kProxyChannels);
+  const double proxies_bytes = residentBytes() - before;
+  std::printf("bytes_a_file=%.1f most_a_file=%.1f with_proxies=%.1f\n", bytes / files,
+              most_bytes / files,
+              (bytes + proxies_bytes) / (files + static_cast<double>(pictures.size())));
   return 0;
 }
 

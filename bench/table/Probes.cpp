@@ -136,7 +136,8 @@ Probes::Outcome Probes::callsInFinds(const Workload::File& media, const std::str
 
 Probes::ScanMemory Probes::scanMemory(const Workload::File& media) {
   Child::Result result = Child::run(command("catalogue-memory", media, ""));
-  return {number(result, "bytes_a_file"), number(result, "most_a_file").value.value_or(0)};
+  return {number(result, "bytes_a_file"), number(result, "most_a_file").value.value_or(0),
+          number(result, "with_proxies")};
 }
 
 Probes::AmongSlow Probes::lookUpsAmongSlow(const Workload::File& media, const std::string& volume) {

@@ -92,6 +92,7 @@ Outcome callsInFinds(const Workload::File& media, const std::string& trace);
 struct ScanMemory {
   Outcome bytes;          // resident, for each file of the largest
   double most_bytes = 0;  // while it was scanned
+  Outcome withProxies;    // for each file, with a proxy to each picture
 };
 ScanMemory scanMemory(const Workload::File& media);
 // Look-ups in the largest while another volume is scanned that takes 5 ms for each answer.

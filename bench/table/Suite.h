@@ -71,7 +71,7 @@ private:
   MediaTrees mediaTrees() const;
   std::string ofCatalogue(const std::string& what, MediaTrees::eTree tree) const;
   void enterScan(Contest& contest, const MediaTrees& trees, MediaTrees::eTree tree) const;
-  bool dropNames() const;
+  bool dropEverything() const;
   void scanFromMemory(MediaTrees::eTree tree);
   void scanFromDisk(MediaTrees::eTree tree);
   void countScan();
