@@ -41,6 +41,13 @@ bool isPlainFolder(const Text& folder) {
 // Of a folder, or of '..', that is not what lies in it.
 Text linkedFolder(const Text& target) { return getPath(withoutSeparator(normalisedPath(target))); }
 
+// Of the files that lie beside one. A path without a last part has none: its pattern would be that
+// of hidden files.
+Text sidePatternOf(const Text& path) {
+  const Text name = stripPath(path);
+  return name.empty() ? Text() : folderOf(path) + literalName(name) + kSideFiles;
+}
+
 bool isNetworkName(const Text& path) { return path.view().starts_with(kNetworkName); }
 
 }  // namespace
@@ -62,14 +69,12 @@ LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
   return isBelow ? linked : Text();
 }
 
-// A path without a last part has none: its pattern would be that of hidden files.
 Vector<LightweightString<wchar_t>> sideFilesOf(const LightweightString<wchar_t>& path) {
   Vector<Text> paths;
-  const Text name = stripPath(path);
-  if (name.empty()) return paths;
-  const Text folder = folderOf(path);
   Vector<iFileManager::ListedFile> files;
-  (void)OS()->getFileManager()->listFiles(folder + literalName(name) + kSideFiles, files);
+  const Text pattern = sidePatternOf(path);
+  if (!pattern.empty()) (void)OS()->getFileManager()->listFiles(pattern, files);
+  const Text folder = folderOf(path);
   for (const iFileManager::ListedFile& side : files) paths.add(folder + side.name);
   return paths;
 }
@@ -79,7 +84,8 @@ uint32_t FsysDirectoryEntry::deleteFile(const MaterialFilename& file) {
   if (const Text linked = linkedFolderOf(file); !linked.empty())
     (void)OS()->getFileManager()->deleteSubfolder(getPath(path), linked);
   const uint32_t result = deleteOne(path);
-  for (const Text& side : sideFilesOf(path)) (void)deleteOne(side);
+  if (const Text pattern = sidePatternOf(path); !pattern.empty())
+    (void)OS()->getFileManager()->deleteMatching(pattern);
   return result;
 }
 

@@ -185,6 +185,12 @@ public:
   // to stand for itself goes through literalName. False, and no files, when the folder cannot be
   // read; true with none when nothing matches.
   virtual bool listFiles(const LightweightString<wchar_t>& pattern, Vector<ListedFile>& files) = 0;
+  // Deletes the files that listFiles has for the pattern, all in the one folder that it opens: what
+  // takes the folder's place meanwhile keeps its own. A link is deleted itself. What cannot be
+  // deleted stays, and the rest goes all the same: false, and the last error is the first one; also
+  // when the folder cannot be read. eOsNotSupported: a provider serves the name. True: none is left
+  // of those that were there.
+  virtual bool deleteMatching(const LightweightString<wchar_t>& pattern) = 0;
   // Gives a file another name on the same drive, in one step; a file of that name is replaced.
   virtual bool renameFile(const LightweightString<wchar_t>& from,
                           const LightweightString<wchar_t>& to) = 0;

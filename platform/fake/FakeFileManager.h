@@ -65,6 +65,7 @@ public:
   bool folderExists(const Path& path) override;
   bool isWritable(const Path& path) override;
   bool listFiles(const Path& pattern, Vector<ListedFile>& files) override;
+  bool deleteMatching(const Path& pattern) override;
   bool renameFile(const Path& from, const Path& to) override;
   bool syncFolder(const Path& path) override;
   bool deleteSubfolder(const Path& folder, const Path& subfolder) override;
@@ -169,6 +170,8 @@ private:
   bool isFolder(const std::wstring& path) const;
   uint32_t look(FaultPlan::eCall call, const Path& path) const;
   uint32_t checkWritable(const std::wstring& path) const;
+  uint32_t findMatching(const Path& pattern, std::wstring& inside, Vector<ListedFile>& files) const;
+  uint32_t removeName(const std::wstring& name);
   uint32_t findSubfolder(const Path& folder, const Path& subfolder, std::wstring& found) const;
   uint32_t removeTree(const std::wstring& tree);
   uint32_t checkRename(const std::wstring& from, const std::wstring& to) const;

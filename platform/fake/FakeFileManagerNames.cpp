@@ -175,20 +175,44 @@ bool FakeFileManager::isWritable(const Path& path) {
 
 bool FakeFileManager::listFiles(const Path& pattern, Vector<ListedFile>& files) {
   files.clear();
+  uint32_t result = faults_.next(FaultPlan::eListFiles).error;
+  std::wstring inside;
+  if (result == 0) result = findMatching(pattern, inside, files);
+  return answer(result);
+}
+
+// `inside`: their folder by its name without links, with a separator at its end.
+uint32_t FakeFileManager::findMatching(const Path& pattern, std::wstring& inside,
+                                       Vector<ListedFile>& files) const {
   std::wstring text = textOf(pattern);
   size_t begin = text.rfind(separator_) + 1;
   std::wstring folder = withoutEnd(text.substr(0, begin), separator_);
   Path named{std::wstring_view(folder)};
-  uint32_t result = look(FaultPlan::eListFiles, named);
-  if (result == kSucceeded) result = find(named) ? eOsNotAFolder : eOsNotFound;
-  if (result != eOsIsAFolder) return answer(result);
-  for (const std::wstring& name : namesIn(withEnd(resolved(folder), separator_))) {
+  uint32_t result = check(named);
+  if (result == kSucceeded) return find(named) ? eOsNotAFolder : eOsNotFound;
+  if (result != eOsIsAFolder) return result;
+  inside = withEnd(resolved(folder), separator_);
+  for (const std::wstring& name : namesIn(inside)) {
     Content content = find(Path(std::wstring_view(name)));
-    Path listed(std::wstring_view(name).substr(name.rfind(separator_) + 1));
+    Path listed(std::wstring_view(name).substr(inside.size()));
     if (content && matchesPattern(listed.view(), std::wstring_view(text).substr(begin)))
       files.add({listed, content->size()});
   }
-  return true;
+  return kSucceeded;
+}
+
+bool FakeFileManager::deleteMatching(const Path& pattern) {
+  uint32_t result = faults_.next(FaultPlan::eDeleteMatching).error;
+  if (result == 0 && isServed(pattern)) result = eOsNotSupported;
+  Vector<ListedFile> files;
+  std::wstring inside;
+  if (result == 0) result = findMatching(pattern, inside, files);
+  for (const ListedFile& file : files) {
+    uint32_t error = faults_.next(FaultPlan::eDeleteFile).error;
+    if (error == 0) error = removeName(inside + textOf(file.name));
+    if (result == kSucceeded) result = error;
+  }
+  return answer(result);
 }
 
 // Files and links, sorted; `inside` has a separator at its end.
@@ -231,14 +255,16 @@ bool FakeFileManager::deleteFile(const Path& path) {
   if (Qv::Ptr<iFileProvider> provider = providers_.find(path); provider && result == 0)
     return provider->remove(path);
   if (result == 0) result = checkItself(path);
-  std::wstring name = resolvedFolder(textOf(path));
-  if (result == kSucceeded && !isName(name)) result = isFolder(name) ? eOsIsAFolder : eOsNotFound;
-  if (result == kSucceeded && driveWith(prefixFor(name)).readOnly) result = eOsReadOnly;
-  if (result == kSucceeded) {
-    names_.remove(name);
-    note({FakeEffect::eDelete, name});
-  }
+  if (result == kSucceeded) result = removeName(resolvedFolder(textOf(path)));
   return answer(result);
+}
+
+uint32_t FakeFileManager::removeName(const std::wstring& name) {
+  if (!isName(name)) return isFolder(name) ? eOsIsAFolder : eOsNotFound;
+  if (driveWith(prefixFor(name)).readOnly) return eOsReadOnly;
+  names_.remove(name);
+  note({FakeEffect::eDelete, name});
+  return kSucceeded;
 }
 
 // The folder by its name without links.

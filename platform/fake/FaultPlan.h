@@ -31,7 +31,8 @@ public:
     eGetInfo,
     eExists,
     eGetFileSize,
-    eDeleteFile,
+    eDeleteFile,  // each of those of eDeleteMatching, too
+    eDeleteMatching,
     eDeleteSubfolder,
     eCreateFolder,
     eFolderExists,

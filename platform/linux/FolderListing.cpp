@@ -9,8 +9,6 @@
 #include <new>
 
 #include "platform/common/NamePattern.h"
-#include "platform/linux/Descriptor.h"
-#include "platform/linux/FileOpening.h"
 #include "platform/linux/FolderNames.h"
 #include "platform/linux/LinuxThread.h"
 
@@ -42,17 +40,15 @@ bool isGone(int folder, int error) {
 
 }  // namespace
 
-FolderListing::FolderListing(const std::string& folder, std::wstring_view pattern)
+FolderListing::FolderListing(int folder, std::wstring_view pattern)
     : pattern_(pattern), error_(read(folder)) {
   if (error_ != 0) files_.clear();
 }
 
-int FolderListing::read(const std::string& folder) {
-  Descriptor opened(openFolder(folder));
-  if (!opened.isOpen()) return errno;
-  if (int error = readNames(opened.number())) return error;
-  Part first{this, opened.number(), {}};
-  Part second{this, opened.number(), {}};
+int FolderListing::read(int folder) {
+  if (int error = readNames(folder)) return error;
+  Part first{this, folder, {}};
+  Part second{this, folder, {}};
   auto middle = names_.begin() + static_cast<std::ptrdiff_t>(names_.size() / 2);
   second.names.assign(middle, names_.end());
   names_.erase(middle, names_.end());

@@ -9,10 +9,11 @@
 #include "platform/OsFiles.h"
 
 // FolderListing: the regular files of one folder whose names match a pattern.
-// Story      Reads the names once, and asks for the size of each file that matches, relative to the
-//            folder: where there are many, half of them on a thread of its own, if there is one to
-//            be had. A link counts as the file that it leads to; one that leads to none, and a file
-//            that is gone when it is asked for (stale, on a server's drive), is left out.
+// Story      Reads the names of an open folder once, and asks for the size of each file that
+//            matches, relative to the folder: where there are many, half of them on a thread of its
+//            own, if there is one to be had. A link counts as the file that it leads to; one that
+//            leads to none, and a file that is gone when it is asked for (stale, on a server's
+//            drive), is left out.
 // Threads    one; for kManyNames and more it makes another, which is gone when it is made.
 // Errors     all or nothing: a file that cannot be told about is an error of the whole. Throws
 //            std::bad_alloc.
@@ -21,7 +22,8 @@ public:
   // From there on a second thread is worth its making.
   static constexpr size_t kManyNames = 2000;
 
-  FolderListing(const std::string& folder, std::wstring_view pattern);
+  // `folder`: an open one, read from where it stands; it is kept open by the caller.
+  FolderListing(int folder, std::wstring_view pattern);
 
   // 0, or the system's error number; there are no files then.
   int error() const { return error_; }
@@ -44,7 +46,7 @@ private:
     int error = 0;
   };
 
-  int read(const std::string& folder);
+  int read(int folder);
   int readNames(int folder);
   void add(std::string_view name);
   bool matches(std::string_view name);

@@ -35,6 +35,7 @@ public:
   bool folderExists(const LightweightString<wchar_t>& path) override;
   bool isWritable(const LightweightString<wchar_t>& path) override;
   bool listFiles(const LightweightString<wchar_t>& pattern, Vector<ListedFile>& files) override;
+  bool deleteMatching(const LightweightString<wchar_t>& pattern) override;
   bool renameFile(const LightweightString<wchar_t>& from,
                   const LightweightString<wchar_t>& to) override;
   bool syncFolder(const LightweightString<wchar_t>& path) override;

@@ -14,6 +14,7 @@
 
 #include "platform/common/FolderBelow.h"
 #include "platform/common/NamePattern.h"
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/FileOpening.h"
 #include "platform/linux/FolderDeletion.h"
 #include "platform/linux/FolderListing.h"
@@ -102,6 +103,34 @@ int syncOpened(int descriptor) {
   return 0;
 }
 
+// The folder that a pattern names, and the pattern of the files in it, good for as long as the
+// whole. Not open, and the thread's last error set, when it is not to be had.
+Descriptor folderOfPattern(const Path& pattern, std::wstring_view& signs) {
+  std::string folder;
+  std::string name;
+  size_t start = pattern.rfind(L"/") + 1;
+  signs = pattern.view().substr(start);
+  if (!bytesOf(pattern.substr(0, start), folder)) return {};
+  if (!bytesOf(Path(std::wstring_view(withoutLiteralSigns(signs))), name)) return {};
+  Descriptor opened(openFolder(start == 0 ? "." : folder));
+  if (!opened.isOpen()) failWithErrno(errno);
+  return opened;
+}
+
+// False, and the thread's last error set, when it cannot be read.
+bool listOpened(int folder, std::wstring_view signs, Vector<iFileManager::ListedFile>& files) {
+  FolderListing listing(folder, signs);
+  files.swap(listing.files());
+  return listing.error() == 0 || failed(osErrorOf(listing.error()));
+}
+
+// 0, or the system's error number. What is gone already is what was wanted.
+int removeFrom(int folder, const std::string& name) {
+  while (unlinkat(folder, name.c_str(), 0) != 0)
+    if (errno != EINTR) return errno == ENOENT ? 0 : errno;
+  return 0;
+}
+
 // The mount that holds a path, and the path without links. False, and the thread's last error set,
 // when it is not known.
 bool locate(MountTable& mounts, const std::string& path, MountedAt& at, std::string& whole) {
@@ -150,16 +179,27 @@ bool LinuxFileManager::isWritable(const Path& path) {
 
 bool LinuxFileManager::listFiles(const Path& pattern, Vector<ListedFile>& files) {
   files.clear();
-  std::string folder;
-  size_t start = pattern.rfind(L"/") + 1;
-  if (!bytesOf(pattern.substr(0, start), folder)) return false;
-  std::wstring_view signs = pattern.view().substr(start);
-  std::string name;
-  if (!bytesOf(Path(std::wstring_view(withoutLiteralSigns(signs))), name)) return false;
-  FolderListing listing(start == 0 ? "." : folder, signs);
-  if (listing.error() != 0) return failed(osErrorOf(listing.error()));
-  files.swap(listing.files());
-  return true;
+  std::wstring_view signs;
+  Descriptor folder = folderOfPattern(pattern, signs);
+  return folder.isOpen() && listOpened(folder.number(), signs, files);
+}
+
+bool LinuxFileManager::deleteMatching(const Path& pattern) try {
+  if (isServed(pattern)) return failed(eOsNotSupported);
+  Vector<ListedFile> files;
+  std::wstring_view signs;
+  Descriptor folder = folderOfPattern(pattern, signs);
+  if (!folder.isOpen() || !listOpened(folder.number(), signs, files)) return false;
+  int first = 0;
+  for (const ListedFile& file : files) {
+    std::string name;
+    (void)toPathBytes(file.name, name);  // it was made of bytes
+    int error = removeFrom(folder.number(), name);
+    if (first == 0) first = error;
+  }
+  return first == 0 || failed(osErrorOf(first));
+} catch (const std::bad_alloc&) {
+  return failed(eOsNoMemory);
 }
 
 bool LinuxFileManager::renameFile(const Path& from, const Path& to) {

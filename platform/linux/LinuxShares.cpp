@@ -11,6 +11,7 @@
 #include "platform/DriveErrand.h"
 #include "platform/Log.h"
 #include "platform/common/CaseFolding.h"
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/FileOpening.h"
 #include "platform/linux/FolderListing.h"
 #include "platform/linux/LinuxFailure.h"
@@ -47,7 +48,9 @@ std::optional<std::string> textOf(const std::string& path, bool noLink) {
 // What users serve.
 std::vector<Share> sharesIn(const std::string& folder) {
   std::vector<Share> shares;
-  FolderListing listing(folder, L"*");
+  Descriptor opened(openFolder(folder));
+  if (!opened.isOpen()) return shares;
+  FolderListing listing(opened.number(), L"*");
   size_t left = SambaConfig::kMostShares;
   for (const iFileManager::ListedFile& file : listing.files()) {
     if (left-- == 0) break;

@@ -313,6 +313,7 @@ TEST_F(FakeOSTest, EveryServiceCanBeMadeToFail) {
   EXPECT_FALSE(os_->files().openFile(L"/a", 3, 3, 0, 0));
   EXPECT_FALSE(os_->files().getDisk(L"/a"));
   EXPECT_FALSE(os_->files().deleteFile(L"/a"));
+  EXPECT_FALSE(os_->files().deleteMatching(L"/*"));
   EXPECT_FALSE(os_->files().deleteSubfolder(L"/", L"/f"));
   EXPECT_FALSE(os_->files().createFolder(L"/f"));
   EXPECT_FALSE(os_->files().hasFile(L"/a"));

@@ -69,6 +69,31 @@ TEST_F(FakeSubfoldersTest, OfADriveThatIsReadOnlyNothingGoes) {
   expectRefused(L"/m", L"/m/sub", eOsReadOnly);
 }
 
+TEST_F(FakeSubfoldersTest, OfFilesThatMatchTheRestGoesAndTheFirstFailureIsTold) {
+  for (const wchar_t* name : {L"/m/a.1", L"/m/a.2", L"/m/a.3", L"/m/b.1"})
+    os_->files().addFile(name);
+  os_->files().addLink(L"/m/a.4", L"/canary/inner/song");
+  os_->files().addLink(L"/m/a.5", L"/none");
+  os_->files().addLink(L"/to-m", L"/m");
+  os_->faults().fail(FaultPlan::eDeleteFile, eOsAccessDenied, 1);
+  os_->faults().fail(FaultPlan::eDeleteFile, eOsReadOnly, 3);
+  EXPECT_FALSE(files()->deleteMatching(L"/to-m/a.?"));
+  EXPECT_EQ(OS()->getErrors()->getLastError(), eOsAccessDenied);
+  Vector<iFileManager::ListedFile> left;
+  EXPECT_TRUE(files()->listFiles(L"/m/*", left));
+  ASSERT_EQ(left.size(), 3u);
+  EXPECT_EQ(left[0].name, L"a.1");
+  EXPECT_EQ(left[1].name, L"a.3");
+  EXPECT_EQ(left[2].name, L"b.1");
+  os_->faults().fail(FaultPlan::eDeleteMatching, eOsIoError);
+  EXPECT_FALSE(files()->deleteMatching(L"/m/a.?"));
+  EXPECT_TRUE(os_->files().hasFile(L"/m/a.1"));
+  EXPECT_TRUE(files()->deleteMatching(L"/m/a.?"));
+  os_->files().setDrive(L"/m/", {.readOnly = true});
+  EXPECT_FALSE(files()->deleteMatching(L"/m/*"));
+  EXPECT_EQ(OS()->getErrors()->getLastError(), eOsReadOnly);
+}
+
 TEST_F(FakeSubfoldersTest, AfterACrashEachNameInItIsThereOrNot) {
   FakeCrash crash(*os_);
   ASSERT_TRUE(files()->deleteSubfolder(L"/m", L"/m/sub"));

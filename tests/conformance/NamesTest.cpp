@@ -165,6 +165,34 @@ TYPED_TEST(NamesConformance, WhatIsNoFolderCannotBeListed) {
   this->expectError(this->files()->listFiles(PathString(L"/a\0/*", 5), found), eOsInvalid);
 }
 
+TYPED_TEST(NamesConformance, DeletingByAPatternTakesWhatItsListingHasAndNothingElse) {
+  wchar_t separator = this->files()->getSeparator();
+  for (const wchar_t* name : {L"take*", L"take*.idx", L"take*.b\xDCFF", L"take1.idx", L"take*x"})
+    this->makeFile(name, std::string("x"));
+  std::wstring folder = std::wstring(L"take*.folder") + separator;
+  this->makeFolder(folder.c_str());
+  this->makeFile((folder + L"inside").c_str(), std::string("12"));
+  this->forgetLastError();
+  EXPECT_TRUE(this->files()->deleteMatching(this->path(L"") + literalName(L"take*") + L".*"));
+  EXPECT_EQ(this->listed(L"*"), "take*:1 take*x:1 take1.idx:1");
+  EXPECT_EQ(this->listed((folder + L"*").c_str()), "inside:2");
+  EXPECT_TRUE(this->files()->deleteMatching(this->path(L"none*")));
+  EXPECT_EQ(this->lastError(), 0u);
+  EXPECT_TRUE(this->files()->deleteMatching(this->path(L"take*")));
+  EXPECT_EQ(this->listed(L"*"), "");
+}
+
+TYPED_TEST(NamesConformance, WhatCannotBeListedOrIsServedHasNothingToDelete) {
+  wchar_t separator = this->files()->getSeparator();
+  PathString file = this->makeFile(L"file", std::string("x"));
+  PathString none = this->path(L"none") + separator + L"*";
+  this->expectError(this->files()->deleteMatching(none), eOsNotFound);
+  this->expectError(this->files()->deleteMatching(file + separator + L"*"), eOsNotAFolder);
+  this->expectError(this->files()->deleteMatching(PathString(L"/a\0/*", 5)), eOsInvalid);
+  this->expectError(this->files()->deleteMatching(L"mem:*"), eOsNotSupported);
+  EXPECT_TRUE(this->files()->exists(file));
+}
+
 TYPED_TEST(NamesConformance, AListedNameIsTheNameByWhichTheFileIsOpened) {
   this->makeFile(L"bad\xDCFF\xDCC3\xE9\U0001F3AC", std::string("bytes"));
   Vector<Files::ListedFile> found;

@@ -12,14 +12,15 @@ template <int... errors>
 constexpr uint32_t kErrors[] = {eOsErrorBase + static_cast<uint32_t>(errors)...};
 
 const char* const kNames[] = {
-    "openMedia",       "openFile",        "openServed",    "getDisk",        "getDisks",
-    "onDrive",         "getSpace",        "exists",        "getFileSize",    "deleteFile",
-    "deleteSubfolder", "createFolder",    "folderExists",  "isWritable",     "listFiles",
-    "renameFile",      "syncFolder",      "followLinks",   "copyMode",       "getUNCName",
-    "getShares",       "getSize",         "getInfo",       "read",           "write",
-    "settle",          "flush",           "attach",        "startRead",      "startWrite",
-    "finishRead",      "finishWrite",     "createContext", "createPort",     "createEvent",
-    "createThread",    "createTaskQueue", "postTask",      "allocateRegion", "allocate"};
+    "openMedia",      "openFile",        "openServed",      "getDisk",       "getDisks",
+    "onDrive",        "getSpace",        "exists",          "getFileSize",   "deleteFile",
+    "deleteMatching", "deleteSubfolder", "createFolder",    "folderExists",  "isWritable",
+    "listFiles",      "renameFile",      "syncFolder",      "followLinks",   "copyMode",
+    "getUNCName",     "getShares",       "getSize",         "getInfo",       "read",
+    "write",          "settle",          "flush",           "attach",        "startRead",
+    "startWrite",     "finishRead",      "finishWrite",     "createContext", "createPort",
+    "createEvent",    "createThread",    "createTaskQueue", "postTask",      "allocateRegion",
+    "allocate"};
 static_assert(std::size(kNames) == kFaultCalls);
 
 // Of drives and names; none for the other calls.
@@ -33,7 +34,6 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
                                            EDQUOT, ELOOP, ENOTDIR, EMLINK, EISDIR>;
   constexpr const auto& asking =
       kErrors<ETIMEDOUT, EIO, ENOENT, EACCES, ESTALE, ENOMEM, EINTR, ENOSYS, EOVERFLOW>;
-  constexpr const auto& sending = kErrors<ETIMEDOUT, EAGAIN, ENOMEM>;
   constexpr const auto& reckoning = kErrors<ENOMEM, EMFILE, ENFILE, EACCES, EIO>;
   constexpr const auto& listing =
       kErrors<ENOENT, EACCES, EIO, EMFILE, ENFILE, ENOMEM, ELOOP, ENOTDIR, ESTALE>;
@@ -59,7 +59,7 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
     case FaultCall::eGetSpace:
       return asking;
     case FaultCall::eOnDrive:
-      return sending;
+      return kErrors<ETIMEDOUT, EAGAIN, ENOMEM>;
     case FaultCall::eGetDisks:
     case FaultCall::eGetUNCName:
     case FaultCall::eGetShares:
@@ -70,6 +70,7 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
       return renaming;
     case FaultCall::eSyncFolder:
       return syncing;
+    case FaultCall::eDeleteMatching:
     case FaultCall::eDeleteSubfolder:
       return emptying;
     case FaultCall::eDeleteFile:

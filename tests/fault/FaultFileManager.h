@@ -24,6 +24,9 @@ public:
   }
   bool getFileSize(const Path& path, uint64_t& bytes) override;
   bool deleteFile(const Path& path) override;
+  bool deleteMatching(const Path& pattern) override {
+    return !isRefused(FaultCall::eDeleteMatching) && below()->deleteMatching(pattern);
+  }
   bool deleteSubfolder(const Path& folder, const Path& subfolder) override {
     return !isRefused(FaultCall::eDeleteSubfolder) && below()->deleteSubfolder(folder, subfolder);
   }

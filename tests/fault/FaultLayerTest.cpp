@@ -136,6 +136,10 @@ protected:
         os_->files().addFile(Text(L"/m/from"));
         return files->renameFile(Text(L"/m/from"), Text(L"/m/to")) &&
                !os_->files().hasFile(Text(L"/m/from"));
+      case FaultCall::eDeleteMatching:
+        os_->files().addFile(Text(L"/m/gone.1"));
+        return files->deleteMatching(Text(L"/m/gone.*")) &&
+               !os_->files().hasFile(Text(L"/m/gone.1"));
       case FaultCall::eDeleteSubfolder:
         os_->files().addFile(Text(L"/m/sub/a"));
         return files->deleteSubfolder(Text(L"/m"), Text(L"/m/sub")) &&
