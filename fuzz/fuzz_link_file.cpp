@@ -35,16 +35,20 @@ void checkReading(FakeOSScope& os, const std::string& bytes) {
 }
 
 // What is made leads where it should; what is refused changes nothing.
-void checkMaking(FakeOSScope& os, const Text& target, const std::string& before, bool replace) {
+void checkMaking(FakeOSScope& os, const Text& target, bool replace) {
+  const bool exists = os->files().hasFile(kFile);
+  const std::string before = Lines::bytesOf(os->files(), kFile);
   std::string name;
   const bool isName = toPathBytes(target, name);
   const bool hasRoom = isName && name.size() < MaterialLink::kBytes && !name.starts_with("RIFF");
+  const bool hasPlace = !exists || (replace && before.size() <= MaterialLink::kBytes);
   const bool isMade = MaterialLink::createLink(kFile, target, replace) == 1;
-  require(isMade == (hasRoom && replace && before.size() <= MaterialLink::kBytes),
-          "a target that fits replaces what is no media");
+  require(isMade == (hasRoom && hasPlace),
+          "a target that fits is written where nothing is, or over what is no larger than a link");
   const std::string after = Lines::bytesOf(os->files(), kFile);
   if (!isMade) {
-    require(after == before, "what was refused changes nothing");
+    require(os->files().hasFile(kFile) == exists && after == before,
+            "what was refused changes nothing");
     return;
   }
   require(after == name + std::string(MaterialLink::kBytes - name.size(), '\0'),
@@ -55,6 +59,13 @@ void checkMaking(FakeOSScope& os, const Text& target, const std::string& before,
   require(!isRead || result == target, "a target comes back");
 }
 
+void checkNothing() {
+  Text result;
+  require(!MaterialLink::isLink(kFile) && !MaterialLink::getLinkedFilename(kFile, result),
+          "what is not there is no link");
+  require(result == kFile, "and its own target");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -63,12 +74,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   InputBytes input(data, size);
   const bool replace = input.flag();
   const bool isWhole = input.flag();
+  const bool isThere = input.flag();
   const size_t targetBytes = static_cast<size_t>(input.number(2));
   const std::string rest(input.rest());
   const Text target = fromUTF8(rest.substr(0, targetBytes));
   std::string bytes = rest.substr(std::min(targetBytes, rest.size()));
   if (isWhole) bytes.resize(MaterialLink::kBytes);
-  checkReading(os, bytes);
-  checkMaking(os, target, bytes, replace);
+  os->files().addFolder(L"/m");
+  if (isThere)
+    checkReading(os, bytes);
+  else
+    checkNothing();
+  checkMaking(os, target, replace);
   return 0;
 }
