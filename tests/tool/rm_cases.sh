@@ -103,14 +103,15 @@ case_media_on_a_drive_with_two_names_is_no_proxy() {
 }
 
 # Runs rm on a terminal and answers its question with those keys, once it is asked; its exit code
-# must be the first argument, the third a command that runs in between, the
-# fourth an option. Leaves what was shown.
+# must be the first argument, the third a command that runs in between, the fourth an option. What
+# typed_ahead has is typed before it is asked. Leaves what was shown.
 answer() {
   local code=0
   meanwhile=${3:-} timeout 20 python3 -c 'import os, pty, sys
 child, terminal = pty.fork()
 if child == 0: os.execv(sys.argv[2], sys.argv[2:])
 shown, asked = b"", False
+os.write(terminal, os.environ.get("typed_ahead", "").encode())
 while True:
   try: got = os.read(terminal, 1000)
   except OSError: break
@@ -140,6 +141,12 @@ case_rm_asks_on_a_terminal() {
   media "raid/Material/$vision.mov"
   answer 0 $'y\n'
   [ ! -e "raid/Material/$vision.mov" ] || fail "it was not deleted"
+}
+
+case_an_answer_that_was_typed_before_the_question_does_not_count() {
+  canary_tree
+  typed_ahead=$'y\n' answer 1 $'n\n'
+  [ -e "raid/Material/$vision.mov" ] || fail "it was deleted"
 }
 
 case_a_link_goes_with_the_folder_below_it_and_its_target_elsewhere_stays() {

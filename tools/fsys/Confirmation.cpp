@@ -1,5 +1,6 @@
 #include "tools/fsys/Confirmation.h"
 
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -50,6 +51,7 @@ bool Confirmation::canAsk() { return isatty(STDIN_FILENO) == 1; }
 
 bool Confirmation::isGiven(const std::string& question) {
   Foreground foreground;
+  tcflush(STDIN_FILENO, TCIFLUSH);
   std::fprintf(stderr, "%s [y/N] ", question.c_str());
   std::string answer = readLine();
   return equalsNoCase(answer, "y") || equalsNoCase(answer, "yes");
