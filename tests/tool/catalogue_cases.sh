@@ -271,6 +271,25 @@ case_names_of_any_bytes_in_the_catalogue_are_told() {
   [ -e "raid/Material/V${shot}01.mov" ] || fail "another file went with it"
 }
 
+# What turns the direction of a line, or ends it, could make a name look like another.
+case_a_name_cannot_look_like_another() {
+  media_drive raid
+  local mark place=0
+  for mark in D8.9C E2.80.8E E2.80.8F E2.80.A8 E2.80.A9 E2.80.AA E2.80.AE E2.81.A6 E2.81.A9; do
+    media "raid/Material/V${shot}0$place.$(printf %b "\\x${mark//./\\x}")vom"
+    place=$((place + 1))
+  done
+  expect 0 media list
+  for mark in D8.9C E2.80.8E E2.80.8F E2.80.A8 E2.80.A9 E2.80.AA E2.80.AE E2.81.A6 E2.81.A9; do
+    tells "\\x${mark//./\\x}vom"
+  done
+  expect 0 rm "V${shot}06" --high --dry-run
+  tells 'V'"$shot"'06.\xE2\x80\xAEvom"'
+  media "raid/Material/V${shot}09."$'\xE2\x80\xA7\xE2\x80\xAF\xE2\x81\xA5\xE2\x81\xAA\xD8\x9Bvom'
+  expect 0 rm "V${shot}09" --high --dry-run
+  tells "V${shot}09."$'\xE2\x80\xA7\xE2\x80\xAF\xE2\x81\xA5\xE2\x81\xAA\xD8\x9Bvom"'
+}
+
 # Beside a drive that never answers, with links that lead there.
 case_the_catalogue_beside_drives_that_never_answer_keeps_nobody_waiting() {
   is_root || skip "mounting needs root"

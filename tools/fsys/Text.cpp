@@ -1,5 +1,7 @@
 #include "tools/fsys/Text.h"
 
+#include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <cstdarg>
@@ -14,11 +16,34 @@ constexpr uint64_t kMostBytes = std::numeric_limits<int64_t>::max();
 constexpr double kMegabyte = 1e6;
 constexpr double kMsPerSecond = 1e3;
 
-bool isControl(const std::string& bytes, size_t at, size_t length) {
+struct Range {
+  uint32_t first;
+  uint32_t last;
+};
+constexpr std::array<Range, 7> kControls = {{{0x00, 0x1F},
+                                             {0x7F, 0x9F},
+                                             {0x061C, 0x061C},
+                                             {0x200E, 0x200F},
+                                             {0x2028, 0x2029},
+                                             {0x202A, 0x202E},
+                                             {0x2066, 0x2069}}};
+
+// Of the sequence of that length, as it stands.
+uint32_t pointAt(const std::string& bytes, size_t at, size_t length) {
   unsigned char lead = static_cast<unsigned char>(bytes[at]);
-  if (length == 1) return lead < 0x20 || lead == 0x7F;
-  // The second set of control characters, U+0080 to U+009F.
-  return length == 2 && lead == 0xC2 && static_cast<unsigned char>(bytes[at + 1]) < 0xA0;
+  uint32_t point = length == 1 ? lead : lead & (0xFFu >> (length + 1));
+  for (size_t i = 1; i < length; ++i)
+    point = point << 6 | (static_cast<unsigned char>(bytes[at + i]) & 0x3F);
+  return point;
+}
+
+// Also what ends a line, and what turns the direction of the text behind it: with them a name looks
+// like another.
+bool isControl(const std::string& bytes, size_t at, size_t length) {
+  const uint32_t point = pointAt(bytes, at, length);
+  return std::any_of(kControls.begin(), kControls.end(), [point](const Range& range) {
+    return range.first <= point && point <= range.last;
+  });
 }
 
 // Of the letters behind a number: 1 for none; 0 for what is no unit.
@@ -42,12 +67,9 @@ size_t utf8LengthAt(const std::string& bytes, size_t at) {
                   : lead >= 0xF0 && lead < 0xF5 ? 4
                                                 : 0;
   if (length == 0 || at + length > bytes.size()) return 0;
-  uint32_t point = length == 1 ? lead : lead & (0xFFu >> (length + 1));
-  for (size_t i = 1; i < length; ++i) {
-    unsigned char next = static_cast<unsigned char>(bytes[at + i]);
-    if ((next & 0xC0) != 0x80) return 0;
-    point = point << 6 | (next & 0x3F);
-  }
+  for (size_t i = 1; i < length; ++i)
+    if ((static_cast<unsigned char>(bytes[at + i]) & 0xC0) != 0x80) return 0;
+  uint32_t point = pointAt(bytes, at, length);
   bool overlong = (length == 3 && point < 0x800) || (length == 4 && point < 0x10000);
   bool surrogate = point >= 0xD800 && point < 0xE000;
   return overlong || surrogate || point > 0x10FFFF ? 0 : length;

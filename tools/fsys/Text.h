@@ -11,8 +11,8 @@
 // printf into a string.
 std::string text(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// A name between quotes. Control characters and bytes that are no UTF-8 stand as \xNN, so that a
-// name can neither fool a terminal nor get lost.
+// A name between quotes. Control characters, those that end a line or turn its direction, and bytes
+// that are no UTF-8 stand as \xNN, so that a name can neither fool a terminal nor get lost.
 std::string inQuotes(const std::string& name);
 // The same without the quotes, for tables.
 std::string escaped(const std::string& name);
