@@ -207,15 +207,59 @@ case_what_cannot_be_deleted_is_told() {
   mkdir bound
   mount --bind "disk/Material/$vision.mov" "disk/Material/$vision.mov"
   mounted+=("$PWD/disk/Material/$vision.mov")
-  local code=0
-  "$fsys" rm "$vision" --high --proxy --yes --json >out 2>err </dev/null || code=$?
-  [ "$code" != 0 ] || { cat out; fail "it was deleted"; }
+  expect 6 rm "$vision" --high --proxy --yes --json
+  is error.kind input/output
   is files.0.deleted True
   is files.1.deleted False
   [ -e "disk/Material/$vision.mov" ] || fail "it is gone"
   [ ! -e "disk/Material/$vision.A0.proxy.90.mov" ] || fail "the proxy is there"
-  expect "$code" rm "$vision" --high --yes
+  expect 6 rm "$vision" --high --yes
   says "deleting \"$PWD/disk/Material/$vision.mov\""
+}
+
+case_an_interrupted_rm_tells_what_is_gone() {
+  may_trace
+  canary_tree
+  inject unlink,unlinkat:signal=INT:when=1 rm "$vision" --high --proxy --yes --json
+  [ "$code" = 130 ] || { cat out err; fail "exit code $code"; }
+  is error.kind interrupted
+  is files.0.deleted True
+  is files.1.deleted False
+  [ ! -e "raid/Material/$vision.A0.proxy.360.mov" ] || fail "the proxy is there"
+  [ -e "raid/Material/$vision.mov" ] || fail "the media is gone"
+}
+
+case_rm_waits_for_a_large_folder_of_a_slow_drive() {
+  in_own_namespace
+  mount_share share
+  media_drive share
+  local number
+  media "share/Material/$vision.mov"
+  for number in $(seq 100 299); do : >"share/Material/$vision.mov.$number"; done
+  order d
+  expect 0 rm "$vision" --high --dry-run --json
+  [ "$(announced | wc -l)" = 201 ] || { cat out; fail "not all was said"; }
+}
+
+case_what_may_be_left_on_a_drive_that_is_silent_now_is_not_known() {
+  in_own_namespace
+  may_trace
+  mount_share share
+  media_drive share
+  media "share/Material/$vision.mov"
+  media "share/Material/$vision.mov.qvix"
+  # It falls silent when the last is gone.
+  strace -f -qq -o trace -e trace=unlink,unlinkat \
+    -e inject=unlink,unlinkat:delay_exit=5000000:when=2 \
+    "$fsys" rm "$vision" --high --yes --json >out 2>err </dev/null &
+  until_true '[ ! -e "share/Material/$vision.mov.qvix" ]'
+  order s
+  until_true '[ -s out ]'
+  order a
+  wait $! && fail "it was said to be well"
+  is files.0.deleted True
+  is files.0.left.0.path "$PWD/share/Material/$vision.mov.qvix"
+  is files.0.left.0.why "its drive does not answer"
 }
 
 # A child does the work then, which is not what the terminal belongs to.

@@ -18,14 +18,17 @@ namespace {
 
 constexpr const char* kDoing = "deleting";
 // A folder of many files takes its time.
-constexpr unsigned kDeletePatience_ms = 60000;
+constexpr unsigned kFolderPatience_ms = 60000;
 constexpr uint32_t kDeleted = 1;
 
 std::string quoted(const PathString& path) { return inQuotes(bytesOf(path)); }
 
-bool isStillThere(const PathString& path) {
+void addIfLeft(std::vector<ToolError>& left, const PathString& path) {
   auto isThere = askDrive(path, [path] { return OS()->getFileManager()->exists(path); });
-  return !isThere || *isThere;
+  if (!isThere)
+    left.push_back(driveError(kDoing, path, OS()->getErrors()->getLastError()));
+  else if (*isThere)
+    left.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(path), "it is still there"));
 }
 
 }  // namespace
@@ -45,14 +48,13 @@ ExitCode RmCommand::work() {
   SystemCache::Entry entry = requireEntry();
   plan(*entry);
   announce();
-  tellJson(false);
+  tellJson();
   if (dryRun_) {
     say("nothing was deleted");
     return ExitCode::eSuccess;
   }
   if (!mayGoOn()) throw ToolError(ExitCode::eOther, kDoing, cookie_, "it was not wanted");
   deleteAll(*entry);
-  tellJson(true);
   tellFailures();
   return ExitCode::eSuccess;
 }
@@ -96,10 +98,10 @@ RmCommand::Doomed RmCommand::doomed(const MediaFile& file) {
   if (!DiskManager::isMaterialVolume(file.name.getDrive()))
     throw ToolError(ExitCode::eNotFound, kDoing, bytesOf(file.path), "its media drive is away");
   auto folder = askDrive(file.path, [name = file.name] { return linkedFolderOf(name); });
-  auto beside = askDrive(file.path, [path = file.path] { return sideFilesOf(path); });
+  auto beside =
+      askDrive(file.path, [path = file.path] { return sideFilesOf(path); }, kFolderPatience_ms);
   if (!folder || !beside) throw driveError(kDoing, file.path, OS()->getErrors()->getLastError());
-  Doomed doomed{file, *folder, {beside->begin(), beside->end()}, 0, false, {}};
-  return doomed;
+  return {file, *folder, {beside->begin(), beside->end()}};
 }
 
 size_t RmCommand::countOf() const {
@@ -134,26 +136,34 @@ void RmCommand::deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doom
         if (!(linkedFolderOf(name) == folder)) return std::nullopt;
         return entry->deleteFile(name);
       },
-      kDeletePatience_ms);
-  doomed.isChanged = result && !*result;
-  doomed.error = result ? result->value_or(kDeleted) : OS()->getErrors()->getLastError();
-  if (doomed.error == kDeleted) doomed.error = 0;
+      kFolderPatience_ms);
+  const uint32_t error = result ? result->value_or(0) : OS()->getErrors()->getLastError();
+  doomed.isDeleted = error == kDeleted;
+  if (result && !*result)
+    doomed.failures.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(doomed.file.path),
+                                        "it has changed meanwhile, and stays"));
+  else if (!doomed.isDeleted)
+    doomed.failures.push_back(driveError(kDoing, doomed.file.path, error));
+  if (!result || *result) lookForLeft(doomed);
 }
 
+void RmCommand::lookForLeft(Doomed& doomed) {
+  for (const PathString& side : doomed.beside) addIfLeft(doomed.left, side);
+  if (!doomed.folder.empty()) addIfLeft(doomed.left, doomed.folder);
+}
+
+// Whatever ends it, what was deleted is told.
 void RmCommand::deleteAll(FsysDirectoryEntry& entry) {
   Qv::Ptr<FsysDirectoryEntry> kept(&entry);
   for (Doomed& doomed : doomed_) {
     Interrupt::check();
     deleteOne(kept, doomed);
-    if (doomed.isChanged) continue;
-    std::copy_if(doomed.beside.begin(), doomed.beside.end(), std::back_inserter(doomed.left),
-                 isStillThere);
-    if (!doomed.folder.empty() && isStillThere(doomed.folder)) doomed.left.push_back(doomed.folder);
-    if (doomed.error == 0) say("deleted " + quoted(doomed.file.path));
+    if (doomed.isDeleted) say("deleted " + quoted(doomed.file.path));
+    tellJson();
   }
 }
 
-Json RmCommand::Doomed::json(bool isDone) const {
+Json RmCommand::Doomed::json() const {
   Json json;
   file.put(json);
   if (!folder.empty()) putName(json, "folder", bytesOf(folder));
@@ -163,37 +173,35 @@ Json RmCommand::Doomed::json(bool isDone) const {
     putName(one, "file", bytesOf(side));
     json["beside"].push_back(one);
   }
-  json["deleted"] = isDone && error == 0 && !isChanged;
+  json["deleted"] = isDeleted;
   json["left"] = Json::array();
-  for (const PathString& path : left) {
+  for (const ToolError& error : left) {
     Json one;
-    putName(one, "path", bytesOf(path));
+    putName(one, "path", error.file());
+    one["why"] = error.why();
     json["left"].push_back(one);
   }
   return json;
 }
 
-void RmCommand::tellJson(bool isDone) {
+void RmCommand::tellJson() {
   results()["dry_run"] = dryRun_;
-  results()["files"] = Json::array();
-  for (const Doomed& doomed : doomed_) results()["files"].push_back(doomed.json(isDone));
+  Json files = Json::array();
+  for (const Doomed& doomed : doomed_) files.push_back(doomed.json());
+  results()["files"] = files;
 }
 
 // Every one in words; the first is the command's own.
 void RmCommand::tellFailures() const {
   std::vector<ToolError> failures;
   for (const Doomed& doomed : doomed_) {
-    if (doomed.isChanged)
-      failures.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(doomed.file.path),
-                                   "it has changed meanwhile, and stays"));
-    if (doomed.error != 0) failures.push_back(driveError(kDoing, doomed.file.path, doomed.error));
-    for (const PathString& path : doomed.left)
-      failures.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(path), "it is still there"));
+    failures.insert(failures.end(), doomed.failures.begin(), doomed.failures.end());
+    failures.insert(failures.end(), doomed.left.begin(), doomed.left.end());
   }
   if (failures.empty()) return;
   if (!wantsJson())
     for (size_t i = 1; i < failures.size(); ++i)
       std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), failures[i].what());
   throw ToolError(failures.front())
-      .withRemark(text("%zu of what was said could not be deleted", failures.size()));
+      .withRemark(text("%zu of what was said may be there still", failures.size()));
 }

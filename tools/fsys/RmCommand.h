@@ -20,11 +20,11 @@ private:
     MediaFile file;
     PathString folder;  // below it; empty: none
     std::vector<PathString> beside;
-    uint32_t error = 0;            // why it was not deleted
-    bool isChanged = false;        // it leads elsewhere than was said: not deleted
-    std::vector<PathString> left;  // of the folder and those beside it
+    bool isDeleted = false;
+    std::vector<ToolError> failures = {};  // why it was not deleted
+    std::vector<ToolError> left = {};  // why the folder or one beside it is not known to be gone
 
-    Json json(bool isDone) const;
+    Json json() const;
   };
 
   SystemCache::Entry requireEntry() const;
@@ -34,7 +34,8 @@ private:
   bool mayGoOn() const;
   void deleteAll(FsysDirectoryEntry& entry);
   static void deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed);
-  void tellJson(bool isDone);
+  static void lookForLeft(Doomed& doomed);
+  void tellJson();
   void tellFailures() const;
   size_t countOf() const;
 
