@@ -102,6 +102,48 @@ case_media_on_a_drive_with_two_names_is_no_proxy() {
   [ -e "one/Material/$vision.mov" ] || fail "the media is gone"
 }
 
+case_rm_says_whose_proxy_goes() {
+  media_drive raid
+  media "raid/Material/$vision.A2.proxy.360.mov"
+  media "raid/Material/$vision.A0.proxy.720.mov"
+  local cookie
+  for cookie in "$vision" "S${shot}02"; do
+    expect 0 rm "$cookie" --proxy --dry-run
+    tells "  which is the proxy of $vision, and of S${shot}01 to S${shot}02"
+  done
+  [ "$(grep -c "which is the proxy" out)" = 1 ] || { cat out; fail "too much"; }
+  expect 0 rm "S${shot}02" --proxy --dry-run --json
+  is files.0.cookies "['$vision', 'S${shot}01', 'S${shot}02']"
+  media "raid/Material/V${shot}01.A1.proxy.360.mov"
+  expect 0 rm "V${shot}01" --proxy --dry-run
+  tells "  which is the proxy of V${shot}01, and of S${shot}01"
+}
+
+case_rm_says_of_a_link_that_it_is_one_and_what_stays() {
+  media_drive raid
+  mkdir raid/Material/below
+  media elsewhere.mov
+  media raid/Material/below/reel.mov
+  media "raid/Material/V${shot}03.mov.qvix"
+  expect 0 link create "raid/Material/$vision.mov" elsewhere.mov
+  expect 0 link create "raid/Material/$vision.A0.proxy.360.mov" away.mov
+  expect 0 link create "raid/Material/V${shot}02.mov" raid/Material/below/reel.mov
+  expect 0 link create "raid/Material/V${shot}03.mov" "raid/Material/V${shot}03.mov.qvix"
+  expect 0 link create "raid/Material/V${shot}04.mov" "raid/Material/V${shot}04.A0.proxy.360.mov"
+  media "raid/Material/V${shot}04.A0.proxy.360.mov"
+  expect 0 rm "$vision" --high --proxy --dry-run
+  tells "(high-resolution, 512 bytes, a link to \"$PWD/elsewhere.mov\", which stays)"
+  tells "(proxy, 512 bytes, a link to \"$PWD/away.mov\", which is missing)"
+  expect 0 rm "V${shot}02" --high --dry-run
+  tells "a link to \"$PWD/raid/Material/below/reel.mov\", which goes too)"
+  expect 0 rm "V${shot}03" --high --dry-run
+  tells "a link to \"$PWD/raid/Material/V${shot}03.mov.qvix\", which goes too)"
+  expect 0 rm "V${shot}04" --high --dry-run
+  tells ", which stays)"
+  expect 0 rm "V${shot}04" --high --proxy --dry-run
+  tells ", which goes too)"
+}
+
 # Runs rm on a terminal and answers its question with those keys, once it is asked; its exit code
 # must be the first argument, the third a command that runs in between, the fourth an option. What
 # typed_ahead has is typed before it is asked. Leaves what was shown.

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <list>
 
+#include "fsys/MediaName.h"
 #include "platform/DriveErrand.h"
 #include "tools/fsys/Command.h"
 #include "tools/fsys/Text.h"
 
 namespace {
+
+constexpr uint32_t kLastChannel = 255;
 
 // A drive that refuses to say anything answers, too.
 bool answersAt(const PathString& path) {
@@ -89,6 +92,13 @@ const char* MediaFile::stateWord() const {
     default:
       return "not known";
   }
+}
+
+std::vector<Cookie> MediaFile::cookies() const {
+  std::vector<Cookie> all = {MediaName(stripPath(name.getPath()), bytes).cookie};
+  for (uint32_t channel = 1; channel <= std::min(channels, kLastChannel); ++channel)
+    all.push_back(convertCookie(all.front(), eCookieSound, static_cast<unsigned char>(channel)));
+  return all;
 }
 
 bool MediaFile::answers() const {

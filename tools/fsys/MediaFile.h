@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "fsys/FsysDirectoryEntry.h"
+#include "platform/Cookie.h"
 #include "platform/PathHelpers.h"
 #include "tools/fsys/Json.h"
 
@@ -36,6 +37,8 @@ struct MediaFile {
   const char* kind() const;
   // "there", "missing", "no answer" or "not known".
   const char* stateWord() const;
+  // Whose file it is: its name's cookie, and the sound cookies of a proxy with sound.
+  std::vector<Cookie> cookies() const;
   // Whether its drive, and that of what it leads to, answer now.
   bool answers() const;
   void put(Json& json) const;

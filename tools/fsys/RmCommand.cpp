@@ -81,6 +81,7 @@ SystemCache::Entry RmCommand::requireEntry() const {
 void RmCommand::plan(FsysDirectoryEntry& entry) {
   if (!allAnswer(entry))
     throw ToolError(ExitCode::eIo, kDoing, cookie_, "the drive of a file does not answer");
+  entry.updateStatus(eProxy);
   const std::vector<MediaFile> files = MediaFile::allOf(entry);
   for (const MediaFile& file : files)
     if (file.isProxy ? proxy_ : !file.isHighRes && high_ && proxy_) doomed_.push_back(doomed(file));
@@ -110,10 +111,32 @@ size_t RmCommand::countOf() const {
   return count;
 }
 
+// By its path. What can be reached by another, through a symbolic link, is taken to stay.
+bool RmCommand::goes(const PathString& path) const {
+  const PathString whole = normalisedPath(path);
+  return std::any_of(doomed_.begin(), doomed_.end(), [&](const Doomed& doomed) {
+    return whole == doomed.file.path ||
+           std::find(doomed.beside.begin(), doomed.beside.end(), whole) != doomed.beside.end() ||
+           (!doomed.folder.empty() && whole.view().starts_with(doomed.folder.view()));
+  });
+}
+
+std::string RmCommand::wordsOf(const Doomed& doomed) const {
+  const MediaFile& file = doomed.file;
+  std::string words = std::string(file.kind()) + ", " + sizeText(file.bytes);
+  if (!file.isLink) return words;
+  words += ", a link to " + quoted(file.target);
+  return words + (file.state == MediaFile::eMissing ? ", which is missing"
+                  : goes(file.target)               ? ", which goes too"
+                                                    : ", which stays");
+}
+
 void RmCommand::announce() const {
   for (const Doomed& doomed : doomed_) {
-    say(quoted(doomed.file.path) + " (" + doomed.file.kind() + ", " + sizeText(doomed.file.bytes) +
-        ")");
+    say(quoted(doomed.file.path) + " (" + wordsOf(doomed) + ")");
+    if (const std::vector<Cookie> all = doomed.file.cookies(); all.size() > 1)
+      say("  which is the proxy of " + textOf(all.front()) + ", and of " + textOf(all[1]) +
+          (all.size() > 2 ? " to " + textOf(all.back()) : ""));
     if (!doomed.folder.empty())
       say("  and, since it is a link into it, all of the folder " + quoted(doomed.folder));
     for (const PathString& side : doomed.beside) say("  and beside it " + quoted(side));
@@ -166,6 +189,8 @@ void RmCommand::deleteAll(FsysDirectoryEntry& entry) {
 Json RmCommand::Doomed::json() const {
   Json json;
   file.put(json);
+  json["cookies"] = Json::array();
+  for (const Cookie& cookie : file.cookies()) json["cookies"].push_back(textOf(cookie));
   if (!folder.empty()) putName(json, "folder", bytesOf(folder));
   json["beside"] = Json::array();
   for (const PathString& side : beside) {
