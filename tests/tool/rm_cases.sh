@@ -92,6 +92,60 @@ case_a_copy_of_the_media_goes_with_everything_alone() {
   [ ! -e "two/Material/$vision.mov" ] || fail "the media is there"
 }
 
+# An entry has room for two.
+case_a_third_file_of_a_cookie_is_told() {
+  local drive
+  for drive in one two three; do
+    media_drive "$drive"
+    media "$drive/Material/$vision.mov"
+  done
+  expect 0 scan
+  tells "1 file is left out: others have the same cookie"
+  expect 0 scan --json
+  is left_out 1
+  is folders.2.files 0
+  expect 0 rm "$vision" --high --proxy --yes --json
+  is stays.0.path "$PWD/two/Material/$vision.mov"
+  is not_looked_at '[]'
+  [ -e "two/Material/$vision.mov" ] || fail "it is gone"
+  expect 0 scan
+  ! grep -q "left out" out || { cat out; fail "something is said to be left out"; }
+  mv "two/Material/$vision.mov" "two/Material/${vision,,}.mxf"
+  media "two/Material/$vision.A0.proxy.360.mov"
+  expect 0 rm "$vision" --proxy --yes
+  tells "\"$PWD/two/Material/${vision,,}.mxf\" stays"
+  expect 0 rm "$vision" --high --yes
+  ! grep -q "stays" out || { cat out; fail "something is said to stay"; }
+}
+
+case_where_more_of_a_cookie_may_lie_is_told() {
+  in_own_namespace
+  mount_share share
+  media_drive raid
+  media_drive share
+  media "raid/Material/$vision.mov"
+  answer 6 $'y\n' 'printf s >orders; head -c 1 obeyed'
+  order a
+  grep -qF "looking for more of it in \"$PWD/share/Material/\": its drive does not answer" shown ||
+    { cat shown; fail "it was not told"; }
+  [ ! -e "raid/Material/$vision.mov" ] || fail "it was not deleted"
+}
+
+case_each_failure_of_rm_is_told() {
+  in_own_namespace
+  mount_memory disk
+  media_drive disk
+  local name
+  for name in "$vision.mov" "$vision.A0.proxy.90.mov"; do
+    media "disk/Material/$name"
+    mount --bind "disk/Material/$name" "disk/Material/$name"
+    mounted+=("$PWD/disk/Material/$name")
+  done
+  expect 6 rm "$vision" --high --proxy --yes
+  says "deleting \"$PWD/disk/Material/$vision.A0.proxy.90.mov\": Device or resource busy; and 1 more"
+  says "deleting \"$PWD/disk/Material/$vision.mov\": Device or resource busy"
+}
+
 # A drive that is registered under a second name, too, has each file twice.
 case_media_on_a_drive_with_two_names_is_no_proxy() {
   media_drive one
@@ -251,6 +305,8 @@ case_what_cannot_be_deleted_is_told() {
   mounted+=("$PWD/disk/Material/$vision.mov")
   expect 6 rm "$vision" --high --proxy --yes --json
   is error.kind input/output
+  is files.1.why "Device or resource busy"
+  is stays.0.path "$PWD/disk/Material/$vision.mov"
   is files.0.deleted True
   is files.1.deleted False
   [ -e "disk/Material/$vision.mov" ] || fail "it is gone"

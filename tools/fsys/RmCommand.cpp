@@ -7,16 +7,19 @@
 
 #include "fsys/DiskManager.h"
 #include "fsys/MediaDeletion.h"
+#include "fsys/MediaName.h"
 #include "platform/DriveErrand.h"
 #include "tools/fsys/Confirmation.h"
 #include "tools/fsys/CookieWord.h"
 #include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/Interrupt.h"
+#include "tools/fsys/MediaDrives.h"
 #include "tools/fsys/Text.h"
 
 namespace {
 
 constexpr const char* kDoing = "deleting";
+constexpr const char* kLooking = "looking for more of it in";
 // A folder of many files takes its time.
 constexpr unsigned kFolderPatience_ms = 60000;
 constexpr uint32_t kDeleted = 1;
@@ -29,6 +32,34 @@ void addIfLeft(std::vector<ToolError>& left, const PathString& path) {
     left.push_back(driveError(kDoing, path, OS()->getErrors()->getLastError()));
   else if (*isThere)
     left.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(path), "it is still there"));
+}
+
+Json jsonOf(const ToolError& error) {
+  Json json;
+  putName(json, "path", error.file());
+  json["why"] = error.why();
+  return json;
+}
+
+// The files of that cookie in a folder, whose path ends in a separator; none when there is no such
+// folder.
+std::vector<PathString> filesOf(const Cookie& cookie, const PathString& folder) {
+  const DriveAnswer isFolder = askIsFolder(folder);
+  if (!isFolder.yes && isFolder.error == eOsNotFound) return {};
+  if (!isFolder.yes) throw driveError(kLooking, folder, isFolder.error);
+  auto listing = askDrive(
+      folder,
+      [folder] {
+        Vector<iFileManager::ListedFile> files;
+        bool isListed = OS()->getFileManager()->listFiles(folder + L"*.*", files);
+        return isListed ? std::optional(std::move(files)) : std::nullopt;
+      },
+      kFolderPatience_ms);
+  if (!listing || !*listing) throw driveError(kLooking, folder, OS()->getErrors()->getLastError());
+  std::vector<PathString> paths;
+  for (const iFileManager::ListedFile& file : **listing)
+    if (MediaName(file.name, file.bytes).cookie == cookie) paths.push_back(folder + file.name);
+  return paths;
 }
 
 }  // namespace
@@ -55,6 +86,7 @@ ExitCode RmCommand::work() {
   }
   if (!mayGoOn()) throw ToolError(ExitCode::eOther, kDoing, cookie_, "it was not wanted");
   deleteAll(*entry);
+  tellStaying();
   tellFailures();
   return ExitCode::eSuccess;
 }
@@ -199,13 +231,9 @@ Json RmCommand::Doomed::json() const {
     json["beside"].push_back(one);
   }
   json["deleted"] = isDeleted;
+  if (!failures.empty()) json["why"] = failures.front().why();
   json["left"] = Json::array();
-  for (const ToolError& error : left) {
-    Json one;
-    putName(one, "path", error.file());
-    one["why"] = error.why();
-    json["left"].push_back(one);
-  }
+  for (const ToolError& error : left) json["left"].push_back(jsonOf(error));
   return json;
 }
 
@@ -216,6 +244,30 @@ void RmCommand::tellJson() {
   results()["files"] = files;
 }
 
+void RmCommand::tellStaying() {
+  const Cookie cookie = requireCookie(kDoing, cookie_);
+  results()["stays"] = Json::array();
+  results()["not_looked_at"] = Json::array();
+  for (const Qv::Ptr<MediaDrive>& drive : MediaDrives::all())
+    for (CookieType type : {eCookieVision, eCookieSound}) {
+      Interrupt::check();
+      tellStaying(cookie,
+                  MaterialFilename(drive->getId(), drive->getFsysLocation(type)).getOsPath());
+    }
+}
+
+void RmCommand::tellStaying(const Cookie& cookie, const PathString& folder) try {
+  for (const PathString& path : filesOf(cookie, folder)) {
+    Json json;
+    putName(json, "path", bytesOf(path));
+    results()["stays"].push_back(json);
+    say(quoted(path) + " stays");
+  }
+} catch (const ToolError& error) {
+  notLookedAt_.push_back(error);
+  results()["not_looked_at"].push_back(jsonOf(error));
+}
+
 // Every one in words; the first is the command's own.
 void RmCommand::tellFailures() const {
   std::vector<ToolError> failures;
@@ -223,10 +275,11 @@ void RmCommand::tellFailures() const {
     failures.insert(failures.end(), doomed.failures.begin(), doomed.failures.end());
     failures.insert(failures.end(), doomed.left.begin(), doomed.left.end());
   }
+  failures.insert(failures.end(), notLookedAt_.begin(), notLookedAt_.end());
   if (failures.empty()) return;
   if (!wantsJson())
     for (size_t i = 1; i < failures.size(); ++i)
       std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), failures[i].what());
-  throw ToolError(failures.front())
-      .withRemark(text("%zu of what was said may be there still", failures.size()));
+  if (failures.size() == 1) throw failures.front();
+  throw ToolError(failures.front()).withRemark(text("and %zu more", failures.size() - 1));
 }

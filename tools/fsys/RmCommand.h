@@ -8,7 +8,8 @@
 
 // RmCommand: fsys rm COOKIE: deletes the files of a piece of media, with what lies beside them.
 // Story      What would go is looked for and said; then it asks; then each file is deleted as the
-//            library deletes it, and what is left of what was said is told.
+//            library deletes it, and what is left of what was said is told. So is what else has
+//            that cookie in the media folders, also what the catalogue does not have.
 class RmCommand : public StorageCommand {
 protected:
   CLI::App* defineStorage(CLI::App& app) override;
@@ -38,6 +39,8 @@ private:
   static void deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed);
   static void lookForLeft(Doomed& doomed);
   void tellJson();
+  void tellStaying();
+  void tellStaying(const Cookie& cookie, const PathString& folder);
   void tellFailures() const;
   size_t countOf() const;
 
@@ -47,4 +50,5 @@ private:
   bool yes_ = false;
   bool dryRun_ = false;
   std::vector<Doomed> doomed_;
+  std::vector<ToolError> notLookedAt_;  // folders in which more may stay
 };

@@ -1,9 +1,10 @@
 #include "tools/fsys/ScanCommand.h"
 
+#include <algorithm>
+
 #include "fsys/DiskManager.h"
 #include "fsys/ScanTally.h"
 #include "fsys/SystemCache.h"
-#include "tools/fsys/FolderCount.h"
 #include "tools/fsys/Text.h"
 
 namespace {
@@ -29,9 +30,21 @@ ExitCode ScanCommand::work() {
   results()["folders"] = Json::array();
   for (const FolderCount& folder : folders) results()["folders"].push_back(folder.json());
   say(FolderCount::table(folders));
+  tellLeftOut(folders);
   tellMissing();
   if (stats_) tellStats();
   return ExitCode::eSuccess;
+}
+
+// An entry has one file of high resolution, and a displaced one only while it has no proxy.
+void ScanCommand::tellLeftOut(const std::vector<FolderCount>& folders) {
+  const ScanTally tally = SystemCache::getScanTally();
+  uint64_t count = tally.added + tally.augmented;
+  for (const FolderCount& folder : folders) count -= std::min(count, folder.files);
+  results()["left_out"] = count;
+  if (count > 0)
+    say(text("%llu file%s left out: others have the same cookie", wide(count),
+             count == 1 ? " is" : "s are"));
 }
 
 // Their media is not in the catalogue.

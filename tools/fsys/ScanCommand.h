@@ -1,5 +1,8 @@
 #pragma once
 
+#include <vector>
+
+#include "tools/fsys/FolderCount.h"
 #include "tools/fsys/StorageCommand.h"
 
 // ScanCommand: fsys scan: what the catalogue found on the media drives.
@@ -10,6 +13,7 @@ protected:
 
 private:
   void tellMissing();
+  void tellLeftOut(const std::vector<FolderCount>& folders);
   void tellStats();
 
   bool stats_ = false;
