@@ -55,6 +55,31 @@ case_a_scan_tells_which_locations_are_away() {
   is missing.0.path "$PWD/raid/"
 }
 
+# Of its media nothing is known then.
+case_a_location_that_is_away_is_told_with_what_is_not_known() {
+  media_drive raid
+  media_drive other
+  media "raid/Material/$vision.mov"
+  mv raid away
+  local command
+  for command in "find $vision" "shot $vision" "rm $vision --high --yes"; do
+    # shellcheck disable=SC2086
+    expect 3 $command
+    says "no media drive has media of it; \"$PWD/raid/\" is away"
+  done
+  for command in "media list" "media offline"; do
+    # shellcheck disable=SC2086
+    expect 0 $command
+    [ "$(tail -n 1 out)" = "\"$PWD/raid/\" is away" ] || { cat out; fail "$command does not say so"; }
+    # shellcheck disable=SC2086
+    expect 0 $command --json
+    told_is out 'told[-1]["missing"][0]["path"]' "$PWD/raid/"
+  done
+  media "other/Material/$vision.mov"
+  expect 0 rm "$vision" --high --yes
+  tells "\"$PWD/raid/\" is away"
+}
+
 case_what_a_scan_passed_over_is_counted_by_reason() {
   media_drive raid
   media "raid/Material/$vision.mov"

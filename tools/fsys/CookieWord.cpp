@@ -1,8 +1,9 @@
 #include "tools/fsys/CookieWord.h"
 
+#include "fsys/DiskManager.h"
 #include "fsys/MediaName.h"
+#include "platform/PathHelpers.h"
 #include "tools/fsys/Text.h"
-#include "tools/fsys/ToolError.h"
 
 Cookie requireCookie(const char* doing, const std::string& word) {
   Cookie cookie = MediaName::cookieOf(fromUTF8(std::string_view(word)).view());
@@ -13,3 +14,11 @@ Cookie requireCookie(const char* doing, const std::string& word) {
 }
 
 std::string textOf(const Cookie& cookie) { return std::string(cookie.asString().view()); }
+
+ToolError noMediaOf(const char* doing, const Cookie& cookie) {
+  ToolError error(ExitCode::eNotFound, doing, textOf(cookie), "no media drive has media of it");
+  std::string away;
+  for (const PathString& path : DiskManager::getMissingMediaLocations())
+    away += (away.empty() ? "" : ", ") + inQuotes(bytesOf(path)) + " is away";
+  return away.empty() ? error : error.withRemark(away);
+}

@@ -54,8 +54,7 @@ ExitCode FindCommand::work() {
   results()["cookie"] = textOf(cookie);
   results()["level"] = level_;
   SystemCache::Entry entry = SystemCache::findEntryForCookie(cookie);
-  if (!entry)
-    throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), "no media drive has media of it");
+  if (!entry) throw noMediaOf(kDoing, cookie);
   if (!allAnswer(*entry))
     throw ToolError(ExitCode::eIo, kDoing, textOf(cookie), "the drive of a file does not answer");
   FileChoice choice(*entry, format());

@@ -15,5 +15,6 @@ ExitCode MediaCommand::work() {
   });
   results()["entries"] = seen;
   results()["told"] = told;
+  tellMissing();
   return ExitCode::eSuccess;
 }

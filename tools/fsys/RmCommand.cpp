@@ -103,8 +103,7 @@ SystemCache::Entry RmCommand::requireEntry() const {
     throw ToolError(ExitCode::eUsage, kDoing, cookie_,
                     "nothing would say what goes; --yes goes without asking");
   SystemCache::Entry entry = SystemCache::findEntryForCookie(cookie);
-  if (!entry)
-    throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), "no media drive has media of it");
+  if (!entry) throw noMediaOf(kDoing, cookie);
   return entry;
 }
 
@@ -254,6 +253,7 @@ void RmCommand::tellStaying() {
       tellStaying(cookie,
                   MaterialFilename(drive->getId(), drive->getFsysLocation(type)).getOsPath());
     }
+  tellMissing();
 }
 
 void RmCommand::tellStaying(const Cookie& cookie, const PathString& folder) try {

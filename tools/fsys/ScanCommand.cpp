@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "fsys/DiskManager.h"
 #include "fsys/ScanTally.h"
 #include "fsys/SystemCache.h"
 #include "tools/fsys/Text.h"
@@ -45,17 +44,6 @@ void ScanCommand::tellLeftOut(const std::vector<FolderCount>& folders) {
   if (count > 0)
     say(text("%llu file%s left out: others have the same cookie", wide(count),
              count == 1 ? " is" : "s are"));
-}
-
-// Their media is not in the catalogue.
-void ScanCommand::tellMissing() {
-  results()["missing"] = Json::array();
-  for (const PathString& path : DiskManager::getMissingMediaLocations()) {
-    Json json;
-    putName(json, "path", bytesOf(path));
-    results()["missing"].push_back(json);
-    say(inQuotes(bytesOf(path)) + " is away");
-  }
 }
 
 void ScanCommand::tellStats() {

@@ -12,7 +12,6 @@ protected:
   ExitCode work() override;
 
 private:
-  void tellMissing();
   void tellLeftOut(const std::vector<FolderCount>& folders);
   void tellStats();
 

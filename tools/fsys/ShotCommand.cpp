@@ -60,8 +60,7 @@ ExitCode ShotCommand::work() {
   Cookie cookie = requireCookie(kDoing, cookie_);
   results()["cookie"] = textOf(cookie);
   std::vector<SystemCache::Entry> entries = SystemCache::getClipMediaFiles(cookie);
-  if (entries.empty())
-    throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), "no media drive has media of it");
+  if (entries.empty()) throw noMediaOf(kDoing, cookie);
   Table table({{"channel"}, {"size", Table::eRight}, {"file"}});
   results()["channels"] = Json::array();
   ChannelCount channels(cookie);

@@ -70,3 +70,13 @@ bool StorageCommand::hasReadList() const {
 void StorageCommand::say(const Table& table) const {
   for (const std::string& line : table.lines()) say(line);
 }
+
+void StorageCommand::tellMissing() {
+  results()["missing"] = Json::array();
+  for (const PathString& path : DiskManager::getMissingMediaLocations()) {
+    Json json;
+    putName(json, "path", bytesOf(path));
+    results()["missing"].push_back(json);
+    say(inQuotes(bytesOf(path)) + " is away");
+  }
+}

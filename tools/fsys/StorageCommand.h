@@ -37,6 +37,8 @@ protected:
   // Reads the lists and starts the registry, which fills the catalogue. What both had before is
   // forgotten.
   void startRegistry();
+  // Says which locations are away: their media is not in the catalogue.
+  void tellMissing();
   void say(const Table& table) const;
   using Command::say;
 
