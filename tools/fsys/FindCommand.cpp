@@ -62,9 +62,12 @@ ExitCode FindCommand::work() {
     throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), choice.why);
   std::vector<MediaFile> files = MediaFile::allOf(*entry);
   size_t first = entry->hasHighRes() ? 1 : 0;
-  tell(choice, choice.file == FileChoice::kHighRes
-                   ? files.front()
-                   : files[first + static_cast<size_t>(choice.file)]);
+  const MediaFile& file = choice.file == FileChoice::kHighRes
+                              ? files.front()
+                              : files[first + static_cast<size_t>(choice.file)];
+  tell(choice, file);
+  if (file.state == MediaFile::eMissing)
+    throw ToolError(ExitCode::eNotFound, kDoing, textOf(cookie), "what serves it is missing");
   return ExitCode::eSuccess;
 }
 

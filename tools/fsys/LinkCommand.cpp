@@ -59,7 +59,7 @@ LinkCommand::Look LinkCommand::lookAt(const char* doing, const PathString& path)
   Look look{seen->isThere, seen->isLink, {}, false, false};
   if (!look.isLink) return look;
   look.target = seen->leadsTo;
-  PathString target = look.target;
+  const PathString target = MaterialLink::localTarget(look.target);
   auto isThere = askDrive(target, [target] { return OS()->getFileManager()->exists(target); });
   look.isTargetThere = isThere && *isThere;
   look.isTargetSilent = !isThere;

@@ -102,7 +102,8 @@ std::vector<Cookie> MediaFile::cookies() const {
 }
 
 bool MediaFile::answers() const {
-  return state != eSilent && answersAt(path) && (!isLink || target.empty() || answersAt(target));
+  return state != eSilent && answersAt(path) &&
+         (!isLink || target.empty() || answersAt(MaterialLink::localTarget(target)));
 }
 
 void MediaFile::put(Json& json) const {

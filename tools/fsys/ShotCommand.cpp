@@ -36,8 +36,9 @@ private:
   unsigned char number_ = 0;
 };
 
-// None of a file that is not there, or does not tell.
-std::optional<uint64_t> sizeOf(const PathString& path) {
+// Of what is opened; none of a file that is not there, or does not tell.
+std::optional<uint64_t> sizeOf(const PathString& named) {
+  const PathString path = MaterialLink::localTarget(named);
   if (path.empty()) return std::nullopt;
   auto size = askDrive(path, [path] {
     uint64_t bytes = 0;
@@ -64,18 +65,18 @@ ExitCode ShotCommand::work() {
   Table table({{"channel"}, {"size", Table::eRight}, {"file"}});
   results()["channels"] = Json::array();
   ChannelCount channels(cookie);
+  uint64_t bytes = 0;
   for (const SystemCache::Entry& entry : entries) {
     Interrupt::check();
-    tell(table, channels.next(entry), *entry);
+    bytes += tell(table, channels.next(entry), *entry);
   }
-  uint64_t bytes = SystemCache::getShotFileSize(cookie);
   results()["bytes"] = bytes;
   say(table);
   say(text("%zu channel%s, ", entries.size(), entries.size() == 1 ? "" : "s") + sizeText(bytes));
   return ExitCode::eSuccess;
 }
 
-void ShotCommand::tell(Table& table, const Cookie& channel, FsysDirectoryEntry& entry) {
+uint64_t ShotCommand::tell(Table& table, const Cookie& channel, FsysDirectoryEntry& entry) {
   if (!allAnswer(entry))
     throw ToolError(ExitCode::eIo, kDoing, textOf(channel), "the drive of a file does not answer");
   PathString path = entry.getPhysicalFilename(false);
@@ -84,10 +85,13 @@ void ShotCommand::tell(Table& table, const Cookie& channel, FsysDirectoryEntry& 
   json["cookie"] = textOf(channel);
   putName(json, "file", bytesOf(path));
   json["bytes"] = bytes ? Json(*bytes) : Json(nullptr);
+  json["proxies"] = entry.getProxyFiles().size();
   results()["channels"].push_back(json);
+  const char* without = entry.hasProxies() ? "only proxies" : "-";
   table.add({textOf(channel),
              bytes          ? sizeText(*bytes)
-             : path.empty() ? "-"
+             : path.empty() ? without
                             : "missing",
              path.empty() ? "-" : escaped(bytesOf(path))});
+  return bytes.value_or(0);
 }

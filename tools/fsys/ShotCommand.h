@@ -11,7 +11,8 @@ protected:
   ExitCode work() override;
 
 private:
-  void tell(Table& table, const Cookie& channel, FsysDirectoryEntry& entry);
+  // The bytes that it adds to the shot's.
+  uint64_t tell(Table& table, const Cookie& channel, FsysDirectoryEntry& entry);
 
   std::string cookie_;
 };
