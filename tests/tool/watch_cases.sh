@@ -69,3 +69,21 @@ case_a_watch_refuses_times_that_are_none() {
   local time
   for time in 0 -1 x '' nan 1e9; do expect 2 watch --interval "$time"; done
 }
+
+case_a_watch_that_nobody_reads_ends_with_its_next_line() {
+  media_drive raid
+  mkfifo words
+  local option code
+  for option in '' --json; do
+    # shellcheck disable=SC2086
+    timeout 30 "$fsys" watch --interval 0.1 $option >words 2>err &
+    watcher=$!
+    head -n 1 words >first
+    media "raid/Material/V${shot}0${#option}.mov"
+    code=0
+    wait "$watcher" || code=$?
+    [ "$code" = 6 ] || { cat err; fail "exit code $code"; }
+    [ "$(cat err)" = "fsys watch: writing to standard output: Broken pipe" ] ||
+      { cat err; fail "it says something else"; }
+  done
+}

@@ -1,9 +1,12 @@
 #include "tools/fsys/Command.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
 #include <new>
 
 #include "platform/OS.h"
+#include "tools/fsys/Interrupt.h"
 #include "tools/fsys/Text.h"
 
 void Command::attach(CLI::App& app) {
@@ -29,14 +32,17 @@ ExitCode Command::run() {
   return code;
 }
 
+// Standard output that takes nothing more is told of on standard error, once.
 void Command::report(const ToolError& error, int exitCode) {
-  if (!json_) {
+  bool isOutputLost = std::ferror(stdout) != 0;
+  std::clearerr(stdout);
+  if (!json_ || isOutputLost) {
     std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), error.what());
     return;
   }
   try {
     noteFailure(error, exitCode);
-    printJson(results_);
+    putJson(results_);
   } catch (const std::bad_alloc&) {
     printShortFailure(output(), error.code(), exitCode);
   }
@@ -55,6 +61,11 @@ void Command::noteFailure(const ToolError& error, int exitCode) {
 }
 
 void Command::printJson(const Json& json) const {
+  putJson(json);
+  checkOutput();
+}
+
+void Command::putJson(const Json& json) const {
   if (tellsLines())
     json.printOnALine(output());
   else
@@ -67,7 +78,17 @@ void Command::tellNow(const Json& json) const {
 }
 
 void Command::say(const std::string& line) const {
-  if (saysWords()) std::fprintf(output(), "%s\n", line.c_str());
+  if (!saysWords()) return;
+  std::fprintf(output(), "%s\n", line.c_str());
+  checkOutput();
+}
+
+// The error number is that of what was printed last. A signal may have cut that off.
+void Command::checkOutput() {
+  int error = errno;
+  if (std::ferror(stdout) == 0) return;
+  Interrupt::check();
+  throw ToolError(ExitCode::eIo, "writing to standard output", "", std::strerror(error));
 }
 
 CLI::App* Command::addCommand(CLI::App& app, const char* name, const char* what) {

@@ -16,7 +16,7 @@ class Option;
 // Command: what every command of the tool has: its common options, its results, its output.
 // Story      main makes one of each kind; each registers its options; the one that was named runs.
 //            It says its results in words, and collects them for --json, which prints one object
-//            instead of the words.
+//            instead of the words. It ends when standard output takes nothing more.
 // Threads    the main thread.
 class Command {
 public:
@@ -77,6 +77,9 @@ private:
   FILE* output() const { return outputIsData() ? stderr : stdout; }
   void noteFailure(const ToolError& error, int exitCode);
   void printJson(const Json& json) const;
+  void putJson(const Json& json) const;
+  // Throws when standard output takes nothing more.
+  static void checkOutput();
 
   CLI::App* app_ = nullptr;
   Json results_;
