@@ -70,6 +70,23 @@ case_a_watch_refuses_times_that_are_none() {
   for time in 0 -1 x '' nan 1e9; do expect 2 watch --interval "$time"; done
 }
 
+# The first look at a folder fails, behind the scan's listing and its end.
+case_media_that_the_first_look_did_not_find_is_known_all_the_same() {
+  may_trace
+  media_drive raid
+  media "raid/Material/$vision.mov"
+  env --default-signal=INT strace -D -f -qq -o trace -P "$PWD/raid/Material/" -e trace=getdents64 \
+    -e inject=getdents64:error=EIO:when=3 "$fsys" watch --interval 0.1 >words 2>err </dev/null &
+  watcher=$!
+  until_true '[ -s words ]'
+  grep -qF '(INJECTED)' trace || { cat trace; fail "the first look did not fail"; }
+  media "raid/Material/V${shot}01.mov"
+  until_true "grep -q '^SysCacheAdd  *V${shot}01 ' words"
+  kill -INT "$watcher"
+  wait "$watcher"
+  ! grep -q "$vision" words || { cat words; fail "what the scan found was told"; }
+}
+
 case_a_watch_that_nobody_reads_ends_with_its_next_line() {
   media_drive raid
   mkfifo words

@@ -24,7 +24,14 @@ FolderWatch::Changes FolderWatch::look() {
   std::set_difference(files_.begin(), files_.end(), now.begin(), now.end(),
                       std::back_inserter(changes.gone), &isBefore);
   files_.swap(now);
+  changes.isFirst = !wasSeen_;
+  wasSeen_ = true;
   return changes;
+}
+
+void FolderWatch::goOnFrom(FolderWatch& other) {
+  files_.swap(other.files_);
+  wasSeen_ = other.wasSeen_;
 }
 
 // A folder that is not there has no files, if its drive is there.

@@ -7,8 +7,8 @@
 #include "platform/PathHelpers.h"
 
 // FolderWatch: the media files of one media folder, as they were when it was last looked at.
-// Story      The first look takes what it finds as it is; each other tells what has come and gone
-//            since the one before.
+// Story      The first look that finds the folder's drive tells all that is there; each other tells
+//            what has come and gone since the one before.
 // Threads    one.
 // Units      bytes.
 class FolderWatch {
@@ -21,6 +21,7 @@ public:
   struct Changes {
     std::vector<File> come;
     std::vector<File> gone;
+    bool isFirst = false;
   };
 
   // Its path on the drive, with a separator at its end; the drive's own.
@@ -33,7 +34,7 @@ public:
   PathString pathOf(const File& file) const { return osPath_ + file.name; }
   const PathString& osPath() const { return osPath_; }
   // Goes on from what another has seen there, whose drive had another code.
-  void goOnFrom(FolderWatch& other) { files_.swap(other.files_); }
+  void goOnFrom(FolderWatch& other);
 
 private:
   bool list(std::vector<File>& files) const;
@@ -41,5 +42,6 @@ private:
   MaterialFilename folder_;
   PathString osPath_;
   PathString root_;
+  bool wasSeen_ = false;
   std::vector<File> files_;  // sorted by name
 };

@@ -118,11 +118,12 @@ void WatchCommand::watch() {
   online_ = onlineDrives();
   spaces_mib_ = spaces();
   openFolders();
+  lookAtFolders();
   tellBegin();
   for (;;) {
     Interrupt::wait(-1, interval_s_ * kMsPerSecond);
     lookAtRegistry();
-    for (FolderWatch& folder : folders_) lookAt(folder);
+    lookAtFolders();
   }
 }
 
@@ -143,8 +144,7 @@ void WatchCommand::lookAtRegistry() {
   if (spaces() != spaces_mib_) DiskManager::update_drives_and_groups();
 }
 
-// What was seen in a folder goes on to count, whatever code its drive has now. Of others, what the
-// catalogue has is known; what came while it was being filled is told.
+// What was seen in a folder goes on to count, whatever code its drive has now.
 void WatchCommand::openFolders() {
   std::vector<FolderWatch> before;
   before.swap(folders_);
@@ -155,20 +155,24 @@ void WatchCommand::openFolders() {
       auto known = std::find_if(before.begin(), before.end(), [&](const FolderWatch& other) {
         return other.osPath() == opened.osPath();
       });
-      if (known != before.end()) {
-        opened.goOnFrom(*known);
-        continue;
-      }
-      for (const FolderWatch::File& file : opened.look().come)
-        if (!isCatalogued(file.cookie, opened.nameOf(file))) come(opened, file);
+      if (known != before.end()) opened.goOnFrom(*known);
     }
 }
 
+void WatchCommand::lookAtFolders() {
+  for (FolderWatch& folder : folders_) {
+    Interrupt::check();
+    lookAt(folder);
+  }
+}
+
+// Of a folder that is seen for the first time, what the catalogue has is known; what came while
+// that was being filled is told.
 void WatchCommand::lookAt(FolderWatch& folder) {
-  Interrupt::check();
   FolderWatch::Changes changes = folder.look();
   for (const FolderWatch::File& file : changes.gone) gone(folder, file);
-  for (const FolderWatch::File& file : changes.come) come(folder, file);
+  for (const FolderWatch::File& file : changes.come)
+    if (!changes.isFirst || !isCatalogued(file.cookie, folder.nameOf(file))) come(folder, file);
 }
 
 // The scan of a registry that was started anew may have seen it first.

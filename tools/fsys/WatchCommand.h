@@ -24,6 +24,7 @@ private:
   void watch();
   void lookAtRegistry();
   void openFolders();
+  void lookAtFolders();
   void lookAt(FolderWatch& folder);
   void come(const FolderWatch& folder, const FolderWatch::File& file);
   void gone(const FolderWatch& folder, const FolderWatch::File& file) const;
