@@ -48,6 +48,29 @@ case_a_file_that_comes_and_goes_is_watched() {
   told_is objects 'told[0]["watching"]' 1
 }
 
+case_media_that_takes_the_place_of_a_link_is_watched() {
+  media_drive raid
+  media away.mov
+  media "raid/Material/V${shot}02.mov"
+  expect 0 link create "raid/Material/$vision.mov" away.mov
+  start_watching
+  media new.mov
+  mv new.mov "raid/Material/$vision.mov"
+  until_said "^SysCacheAdd  *$vision " "SysCacheAdd.*$vision"
+  expect 0 link create new.link away.mov
+  mv new.link "raid/Material/$vision.mov"
+  until_true "[ \"\$(grep -c '^SysCacheAdd  *$vision ' words)\" = 2 ]"
+  # It grows, and is the same.
+  echo more >>"raid/Material/V${shot}02.mov"
+  media "raid/Material/V${shot}01.mov"
+  until_said "V${shot}01" "V${shot}01"
+  stop_watching
+  [ "$(grep -v 01.mov words | cut -d ' ' -f 1 | tr '\n' ' ')" = 'watching gone SysCacheAdd gone SysCacheAdd ' ] ||
+    { cat words; fail "other words"; }
+  told_is objects '[t["message"] for t in told if t.get("cookie") == "'"$vision"'"]' \
+    "['gone', 'SysCacheAdd', 'gone', 'SysCacheAdd']"
+}
+
 case_a_drive_that_comes_and_goes_is_watched() {
   media_drive raid
   mkdir -p new/Material new/Sound

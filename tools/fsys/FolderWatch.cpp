@@ -9,8 +9,10 @@ namespace {
 
 using Listing = Vector<iFileManager::ListedFile>;
 
+// A link in the place of media, or media in that of a link, is another file.
 bool isBefore(const FolderWatch::File& a, const FolderWatch::File& b) {
-  return a.name.view() < b.name.view();
+  if (a.name.view() != b.name.view()) return a.name.view() < b.name.view();
+  return a.isLink() < b.isLink();
 }
 
 }  // namespace

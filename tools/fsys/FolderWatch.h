@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "fsys/MaterialFilename.h"
+#include "fsys/MaterialLink.h"
 #include "fsys/MediaName.h"
 #include "platform/PathHelpers.h"
 
@@ -17,6 +18,8 @@ public:
     PathString name;
     uint64_t bytes = 0;
     Cookie cookie;
+
+    bool isLink() const { return bytes == MaterialLink::kBytes; }
   };
   struct Changes {
     std::vector<File> come;
