@@ -71,6 +71,22 @@ case_media_that_takes_the_place_of_a_link_is_watched() {
     "['gone', 'SysCacheAdd', 'gone', 'SysCacheAdd']"
 }
 
+case_a_link_that_comes_beside_its_media_is_told_as_ignored() {
+  media_drive one
+  media_drive two
+  media away.mov
+  media "one/Material/$vision.mov"
+  start_watching
+  expect 0 link create new.link away.mov
+  mv new.link "two/Material/$vision.mov"
+  until_said "^SysCacheAdd  *$vision  $PWD/two/Material/$vision.mov .ignored.\$" '"ignored": true'
+  media "two/Material/V${shot}01.mov"
+  until_said "V${shot}01.mov\$" "V${shot}01"
+  stop_watching
+  told_is objects '[(t["file"], t.get("ignored")) for t in told if "file" in t]' \
+    "[('$PWD/two/Material/$vision.mov', True), ('$PWD/two/Material/V${shot}01.mov', None)]"
+}
+
 case_a_drive_that_comes_and_goes_is_watched() {
   media_drive raid
   mkdir -p new/Material new/Sound

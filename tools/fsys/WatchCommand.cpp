@@ -52,24 +52,14 @@ std::vector<double> spaces() {
   return spaces_mib;
 }
 
-// The file of an entry that was told of: the one that was added last.
-PathString fileOf(const NotifyMsg& message, bool isProxy) {
-  auto* entry = dynamic_cast<FsysDirectoryEntry*>(message.getPayload().get());
-  if (!entry) return {};
-  std::list<MediaFileInfo> proxies;
-  if (isProxy) entry->copyProxyFiles(proxies);
-  return proxies.empty() ? entry->primaryFilename().getOsPath() : proxies.back().getLinkFileName();
-}
-
 // Hearing: while it is there, notifications are heard.
 class Hearing {
 public:
   using Take = NotifyListener::Take;
 
-  Hearing(const Take& files, const Take& proxies, const Take& removed, const Take& registry)
+  Hearing(const Take& files, const Take& proxies, const Take& registry)
       : catalogue_{{{SystemCache::fileAddedMsgType_, made(files)},
-                    {SystemCache::proxyAddedMsgType_, made(proxies)},
-                    {SystemCache::fileRemovedMsgType_, made(removed)}}},
+                    {SystemCache::proxyAddedMsgType_, made(proxies)}}},
         registry_(made(registry)) {
     for (const auto& [type, listener] : catalogue_)
       SystemCache::instance().add(static_cast<Notifier::Type>(type), listener);
@@ -88,7 +78,7 @@ private:
 
   static Listener made(const Take& take) { return Listener(new NotifyListener(take)); }
 
-  std::array<std::pair<int, Listener>, 3> catalogue_;
+  std::array<std::pair<int, Listener>, 2> catalogue_;
   Listener registry_;
 };
 
@@ -103,10 +93,10 @@ CLI::App* WatchCommand::defineStorage(CLI::App& app) {
   return command;
 }
 
+// Nothing is deleted here, and so no listener would hear of it.
 ExitCode WatchCommand::work() {
-  Hearing hearing([this](const NotifyMsg& message) { tellFile("SysCacheAdd", message); },
-                  [this](const NotifyMsg& message) { tellFile("SysCacheAddProxy", message); },
-                  [this](const NotifyMsg& message) { tellFile("SysCacheDel", message); },
+  Hearing hearing([this](const NotifyMsg&) { tellFile("SysCacheAdd"); },
+                  [this](const NotifyMsg&) { tellFile("SysCacheAddProxy"); },
                   [this](const NotifyMsg& message) { tellRegistry(message); });
   watch();
   return ExitCode::eSuccess;
@@ -175,10 +165,12 @@ void WatchCommand::lookAt(FolderWatch& folder) {
     if (!changes.isFirst || !isCatalogued(file.cookie, folder.nameOf(file))) come(folder, file);
 }
 
-// The scan of a registry that was started anew may have seen it first.
+// The scan of a registry that was started anew may have seen it first. The library tells of the
+// entry, and not which of its files has come.
 void WatchCommand::come(const FolderWatch& folder, const FolderWatch::File& file) {
   MediaFileInfo info(folder.nameOf(file), file.bytes);
   forget(file.cookie, info);
+  coming_ = {file.cookie, info.getMaterialFilename()};
   SystemCache::addFile(file.cookie, info.getMaterialFilename(), true);
 }
 
@@ -209,9 +201,9 @@ void WatchCommand::tellBegin() const {
   say(text("watching %zu media drive%s", drives, drives == 1 ? "" : "s"));
 }
 
-void WatchCommand::tellFile(const char* what, const NotifyMsg& message) const {
-  bool isProxy = message.getType() == static_cast<Notifier::Type>(SystemCache::proxyAddedMsgType_);
-  tell(what, std::string(message.getText().view()), fileOf(message, isProxy));
+void WatchCommand::tellFile(const char* what) const {
+  const auto& [cookie, name] = coming_;
+  tell(what, textOf(cookie), name.getOsPath(), !isCatalogued(cookie, name));
 }
 
 void WatchCommand::tellRegistry(const NotifyMsg& message) {
@@ -220,13 +212,15 @@ void WatchCommand::tellRegistry(const NotifyMsg& message) {
   tell(what, "", {});
 }
 
-void WatchCommand::tell(const std::string& what, const std::string& cookie,
-                        const PathString& file) const {
+void WatchCommand::tell(const std::string& what, const std::string& cookie, const PathString& file,
+                        bool isIgnored) const {
   Json json;
   json["message"] = what;
   if (!cookie.empty()) json["cookie"] = cookie;
   if (!file.empty()) putName(json, "file", bytesOf(file));
+  if (isIgnored) json["ignored"] = true;
   tellNow(json);
-  say(cookie.empty() ? what
-                     : text("%-16s  %s  ", what.c_str(), cookie.c_str()) + escaped(bytesOf(file)));
+  if (cookie.empty()) return say(what);
+  say(text("%-16s  %s  ", what.c_str(), cookie.c_str()) + escaped(bytesOf(file)) +
+      (isIgnored ? " (ignored)" : ""));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fsys/FsysDirectoryEntry.h"
@@ -31,12 +32,16 @@ private:
   // The mounts, and the lines of the lists.
   std::vector<std::string> places();
   void tellBegin() const;
-  void tellFile(const char* what, const NotifyMsg& message) const;
+  // The file that is coming. "ignored" stands behind it when the catalogue does not take it.
+  void tellFile(const char* what) const;
   void tellRegistry(const NotifyMsg& message);
-  void tell(const std::string& what, const std::string& cookie, const PathString& file) const;
+  void tell(const std::string& what, const std::string& cookie, const PathString& file,
+            bool isIgnored = false) const;
 
   double interval_s_ = 2;
   std::vector<FolderWatch> folders_;
+  // While it is added.
+  std::pair<Cookie, MaterialFilename> coming_;
   // As they were when that was told last.
   std::vector<std::string> places_;
   std::vector<bool> online_;
