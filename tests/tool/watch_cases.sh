@@ -87,6 +87,49 @@ case_a_link_that_comes_beside_its_media_is_told_as_ignored() {
     "[('$PWD/two/Material/$vision.mov', True), ('$PWD/two/Material/V${shot}01.mov', None)]"
 }
 
+# A network share. It obeys orders of a letter: s for silence, a to answer, d to take its time.
+mount_share() {
+  [ -x "${FSYS_SHARE_SERVER:-}" ] || skip "FSYS_SHARE_SERVER names no program"
+  mkdir "$1"
+  coproc share { exec "$FSYS_SHARE_SERVER" "$1" media@server:/share; }
+  IFS= read -r -d '' -n 1 -u "${share[0]}" _ || skip "no share can be mounted here"
+}
+order() { printf %s "$1" >&"${share[1]}" && IFS= read -r -d '' -n 1 -u "${share[0]}" _; }
+
+case_a_large_folder_of_a_slow_share_is_watched() {
+  in_own_namespace
+  mount_share raid
+  media_drive raid
+  local number
+  for number in $(seq 100 219); do media "raid/Material/V00000${number}00.mov" 9; done
+  order d
+  start watch --interval 0.1 >words 2>err </dev/null &
+  watcher=$!
+  until_true '[ -s words ]'
+  media "raid/Material/$vision.mov" 1
+  until_true "grep -q '^SysCacheAdd  *$vision ' words"
+  kill -INT "$watcher"
+  wait "$watcher"
+  ! grep -qE 'V00000|answer' words || { cat words; fail "more was told"; }
+}
+
+case_a_share_that_falls_silent_is_told_once() {
+  in_own_namespace
+  mount_share raid
+  media_drive raid
+  start_watching
+  order s
+  # A silence that falls into a listing is waited for.
+  until_true "grep -q '^no answer  *$PWD/raid/Sound/\$' words || { sleep 0.2; false; }"
+  until_true "grep -q '\"no answer\".*raid/Sound/' objects || { sleep 0.2; false; }"
+  order a
+  until_said "^answers  *$PWD/raid/Material/\$" '"answers".*raid/Material/'
+  media "raid/Material/$vision.mov"
+  until_said "^SysCacheAdd  *$vision " "$vision"
+  stop_watching
+  [ "$(grep -c answer words)" = 4 ] || { cat words; fail "other words"; }
+}
+
 case_a_drive_that_comes_and_goes_is_watched() {
   media_drive raid
   mkdir -p new/Material new/Sound

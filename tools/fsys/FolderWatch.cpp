@@ -1,13 +1,18 @@
 #include "tools/fsys/FolderWatch.h"
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 
+#include "platform/Clocks.h"
 #include "platform/DriveErrand.h"
+#include "tools/fsys/Interrupt.h"
 
 namespace {
 
-using Listing = Vector<iFileManager::ListedFile>;
+// A large folder on a network takes its time.
+constexpr double kPatience_ms = 30000;
+constexpr double kPause_ms = 20;
 
 // A link in the place of media, or media in that of a link, is another file.
 bool isBefore(const FolderWatch::File& a, const FolderWatch::File& b) {
@@ -16,6 +21,21 @@ bool isBefore(const FolderWatch::File& a, const FolderWatch::File& b) {
 }
 
 }  // namespace
+
+// Listing: what is read of the folder, on a thread of its drive's; read by the asker once that has
+// ended.
+struct FolderWatch::Listing {
+  std::atomic<bool> isBegun{false};
+  bool isListed = false;
+  Vector<iFileManager::ListedFile> files;
+
+  // A folder that is not there has no files, if its drive is there.
+  void read(const PathString& path, const PathString& root) {
+    iFileManager* manager = OS()->getFileManager();
+    isListed = manager->listFiles(path + L"*.*", files) ||
+               (OS()->getErrors()->getLastError() == eOsNotFound && manager->folderExists(root));
+  }
+};
 
 FolderWatch::Changes FolderWatch::look() {
   std::vector<File> now;
@@ -34,25 +54,35 @@ FolderWatch::Changes FolderWatch::look() {
 void FolderWatch::goOnFrom(FolderWatch& other) {
   files_.swap(other.files_);
   wasSeen_ = other.wasSeen_;
+  isSilent_ = other.isSilent_;
 }
 
-// A folder that is not there has no files, if its drive is there.
-bool FolderWatch::list(std::vector<File>& files) const {
-  auto listing = askDrive(osPath_, [path = osPath_, root = root_] {
-    Listing found;
-    iFileManager* manager = OS()->getFileManager();
-    bool isListed =
-        manager->listFiles(path + L"*.*", found) ||
-        (OS()->getErrors()->getLastError() == eOsNotFound && manager->folderExists(root));
-    return isListed ? std::optional(found) : std::nullopt;
-  });
-  if (!listing || !*listing) return false;
-  for (const iFileManager::ListedFile& file : **listing) {
+bool FolderWatch::list(std::vector<File>& files) {
+  auto listing = std::make_shared<Listing>();
+  isSilent_ = !askForListing(listing);
+  if (isSilent_ || !listing->isListed) return false;
+  for (const iFileManager::ListedFile& file : listing->files) {
     MediaName media(file.name, file.bytes);
     if (media.verdict == MediaName::eMedia) files.push_back({file.name, file.bytes, media.cookie});
   }
-  std::sort(files.begin(), files.end(), &isBefore);
   return true;
+}
+
+// False when the drive does not answer. A listing that goes on is waited for, as long as nobody
+// wants the end: meanwhile its drive refuses everything else.
+bool FolderWatch::askForListing(const std::shared_ptr<Listing>& listing) const {
+  auto work = [path = osPath_, root = root_, listing] {
+    listing->isBegun = true;
+    listing->read(path, root);
+    return true;
+  };
+  bool isAnswered = askDrive(osPath_, work).has_value();
+  double end_ms = Qv::now() + kPatience_ms;
+  while (!isAnswered && listing->isBegun && Qv::now() < end_ms) {
+    Interrupt::wait(-1, kPause_ms);
+    isAnswered = askDrive(osPath_, [] { return true; }).has_value();
+  }
+  return isAnswered;
 }
 
 MaterialFilename FolderWatch::nameOf(const File& file) const {

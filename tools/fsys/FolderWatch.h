@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "fsys/MaterialFilename.h"
@@ -31,8 +32,11 @@ public:
   FolderWatch(const MaterialFilename& folder, const PathString& root)
       : folder_(folder), osPath_(folder.getOsPath()), root_(root) {}
 
-  // Nothing has changed in a folder whose drive is away or does not answer.
+  // Nothing has changed in a folder whose drive is away or does not answer. A drive that takes its
+  // time is waited for; throws when the end is asked for meanwhile.
   Changes look();
+  // Whether the drive did not answer when it was last looked at.
+  bool isSilent() const { return isSilent_; }
   MaterialFilename nameOf(const File& file) const;
   PathString pathOf(const File& file) const { return osPath_ + file.name; }
   const PathString& osPath() const { return osPath_; }
@@ -40,11 +44,15 @@ public:
   void goOnFrom(FolderWatch& other);
 
 private:
-  bool list(std::vector<File>& files) const;
+  struct Listing;
+
+  bool list(std::vector<File>& files);
+  bool askForListing(const std::shared_ptr<Listing>& listing) const;
 
   MaterialFilename folder_;
   PathString osPath_;
   PathString root_;
   bool wasSeen_ = false;
+  bool isSilent_ = false;
   std::vector<File> files_;  // sorted by name
 };

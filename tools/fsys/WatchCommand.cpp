@@ -159,7 +159,10 @@ void WatchCommand::lookAtFolders() {
 // Of a folder that is seen for the first time, what the catalogue has is known; what came while
 // that was being filled is told.
 void WatchCommand::lookAt(FolderWatch& folder) {
+  bool wasSilent = folder.isSilent();
   FolderWatch::Changes changes = folder.look();
+  if (folder.isSilent() != wasSilent)
+    tell(folder.isSilent() ? "no answer" : "answers", "", folder.osPath());
   for (const FolderWatch::File& file : changes.gone) gone(folder, file);
   for (const FolderWatch::File& file : changes.come)
     if (!changes.isFirst || !isCatalogued(file.cookie, folder.nameOf(file))) come(folder, file);
@@ -220,7 +223,7 @@ void WatchCommand::tell(const std::string& what, const std::string& cookie, cons
   if (!file.empty()) putName(json, "file", bytesOf(file));
   if (isIgnored) json["ignored"] = true;
   tellNow(json);
-  if (cookie.empty()) return say(what);
-  say(text("%-16s  %s  ", what.c_str(), cookie.c_str()) + escaped(bytesOf(file)) +
-      (isIgnored ? " (ignored)" : ""));
+  std::string line = file.empty() ? what : text("%-16s  ", what.c_str());
+  if (!cookie.empty()) line += cookie + "  ";
+  say(line + escaped(bytesOf(file)) + (isIgnored ? " (ignored)" : ""));
 }
