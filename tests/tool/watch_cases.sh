@@ -147,6 +147,28 @@ case_a_drive_that_comes_and_goes_is_watched() {
   ! grep -q "$vision" words || { cat words; fail "what a scan found was told"; }
 }
 
+case_media_on_a_drive_that_is_unmounted_is_not_told_as_gone() {
+  in_own_namespace
+  mount_memory raid
+  media_drive raid
+  media_drive other
+  media "raid/Material/$vision.mov"
+  start_watching
+  umount -l raid
+  media "other/Material/V${shot}01.mov"
+  until_said "V${shot}01" "V${shot}01"
+  media "other/Material/V${shot}02.mov"
+  until_said "V${shot}02" "V${shot}02"
+  mkdir raid/Material
+  media "raid/Material/V${shot}03.mov"
+  until_said "V${shot}03" "V${shot}03"
+  rm "raid/Material/V${shot}03.mov"
+  until_said "^gone  *V${shot}03" 'gone'
+  mounted=()
+  stop_watching
+  ! grep -q "$vision" words || { cat words; fail "it was told"; }
+}
+
 case_a_watch_refuses_times_that_are_none() {
   local time
   for time in 0 -1 x '' nan 1e9; do expect 2 watch --interval "$time"; done

@@ -14,6 +14,12 @@ namespace {
 constexpr double kPatience_ms = 30000;
 constexpr double kPause_ms = 20;
 
+// Where the disk is mounted that holds the path; empty when that is not known.
+PathString diskOf(const PathString& path) {
+  Qv::Ptr<iDiskDrive> disk = OS()->getFileManager()->getDisk(path);
+  return disk ? disk->getRootPath() : PathString();
+}
+
 // A link in the place of media, or media in that of a link, is another file.
 bool isBefore(const FolderWatch::File& a, const FolderWatch::File& b) {
   if (a.name.view() != b.name.view()) return a.name.view() < b.name.view();
@@ -37,23 +43,26 @@ struct FolderWatch::Listing {
   }
 };
 
+// Which disk it is, is asked when the folder has been listed: what was unmounted by then is not gone.
 FolderWatch::Changes FolderWatch::look() {
   std::vector<File> now;
   Changes changes;
   if (!list(now)) return changes;
+  PathString disk = diskOf(root_);
+  changes.isFirst = disk_ != disk;
+  if (changes.isFirst) files_.clear();
   std::set_difference(now.begin(), now.end(), files_.begin(), files_.end(),
                       std::back_inserter(changes.come), &isBefore);
   std::set_difference(files_.begin(), files_.end(), now.begin(), now.end(),
                       std::back_inserter(changes.gone), &isBefore);
   files_.swap(now);
-  changes.isFirst = !wasSeen_;
-  wasSeen_ = true;
+  disk_ = disk;
   return changes;
 }
 
 void FolderWatch::goOnFrom(FolderWatch& other) {
   files_.swap(other.files_);
-  wasSeen_ = other.wasSeen_;
+  disk_ = other.disk_;
   isSilent_ = other.isSilent_;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "fsys/MaterialFilename.h"
@@ -9,7 +10,8 @@
 #include "platform/PathHelpers.h"
 
 // FolderWatch: the media files of one media folder, as they were when it was last looked at.
-// Story      The first look that finds the folder's drive tells all that is there; each other tells
+// Story      The first look that finds the folder's drive tells all that is there, and so does the
+//            first after another disk was mounted there, or its own unmounted; each other tells
 //            what has come and gone since the one before.
 // Threads    one.
 // Units      bytes.
@@ -52,7 +54,7 @@ private:
   MaterialFilename folder_;
   PathString osPath_;
   PathString root_;
-  bool wasSeen_ = false;
+  std::optional<PathString> disk_;  // where its files were seen, if they were
   bool isSilent_ = false;
   std::vector<File> files_;  // sorted by name
 };
