@@ -169,6 +169,30 @@ case_media_on_a_drive_that_is_unmounted_is_not_told_as_gone() {
   ! grep -q "$vision" words || { cat words; fail "it was told"; }
 }
 
+case_a_mount_that_carries_no_media_is_nothing_to_a_watch() {
+  in_own_namespace
+  media_drive raid
+  start_watching
+  mount_memory other
+  media "raid/Material/V${shot}01.mov"
+  until_said "V${shot}01" "V${shot}01"
+  media "raid/Material/V${shot}02.mov"
+  until_said "V${shot}02" "V${shot}02"
+  stop_watching
+  ! grep MediaLocationsChangeMsg words || fail "the registry was started anew"
+}
+
+case_a_disk_that_gets_media_folders_is_watched() {
+  in_own_namespace
+  mount_disk disk
+  start_watching
+  mkdir disk/Material disk/Sound
+  until_said '^MediaLocationsChangeMsg$' MediaLocationsChangeMsg
+  media "disk/Material/$vision.mov"
+  until_said "^SysCacheAdd  *$vision " "$vision"
+  stop_watching
+}
+
 case_a_watch_refuses_times_that_are_none() {
   local time
   for time in 0 -1 x '' nan 1e9; do expect 2 watch --interval "$time"; done

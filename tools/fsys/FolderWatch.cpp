@@ -14,12 +14,6 @@ namespace {
 constexpr double kPatience_ms = 30000;
 constexpr double kPause_ms = 20;
 
-// Where the disk is mounted that holds the path; empty when that is not known.
-PathString diskOf(const PathString& path) {
-  Qv::Ptr<iDiskDrive> disk = OS()->getFileManager()->getDisk(path);
-  return disk ? disk->getRootPath() : PathString();
-}
-
 // A link in the place of media, or media in that of a link, is another file.
 bool isBefore(const FolderWatch::File& a, const FolderWatch::File& b) {
   if (a.name.view() != b.name.view()) return a.name.view() < b.name.view();
@@ -42,6 +36,11 @@ struct FolderWatch::Listing {
                (OS()->getErrors()->getLastError() == eOsNotFound && manager->folderExists(root));
   }
 };
+
+PathString FolderWatch::diskOf(const PathString& path) {
+  Qv::Ptr<iDiskDrive> disk = OS()->getFileManager()->getDisk(path);
+  return disk ? disk->getRootPath() : PathString();
+}
 
 // Which disk it is, is asked when the folder has been listed: what was unmounted by then is not gone.
 FolderWatch::Changes FolderWatch::look() {

@@ -52,6 +52,12 @@ std::vector<double> spaces() {
   return spaces_mib;
 }
 
+// Whether the registry may take it for a media drive without being told.
+bool mayBeFound(iDiskDrive& disk) {
+  return disk.getType() == iDiskDrive::eFixed && !disk.isExcluded() && disk.isAvailable() &&
+         askIsFolder(joinPaths(disk.getRootPath(), MediaDrive::getFolder(eCookieVision))).yes;
+}
+
 // Hearing: while it is there, notifications are heard.
 class Hearing {
 public:
@@ -188,9 +194,10 @@ void WatchCommand::gone(const FolderWatch& folder, const FolderWatch::File& file
 std::vector<std::string> WatchCommand::places() {
   std::vector<std::string> all;
   for (const Qv::Ptr<iDiskDrive>& disk : OS()->getFileManager()->getDisks())
-    all.push_back("mount " + bytesOf(disk->getRootPath()));
+    if (mayBeFound(*disk)) all.push_back("found " + bytesOf(disk->getRootPath()));
   lists().load();
-  for (const PathString& line : lists().added.lines()) all.push_back("added " + bytesOf(line));
+  for (const PathString& line : lists().added.lines())
+    all.push_back("added " + bytesOf(line) + " on " + bytesOf(FolderWatch::diskOf(line)));
   for (const PathString& line : lists().unmounted.lines())
     all.push_back("unmounted " + bytesOf(line));
   return all;

@@ -29,7 +29,7 @@ private:
   void lookAt(FolderWatch& folder);
   void come(const FolderWatch& folder, const FolderWatch::File& file);
   void gone(const FolderWatch& folder, const FolderWatch::File& file) const;
-  // The mounts, and the lines of the lists.
+  // What decides which drives the registry has: the disks with media, and the lines of the lists.
   std::vector<std::string> places();
   void tellBegin() const;
   // The file that is coming. "ignored" stands behind it when the catalogue does not take it.
