@@ -39,7 +39,11 @@ MaterialFilename nameAt(const Text& path) {
 // Adding -----------------------------------------------------------------------------------------
 
 void FsysDirectoryEntry::addFile(const Cookie& cookie, const MediaFileInfo& info) {
-  if (!info.isProxy()) {
+  addFile(cookie, info, info.isProxy());
+}
+
+void FsysDirectoryEntry::addFile(const Cookie& cookie, const MediaFileInfo& info, bool isProxy) {
+  if (!isProxy) {
     addHighRes(info);
     return;
   }

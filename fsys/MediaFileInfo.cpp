@@ -150,6 +150,12 @@ void MediaFileInfo::forgetLinkedFilename(const Text& path) {
   linkState_.store(eNotRead);
 }
 
+// One of the older form has the height that means none.
+bool MediaFileInfo::wasProxy() const {
+  return proxyHeight_ == ProxyName::kNoHeight ||
+         getProxyHeight(name_.getPath()) != ProxyName::kNoHeight;
+}
+
 bool MediaFileInfo::isProxy(const Text& name) {
   if (getProxyHeight(name) != ProxyName::kNoHeight) return true;
   return ProxyName::isOlderForm(name.view()) && OS()->getFileManager()->exists(name);

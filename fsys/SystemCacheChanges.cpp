@@ -50,27 +50,35 @@ void SystemCache::tell(int type, const Cookie& cookie, const Entry& entry) {
 
 // A new entry is put there when it has the file: by then another may stand there, made by that file
 // for its sound.
-Entry SystemCache::addLocked(const Cookie& cookie, const MediaFileInfo& info, const Entry& found) {
+Entry SystemCache::addLocked(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
+                             const Entry& found) {
   if (found) {
-    found->addFile(cookie, info);
+    found->addFile(cookie, info, isProxy);
     return found;
   }
   const Entry entry(new FsysDirectoryEntry);
-  entry->addFile(cookie, info);
+  entry->addFile(cookie, info, isProxy);
   files_.put(cookie, entry);
   return entry;
 }
 
+// Whether it is a proxy may be a question to the disk, and is asked before the lock is taken.
 bool SystemCache::addFile(const Cookie& cookie, const MediaFileInfo& info, bool notify) {
-  SharedCriticalSectionLock lock(lock_);
-  const Entry entry = addLocked(cookie, info, findEntryForCookie(cookie));
-  if (notify) tell(info.isProxy() ? proxyAddedMsgType_ : fileAddedMsgType_, cookie, entry);
-  return true;
+  return addAs(cookie, info, info.isProxy(), notify);
 }
 
 bool SystemCache::addFile(const Cookie& cookie, const MaterialFilename& name, bool notify) {
   const uint64_t bytes = DriveQuestions::sizeOfFile(name.getOsPath());
-  return addFile(cookie, MediaFileInfo(name, bytes), notify);
+  const MediaFileInfo info(name, bytes);
+  return addAs(cookie, info, info.wasProxy(), notify);
+}
+
+bool SystemCache::addAs(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
+                        bool notify) {
+  SharedCriticalSectionLock lock(lock_);
+  const Entry entry = addLocked(cookie, info, isProxy, findEntryForCookie(cookie));
+  if (notify) tell(isProxy ? proxyAddedMsgType_ : fileAddedMsgType_, cookie, entry);
+  return true;
 }
 
 void SystemCache::addProxyFile(const Cookie& cookie, const MediaFileInfo& info) {

@@ -4,11 +4,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "fsys/CookieMap.h"
 #include "fsys/DiskManager.h"
 #include "fsys/DriveQuestions.h"
 #include "fsys/MediaName.h"
+#include "fsys/ProxyName.h"
 #include "fsys/SystemCache.h"
 #include "platform/Clocks.h"
 #include "platform/DriveErrand.h"
@@ -72,10 +74,17 @@ public:
         folderLength_(path_.size()),
         isLogged_(isLogged) {}
 
-  MaterialFilename nameOf(const Text& file) {
-    path_.resize(folderLength_);
-    path_ += file.view();
-    return {drive_, Text(std::wstring_view(path_))};
+  // Before the lock is taken. Whether a file in such a folder is a proxy of the older form is a
+  // question to the disk; in others it is none, since no cookie's text begins like that.
+  void askAbout(const Files& files) {
+    if (!ProxyName::isOlderForm(path_)) return;
+    for (const iFileManager::ListedFile& file : files)
+      if (MediaName(file.name, file.bytes).verdict == MediaName::eMedia)
+        asked_.push_back(made(file.name, file.bytes));
+  }
+  // Of each file that is media, in their order.
+  MediaFileInfo infoOf(const Text& file, uint64_t bytes) {
+    return asked_.empty() ? made(file, bytes) : asked_[next_++];
   }
   // `what` ends in the bracket that the name closes.
   void say(const char* what, const Text& file) const {
@@ -83,10 +92,18 @@ public:
   }
 
 private:
+  MediaFileInfo made(const Text& file, uint64_t bytes) {
+    path_.resize(folderLength_);
+    path_ += file.view();
+    return {MaterialFilename(drive_, Text(std::wstring_view(path_))), bytes};
+  }
+
   DriveId drive_;
   std::wstring path_;  // the folder's, and behind it the last file's name
   size_t folderLength_;
   bool isLogged_;
+  std::vector<MediaFileInfo> asked_;
+  size_t next_ = 0;
 };
 
 bool SystemCache::isEligible(const Text& name) {
@@ -125,6 +142,7 @@ void SystemCache::addDirectory(const MaterialFilename& folder) {
   const Files files = listed(path, pattern);
   if (isLogged) Log("Num files %d\n", static_cast<int>(files.size()));
   FolderScan scan(folder, isLogged);
+  scan.askAbout(files);
   SharedCriticalSectionLock lock(lock_);
   for (const iFileManager::ListedFile& file : files) mergeFileLocked(scan, file.name, file.bytes);
   const double taken_ms = Qv::now() - start_ms;
@@ -152,7 +170,8 @@ void SystemCache::mergeFileLocked(FolderScan& scan, const Text& name, uint64_t b
       break;
   }
   const Entry found = files_.find(media.cookie);
-  addLocked(media.cookie, MediaFileInfo(scan.nameOf(name), bytes), found);
+  const MediaFileInfo info = scan.infoOf(name, bytes);
+  addLocked(media.cookie, info, info.wasProxy(), found);
   ++(found ? tally_.augmented : tally_.added);
   scan.say(found ? "augmented cache entry (" : "added cache entry     (", name);
 }

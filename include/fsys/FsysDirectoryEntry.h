@@ -113,6 +113,9 @@ public:
   // new here is added to the catalogue under the sound cookies of its channels, too: the caller
   // holds the catalogue's lock.
   void addFile(const Cookie& cookie, const MediaFileInfo& info);
+  // The same where it is known whether the file is a proxy: of one of the older form that is a
+  // question to the disk.
+  void addFile(const Cookie& cookie, const MediaFileInfo& info, bool isProxy);
   // Appends a proxy, unless one of that name, drive and height is there.
   void addProxyFile(const MediaFileInfo& info);
   // Forgets the file of that name.

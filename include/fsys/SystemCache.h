@@ -151,9 +151,10 @@ private:
   };
   struct Telling;
 
+  static bool addAs(const Cookie& cookie, const MediaFileInfo& info, bool isProxy, bool notify);
   // To the entry that was found, or to a new one. Returns it.
-  static Entry addLocked(const Cookie& cookie, const MediaFileInfo& info, const Entry& found)
-      REQUIRES(lock_);
+  static Entry addLocked(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
+                         const Entry& found) REQUIRES(lock_);
   static void tell(int type, const Cookie& cookie, const Entry& entry);
   static Vector<Listener> whoHears(int type);
   static void mergeFileLocked(FolderScan& scan, const Text& name, uint64_t bytes) REQUIRES(lock_);
