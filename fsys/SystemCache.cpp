@@ -82,6 +82,11 @@ bool isThere(const MaterialFilename& name) {
   return name.getDrive().valid() && !name.getPath().empty();
 }
 
+// None of what is missing.
+DriveId driveOf(const MaterialFilename& name) {
+  return isThere(name) ? name.getDrive() : DriveId();
+}
+
 int soundChannels() {
   static const int channels = config_int("max_audio_chans_in_shot", 16);
   return std::min(channels, kMostChannels);
@@ -172,12 +177,11 @@ unsigned SystemCache::updateStatus(const Cookie& cookie, unsigned mediaTypes) {
 
 DriveId SystemCache::getDriveForCookie(const Cookie& cookie, EditChanType chanType) {
   if (chanType == eEditChanVision || chanType == eEditChanMainVision)
-    return find(convertCookie(cookie, eCookieVision, 0)).getDrive();
+    return driveOf(find(convertCookie(cookie, eCookieVision, 0)));
   if (chanType != eEditChanSound) return {};
   for (int channel = 1; channel <= soundChannels(); ++channel) {
-    const MaterialFilename name =
-        find(convertCookie(cookie, eCookieSound, static_cast<unsigned char>(channel)));
-    if (isThere(name)) return name.getDrive();
+    const Cookie sound = convertCookie(cookie, eCookieSound, static_cast<unsigned char>(channel));
+    if (const DriveId drive = driveOf(find(sound)); drive.valid()) return drive;
   }
   return {};
 }

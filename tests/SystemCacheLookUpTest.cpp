@@ -151,6 +151,13 @@ TEST_F(SystemCacheLookUpTest, TheDriveOfThePictureIsThatOfVisionChannel0) {
   EXPECT_EQ(SystemCache::getDriveForCookie(kOther, eEditChanVision), DriveId());
 }
 
+TEST_F(SystemCacheLookUpTest, AFileWithoutAPathIsMissingAndHasNoDrive) {
+  SystemCache::addProxyFile(kVision, info(L"", 1000, DriveId('2')));
+  SystemCache::addProxyFile(kSound, info(L"", 1000, DriveId('2')));
+  EXPECT_EQ(SystemCache::getDriveForCookie(kVision, eEditChanVision), DriveId());
+  EXPECT_EQ(SystemCache::getDriveForCookie(kVision, eEditChanSound), DriveId());
+}
+
 TEST_F(SystemCacheLookUpTest, OfAnyOtherChannelThereIsNoDrive) {
   add(kVision, L"/Material/a.mov");
   add(kSound, L"/Sound/a.wav");
