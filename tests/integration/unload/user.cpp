@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "fsys/Fsys.h"
+#include "fsys/SystemCache.h"
 #include "platform/OS.h"
 #include "tests/support/Pattern.h"
 
@@ -40,15 +41,33 @@ bool isSpaceTold() {
   return drive && drive->getSpace(freeBytes, totalBytes);
 }
 
+// Both are left to the unloading.
+struct Ear : iCallbackBase<int, NotifyMsg> {
+  int callback(NotifyMsg) override {
+    isTold = true;
+    return 0;
+  }
+  bool isTold = false;
+};
+
+bool isTellingOfFiles() {
+  Ear* ear = new Ear;
+  SystemCache::instance().add(SystemCache::fileAddedMsgType_, Notifier::Listener(ear));
+  const Cookie cookie(L"V4K7Q2M9A00");
+  SystemCache::addFile(cookie, {MaterialFilename(DriveId('1'), L"/Material/a.mov"), 1000}, true);
+  return ear->isTold && SystemCache::fileSize(cookie) == 1000;
+}
+
 }  // namespace
 
-// Asks the disk for its space, and reads a file of pattern bytes. 0 when all of it is right;
-// otherwise what went wrong.
+// Asks the disk for its space, tells the catalogue of a file, and reads one of pattern bytes. 0
+// when all of it is right; otherwise what went wrong.
 // `waits` for the reads. `shutsDown`: closes the file and ends the engine; otherwise all that is
 // left to the unloading.
 extern "C" __attribute__((visibility("default"))) int useEngine(const char* path, bool waits,
                                                                 bool shutsDown) {
   if (!isSpaceTold()) return 7;
+  if (!isTellingOfFiles()) return 8;
   if (FsysInitialize() != 1) return 2;
   FsysFile* file = nullptr;
   if (FsysOpen(&file, fromUTF8(path), 0, 1, nullptr) != 1) return 3;
