@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "tests/support/CapturedDiagnostics.h"
@@ -97,20 +98,38 @@ TEST_F(DecodeFormatTest, ACopyHasAll) {
   EXPECT_EQ(assigned.getProxyLevel(), eProxy);
 }
 
+// Writes down what is set.
+struct WatchedFormat : DecodeFormat {
+  void setWidth(uint32_t) override { set.emplace_back("width"); }
+  void setHeight(uint32_t) override { set.emplace_back("height"); }
+  void setDataFormat(Format) override { set.emplace_back("format"); }
+  void setBitsPerComponent(uint16_t) override { set.emplace_back("component"); }
+  void setBitsPerPixel(uint16_t) override { set.emplace_back("pixel"); }
+  void setCoreDataSet(bool) override { set.emplace_back("set"); }
+  std::vector<std::string> set;
+};
+const std::vector<std::string> kAllSet{"width", "height", "format", "component", "pixel", "set"};
+
+// Of a virtual base there is no way down.
+template <typename Base, typename Derived>
+concept LeadsDownTo = requires(Base* base) { static_cast<Derived*>(base); };
+static_assert(std::is_base_of_v<Data, DecodeFormat> && !LeadsDownTo<Data, DecodeFormat>);
+static_assert(std::is_base_of_v<iObject, Data>);
+
 TEST_F(DecodeFormatTest, CoreDataAreSetByTheSettersInTheirOrder) {
-  struct Watched : DecodeFormat {
-    void setWidth(uint32_t) override { set.emplace_back("width"); }
-    void setHeight(uint32_t) override { set.emplace_back("height"); }
-    void setDataFormat(Format) override { set.emplace_back("format"); }
-    void setBitsPerComponent(uint16_t) override { set.emplace_back("component"); }
-    void setBitsPerPixel(uint16_t) override { set.emplace_back("pixel"); }
-    void setCoreDataSet(bool) override { set.emplace_back("set"); }
-    std::vector<std::string> set;
-  };
-  Watched format;
+  WatchedFormat format;
   format.setCoreData(someData());
-  EXPECT_EQ(format.set,
-            (std::vector<std::string>{"width", "height", "format", "component", "pixel", "set"}));
+  EXPECT_EQ(format.set, kAllSet);
+}
+
+// As the default is.
+TEST_F(DecodeFormatTest, WhatIsAssignedToIsSetByItsSettersAndThenItsFields) {
+  WatchedFormat format;
+  DecodeFormat other(someData());
+  other.setProxyLevel(eProxy);
+  static_cast<DecodeFormat&>(format) = other;
+  EXPECT_EQ(format.set, kAllSet);
+  EXPECT_EQ(format.getProxyLevel(), eProxy);
 }
 
 TEST_F(DecodeFormatTest, SettingCoreDataLeavesTheLevel) {

@@ -223,4 +223,35 @@ TEST_F(FsysDirectoryEntryStatusTest, AFileWithoutASizeIsReportedAndItsStatusStay
   }
 }
 
+TEST_F(FsysDirectoryEntryStatusTest, OfAnEmptyEntryNoSizeIsReportedAndTheStatusStays) {
+  entry_.updateFileSize();
+  EXPECT_EQ(diagnostics_.outText(), failed("highResFile_.size > 0", ""));
+  EXPECT_EQ(entry_.fileSize(), 0u);
+  EXPECT_FALSE(entry_.hasHighRes());
+  EXPECT_EQ(entry_.updateStatus(eHighRes), 1u);
+}
+
+TEST_F(FsysDirectoryEntryStatusTest, MediaThatBecomesALinkAndBackIsOpenedAsWhatItIs) {
+  add(media(L"/Material/a.mov"));
+  EXPECT_EQ(entry_.getPhysicalFilename(false), L"/m/Material/a.mov");
+  addLinkFile(L"/m/Material/a.mov", L"/n/b.mov");
+  entry_.updateFileSize();
+  EXPECT_TRUE(entry_.isLinked());
+  EXPECT_EQ(entry_.getPhysicalFilename(false), L"/n/b.mov");
+  media(L"/Material/a.mov", 7000);
+  entry_.updateFileSize();
+  EXPECT_FALSE(entry_.isLinked());
+  EXPECT_EQ(entry_.fileSize(), 7000u);
+  EXPECT_EQ(entry_.getPhysicalFilename(false), L"/m/Material/a.mov");
+}
+
+TEST_F(FsysDirectoryEntryStatusTest, WhatTheSearchForAFileFoundOutIsNotAskedForAgain) {
+  addMissing();
+  addProxyThere();
+  EXPECT_EQ(entry_.findFileForCookie(DecodeFormat(eHighRes)), L"/m/Material/a.A0.proxy.720.mov");
+  const unsigned before = asked();
+  EXPECT_EQ(entry_.updateStatus(kBoth), 1u);
+  EXPECT_EQ(asked(), before);
+}
+
 }  // namespace

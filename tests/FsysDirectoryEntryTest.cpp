@@ -1,6 +1,7 @@
 // What an entry has, and its links.
 
 #include <list>
+#include <type_traits>
 
 #include "platform/fake/FakeErrors.h"
 #include "tests/DirectoryEntryFixture.h"
@@ -8,6 +9,12 @@
 namespace {
 
 class FsysDirectoryEntryTest : public DirectoryEntryFixture {};
+
+// Of a virtual base there is no way down.
+template <typename Base, typename Derived>
+concept LeadsDownTo = requires(Base* base) { static_cast<Derived*>(base); };
+static_assert(std::is_base_of_v<iObject, FsysDirectoryEntry>);
+static_assert(!LeadsDownTo<iObject, FsysDirectoryEntry>);
 
 TEST_F(FsysDirectoryEntryTest, AnEmptyOneHasNothing) {
   EXPECT_EQ(entry_.fileSize(), 0u);
@@ -122,6 +129,15 @@ TEST_F(FsysDirectoryEntryTest, ASetTargetIsFinalAndNothingIsWritten) {
   EXPECT_EQ(entry_.getPhysicalFilename(false), L"/n/new.mov");
   EXPECT_EQ(asked(), calls);
   EXPECT_EQ(content(L"/m/Material/a.mov"), before);
+}
+
+TEST_F(FsysDirectoryEntryTest, ATargetThatIsSetForMediaIsToldAndNotOpened) {
+  add(media(L"/Material/a.mov"));
+  entry_.setLinkedFilename(L"/n/b.mxf");
+  EXPECT_EQ(entry_.getLinkedFilename(), L"/n/b.mxf");
+  EXPECT_EQ(entry_.getPhysicalFilename(false), L"/m/Material/a.mov");
+  EXPECT_EQ(entry_.getName(), L"a.mov");
+  EXPECT_FALSE(entry_.isLinked());
 }
 
 TEST_F(FsysDirectoryEntryTest, ATargetCanBeSetBeforeTheLinkIsRead) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <vector>
 
 #include "fsys/CompletionInfo.h"
@@ -107,6 +108,10 @@ struct LayoutPeer {
   static Addresses of(const VolumeInfo& x) {
     return {&x.freeBytes, &x.totalBytes, &x.isFixedDrive, &x.reportedFlag};
   }
+  static bool& flag(DecodeFormat& x) { return x.flag_; }
+  static void beKept(const MediaFileInfo& x) { x.linkState_ = MediaFileInfo::eBeingKept; }
+  static uint32_t linkState(const MediaFileInfo& x) { return x.linkState_; }
+  static uint64_t spare(const MediaFileInfo& x) { return x.spare_; }
   static uint32_t secondCount(const FsysBuf& x) { return x.secondCount_; }
   static uint32_t blockOffset(const MemBlock& x) { return x.offset_; }
 };
@@ -174,6 +179,50 @@ TEST_F(LayoutTest, FieldsOfTheCataloguesClassesStandInTheirDeclaredOrder) {
 
 TEST_F(LayoutTest, AnEntrysFileOfHighResolutionStandsBeforeItsProxies) {
   EXPECT_TRUE(ascend(LayoutPeer::of(FsysDirectoryEntry())));
+}
+
+// The flag, which nothing reads.
+TEST_F(LayoutTest, AFormatsFlagIsFalseAndGoesWithItsCopies) {
+  DecodeFormat format;
+  DecodeFormat ofALevel(eProxy);
+  DecodeFormat ofData{Qv::Image::Core::Data()};
+  for (DecodeFormat* made : {&format, &ofALevel, &ofData, &DecodeFormat::getDefault()})
+    EXPECT_FALSE(LayoutPeer::flag(*made));
+  const DecodeFormat before(DecodeFormat::getDefault());
+  LayoutPeer::flag(format) = true;
+  DecodeFormat copy(format);
+  EXPECT_TRUE(LayoutPeer::flag(copy));
+  DecodeFormat::setDefault(format);
+  EXPECT_TRUE(LayoutPeer::flag(DecodeFormat::getDefault()));
+  DecodeFormat::setDefault(before);
+  EXPECT_FALSE(LayoutPeer::flag(DecodeFormat::getDefault()));
+}
+
+TEST_F(LayoutTest, ACopyMadeWhileALinksNameIsBeingKeptCountsAsNotRead) {
+  const MediaFileInfo known(MaterialFilename(DriveId('1'), L"/a.mov"), L"/far", 512);
+  EXPECT_EQ(LayoutPeer::linkState(known), 0u);
+  EXPECT_EQ(LayoutPeer::linkState(MediaFileInfo(known)), 0u);
+  LayoutPeer::beKept(known);
+  const MediaFileInfo copy(known);
+  MediaFileInfo assigned(MaterialFilename(DriveId('1'), L"/b.mov"), L"/old", 512);
+  assigned = known;
+  EXPECT_EQ(LayoutPeer::linkState(copy), 1u);
+  EXPECT_EQ(LayoutPeer::linkState(assigned), 1u);
+}
+
+TEST_F(LayoutTest, EveryInfoIsMadeWithItsSpareWord0) {
+  const MaterialFilename name(DriveId('1'), L"/a.mov");
+  alignas(MediaFileInfo) unsigned char room[sizeof(MediaFileInfo)];
+  auto isZeroed = [&room](auto... arguments) {
+    std::memset(room, 0xFF, sizeof room);
+    MediaFileInfo* info = new (room) MediaFileInfo(arguments...);
+    const uint64_t spare = LayoutPeer::spare(*info);
+    info->~MediaFileInfo();
+    return spare == 0;
+  };
+  EXPECT_TRUE(isZeroed());
+  EXPECT_TRUE(isZeroed(name, 512ul));
+  EXPECT_TRUE(isZeroed(name, LightweightString<wchar_t>(L"/far"), 512ul));
 }
 
 TEST_F(LayoutTest, AnOrderThatIsNotKeptIsSeen) {

@@ -1,11 +1,13 @@
 // Media files of the catalogue: what their names tell, and where their links lead.
 #include "fsys/MediaFileInfo.h"
 
+#include <functional>
 #include <string>
 #include <type_traits>
 #include <utility>
 
 #include "tests/StorageFixture.h"
+#include "tests/support/ForwardingOS.h"
 
 namespace {
 
@@ -163,6 +165,33 @@ TEST_F(MediaFileInfoTest, ALinkIsReadOnceAndKept) {
   write(kLink, linkTo("/other"));
   EXPECT_EQ(info.readLinkedFilename(), L"/far/clip.mov");
   EXPECT_EQ(files().opens().size(), 1u);
+}
+
+// Somebody else reads the link, and it changes, while it is being read.
+TEST_F(MediaFileInfoTest, WhoComesSecondWithWhatHeReadGetsItAndTheFirstIsKept) {
+  struct Between final : ForwardingOS {
+    iFileManager* getFileManager() override {
+      if (calls++ == 1) {  // the size is known, the file is not open yet
+        first = info->readLinkedFilename();
+        change();
+      }
+      return inner()->getFileManager();
+    }
+    const MediaFileInfo* info = nullptr;
+    std::function<void()> change;
+    Text first;
+    unsigned calls = 0;
+  };
+  write(kLink, linkTo("/first"));
+  const MediaFileInfo info(nameOf(L"clip.mov"), 512);
+  {
+    Between between;
+    between.info = &info;
+    between.change = [this] { write(kLink, linkTo("/second")); };
+    EXPECT_EQ(info.readLinkedFilename(), L"/second");
+    EXPECT_EQ(between.first, L"/first");
+  }
+  EXPECT_EQ(info.readLinkedFilename(), L"/first");
 }
 
 TEST_F(MediaFileInfoTest, AKnownTargetIsNotReadAtAll) {

@@ -135,6 +135,11 @@ TEST_F(MediaLocationInfoTest, AKnownClipIsNeverOfflineByItsProxiesAlone) {
   SystemCache::addFile(clip, proxy, false);
   EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 2)) << "all of them missing";
   EXPECT_TRUE(MediaLocationInfo::isClipOffline(clip, 3));
+  const MediaFileInfo there({drive, L"/V4K7Q2M9A00.A0.proxy.720.mov"}, 600);
+  os_->files().addFile(there.getLinkFileName());
+  SystemCache::addFile(clip, there, false);
+  EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 2)) << "one is there";
+  EXPECT_FALSE(MediaLocationInfo::isClipOffline(clip, 3));
   SystemCache::invalidate();
 }
 

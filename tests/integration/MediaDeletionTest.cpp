@@ -72,6 +72,21 @@ TEST_F(MediaDeletionTest, TheFolderBelowALinksOwnGoesWithIt) {
   EXPECT_EQ(tree(), before_);
 }
 
+TEST_F(MediaDeletionTest, BesideAFileIsWhatLiesInTheFolderToWhichItsPathLeads) {
+  fs::create_directory_symlink("../../other/Material/sub", path("disk/Material/door"));
+  scratch_.put("other/Material/a.mov.qvix", "beside");
+  scratch_.put("disk/Material/a.mov.qvix", "canary");
+  scratch_.put("disk/Sound/a.mov.qvix", "beside");
+  before_ = tree();
+  scratch_.put("other/Material/a.mov", "media");
+  scratch_.put("disk/Sound/a.mov", "media");
+  for (const wchar_t* name : {L"/Material/door/../a.mov", L"/Material/../Sound/a.mov"})
+    EXPECT_EQ(entry_.deleteFile(MaterialFilename(drive_, name)), 1u);
+  for (const char* gone : {"other/Material/a.mov.qvix", "disk/Sound/a.mov.qvix"})
+    EXPECT_EQ(std::erase(before_, path(gone)), 1u);
+  EXPECT_EQ(tree(), before_);
+}
+
 TEST_F(MediaDeletionTest, LinksThatLeadAstrayTakeNothingAlong) {
   for (const char* target :
        {"disk/Material/a.mov", "disk/Material/other.mov", "disk/Material/own", "disk/Material/own/",
