@@ -9,11 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -23,7 +20,6 @@
 #include "tests/support/HeldFileSystem.h"
 #include "tests/support/NoDescriptors.h"
 #include "tests/support/OwnMounts.h"
-#include "tests/support/Soak.h"
 #include "tests/support/SystemCallFilter.h"
 
 namespace {
@@ -361,65 +357,4 @@ TEST_F(LinuxSubfolderTest, WhereverMemoryIsRefusedItSaysSoAndNothingElseIsDelete
   }
   EXPECT_GT(refusals, 2u);
   EXPECT_FALSE(isThere("m/sub"));
-}
-
-namespace {
-
-// What is put in a place of the tree and taken out again while the tree is deleted.
-struct Lure {
-  const char* place;
-  const char* target;  // of a link; null: a folder
-};
-
-constexpr Lure kLures[] = {{"m/sub/deep", "../../canary"},
-                           {"m/sub/deep/low", "../../../canary"},
-                           {"m/sub", "../canary"},
-                           {"m/sub/deep", nullptr}};
-
-void makeLure(int base, const std::string& folder, const Lure& lure) {
-  // What came out of the tree the last time.
-  std::error_code ignored;
-  std::filesystem::remove_all(folder + "/m/lure", ignored);
-  if (lure.target) [[maybe_unused]]
-    int made = symlinkat(lure.target, base, "m/lure");
-  else
-    mkdirat(base, "m/lure", 0700);
-}
-
-void rebuild(int base) {
-  for (const char* name : {"m/sub", "m/sub/deep", "m/sub/deep/low"}) mkdirat(base, name, 0700);
-  for (const char* name : {"m/sub/x", "m/sub/deep/y", "m/sub/deep/low/z"}) {
-    int made = openat(base, name, O_CREAT | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (made >= 0) close(made);
-  }
-}
-
-}  // namespace
-
-// One thread deletes and rebuilds. The other one puts a link to the canary in the place of a folder
-// of the tree or of the tree itself, and moves a folder out of the tree, and back.
-TEST_F(LinuxSubfolderTest, AFolderThatBecomesALinkOrIsMovedMeanwhileLeadsNowhere) {
-  const unsigned turns = soakTurns(40'000, 2'000'000);
-  constexpr unsigned kRounds = 300;
-  constexpr unsigned kExchanges = 1000;
-  std::atomic<unsigned> rounds{0};
-  std::atomic<bool> isOver{false};
-  unsigned exchanged = 0;
-  int base = open(folder_.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-  std::thread swapping([&] {
-    for (unsigned turn = 0; turn < turns || rounds < kRounds || exchanged < kExchanges; ++turn) {
-      const Lure& lure = kLures[turn / 2 % std::size(kLures)];
-      if (turn % 2 == 0) makeLure(base, folder_.path(), lure);
-      exchanged += renameat2(base, "m/lure", base, lure.place, RENAME_EXCHANGE) == 0;
-    }
-    isOver = true;
-  });
-  while (!isOver) {
-    linuxFileManager()->deleteSubfolder(folder_ / "m", folder_ / "m/sub");
-    rebuild(base);
-    ++rounds;
-    EXPECT_TRUE(isCanaryWhole()) << "after round " << rounds;
-  }
-  swapping.join();
-  close(base);
 }
