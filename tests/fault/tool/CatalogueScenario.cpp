@@ -14,6 +14,14 @@ constexpr const char* kProxy = "media/Material/V4K7Q2M9A00.A0.proxy.360.mov";
 constexpr const char* kBeside = "media/Material/V4K7Q2M9A00.mov.qvix";
 constexpr const char* kOther = "media/Material/V4K7Q2M9A01.mov";
 constexpr const char* kCanary = "canary/bird";
+// A link to media in a folder below its own, and one to nowhere.
+constexpr const char* kLinkedCookie = "V4K7Q2M9A02";
+constexpr const char* kLinked = "media/Material/V4K7Q2M9A02.mov";
+constexpr const char* kClipFolder = "media/Material/clip/";
+constexpr const char* kClip = "media/Material/clip/a.mxf";
+constexpr const char* kBesideClip = "media/Material/clip/b.mxf";
+constexpr const char* kBrokenCookie = "V4K7Q2M9A03";
+constexpr const char* kBroken = "media/Material/V4K7Q2M9A03.mov";
 constexpr const char* kLink = "link.mov";
 constexpr size_t kLinkBytes = 512;
 constexpr uint64_t kBytes = 3000;
@@ -34,7 +42,18 @@ void withMedia(const Stage& s) {
   for (const char* name : {kMedia, kProxy, kBeside, kOther, kCanary}) s.put(name, kBytes);
   s.putText("project/DefNetDrive.txt", absolute(s, "media") + "/\n");
 }
+void withLinkedMedia(const Stage& s) {
+  withMedia(s);
+  s.makeFolder("media/Material/clip");
+  for (const char* name : {kClip, kBesideClip}) s.put(name, kBytes);
+  s.putText(kLinked, linkTo(absolute(s, kClip)));
+  s.putText(kBroken, linkTo("/none/a.mxf"));
+}
 void withLink(const Stage& s) { s.putText(kLink, linkTo("/old/target")); }
+void withLinkToMedia(const Stage& s) {
+  s.put("target.mov", kBytes);
+  s.putText(kLink, linkTo(absolute(s, "target.mov")));
+}
 
 bool says(const Run& run, const std::string& what) {
   return run.out.find(what) != std::string::npos;
@@ -72,6 +91,41 @@ std::string deleted(const Stage& s, const Run& run) {
   return why;
 }
 
+// Of the media, the proxy alone.
+std::string proxyDeleted(const Stage& s, const Run& run) {
+  std::string why = whyNotKept(s);
+  for (const char* name : {kMedia, kBeside})
+    why += s.exists(name) ? s.whyNot(name, kBytes) : std::string(name) + " is gone; ";
+  if (run.code == 0 && s.exists(kProxy)) why += "the proxy is there; ";
+  return why;
+}
+// With the folder of what it leads to, if that was said.
+std::string linkDeleted(const Stage& s, const Run& run) {
+  std::string why = whyNotAllKept(s);
+  if (!s.exists(kBroken)) why += "the other link is gone; ";
+  if (run.code != 0) return why;
+  if (s.exists(kLinked)) why += "the link is there; ";
+  for (const char* name : {kClip, kBesideClip})
+    if (s.exists(name) && says(run, kClipFolder)) why += std::string(name) + " is there; ";
+  return why;
+}
+
+// Whoever only looks changes nothing.
+std::string lookedAt(const Stage& s, const Run&) {
+  std::string why = whyNotAllKept(s);
+  for (const char* name : {kClip, kBesideClip}) why += s.whyNot(name, kBytes);
+  if (s.content(kLinked) != linkTo(absolute(s, kClip))) why += "the link is another; ";
+  return why;
+}
+std::string offlineTold(const Stage& s, const Run& run) {
+  return lookedAt(s, run) + (says(run, kOther) ? "media that is there was told; " : "");
+}
+std::string linkTold(const Stage& s, const Run&) {
+  bool isKept = s.content(kLink) == linkTo(absolute(s, "target.mov"));
+  return s.whyNot("target.mov", kBytes) + (isKept ? "" : "the link is another; ");
+}
+std::string parsed(const Stage&, const Run&) { return ""; }
+
 std::string whyNotLink(const Stage& s, const Run& run, const char* before) {
   std::string is = s.exists(kLink) ? s.content(kLink) : "";
   if (is == linkTo(absolute(s, "given/target"))) return "";
@@ -83,16 +137,21 @@ std::string linked(const Stage& s, const Run& run) { return whyNotLink(s, run, n
 std::string linkedAnew(const Stage& s, const Run& run) { return whyNotLink(s, run, "/old/target"); }
 
 ToolScenario catalogue(const char* name, std::vector<std::string> words,
-                       std::string (*judge)(const Stage&, const Run&)) {
+                       std::string (*judge)(const Stage&, const Run&),
+                       void (*prepare)(const Stage&) = withMedia,
+                       std::vector<std::string> tells = {}) {
   words.insert(words.end(), {"--project", "@project"});
-  ToolScenario made = {name, std::move(words), nothing, withMedia, judge};
-  made.callsVary = made.asksTheRegistry = true;
-  return made;
-}
-ToolScenario link(const char* name, std::vector<std::string> words, void (*prepare)(const Stage&),
-                  std::string (*judge)(const Stage&, const Run&)) {
   ToolScenario made = {name, std::move(words), nothing, prepare, judge};
   made.callsVary = made.asksTheRegistry = true;
+  made.tells = std::move(tells);
+  return made;
+}
+ToolScenario alone(const char* name, std::vector<std::string> words, void (*prepare)(const Stage&),
+                   std::string (*judge)(const Stage&, const Run&),
+                   std::vector<std::string> tells = {}) {
+  ToolScenario made = {name, std::move(words), nothing, prepare, judge};
+  made.callsVary = made.asksTheRegistry = true;
+  made.tells = std::move(tells);
   return made;
 }
 
@@ -102,9 +161,20 @@ std::vector<ToolScenario> catalogueScenarios() {
   return {
       catalogue("Scan", {"scan", "--stats"}, scanned),
       catalogue("Find", {"find", kCookie}, foundIt),
-      catalogue("Rm", {"rm", kCookie, "--high", "--yes"}, deleted),
-      link("LinkCreate", {"link", "create", "@link.mov", "@given/target"}, nothing, linked),
-      link("LinkReplace", {"link", "create", "@link.mov", "@given/target", "--replace"}, withLink,
-           linkedAnew),
+      catalogue("Shot", {"shot", kCookie}, lookedAt, withLinkedMedia, {kMedia, kOther, kClip}),
+      catalogue("MediaList", {"media", "list"}, lookedAt, withLinkedMedia,
+                {kCookie, kLinkedCookie, kBrokenCookie}),
+      catalogue("MediaOffline", {"media", "offline"}, offlineTold, withLinkedMedia,
+                {kBrokenCookie}),
+      catalogue("Rm", {"rm", kCookie, "--high", "--yes"}, deleted, withMedia, {kMedia, kBeside}),
+      catalogue("RmProxy", {"rm", kCookie, "--proxy", "--yes"}, proxyDeleted, withMedia, {kProxy}),
+      catalogue("RmALinkWithItsFolder", {"rm", kLinkedCookie, "--high", "--yes"}, linkDeleted,
+                withLinkedMedia, {kLinked, kClipFolder}),
+      alone("LinkCreate", {"link", "create", "@link.mov", "@given/target"}, nothing, linked),
+      alone("LinkReplace", {"link", "create", "@link.mov", "@given/target", "--replace"}, withLink,
+            linkedAnew),
+      alone("LinkShow", {"link", "show", "@link.mov"}, withLinkToMedia, linkTold, {"target.mov"}),
+      alone("LinkCheck", {"link", "check", "@link.mov"}, withLinkToMedia, linkTold, {"there"}),
+      alone("ProxyParse", {"proxy", "parse", "clip.A2.proxy.360.mov"}, nothing, parsed, {"360"}),
   };
 }

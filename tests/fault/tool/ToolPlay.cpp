@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
+#include <string_view>
 
 #include "platform/OsErrors.h"
 
@@ -94,8 +96,8 @@ std::set<int> codesOf(const Fault& fault, const FaultPoints& points) {
 
 // With the group that it belongs to.
 std::string commandOf(const std::vector<std::string>& words) {
-  bool isGrouped =
-      words[0] == "locations" || words[0] == "task" || words[0] == "unc" || words[0] == "link";
+  constexpr std::string_view kGroups[] = {"locations", "task", "unc", "link", "media", "proxy"};
+  bool isGrouped = std::find(std::begin(kGroups), std::end(kGroups), words[0]) != std::end(kGroups);
   return isGrouped ? words[0] + " " + words[1] : words[0];
 }
 
@@ -131,11 +133,19 @@ FaultPlayed ToolPlay::play(FaultLayer& layer, const Fault& fault, eUntil) {
   layer.points().disarm();
   std::set<int> codes = codesOf(fault, layer.points());
   if (layer.points().fired() > 0 && scenario_.asksTheRegistry) codes.insert({eNotFound, eIo});
+  played.wrong = layer.points().fired() == 0 ? whyNotTold(run) : "";
   // The next change of a list takes away what could not be.
   bool mayLeave = scenario_.asksTheRegistry && fault.fromThenOn && run.code != 0;
-  played.wrong = whyNot(run, codes, mayLeave ? "" : stage_.leftovers());
+  played.wrong += whyNot(run, codes, mayLeave ? "" : stage_.leftovers());
   stage_.clear();
   return played;
+}
+
+std::string ToolPlay::whyNotTold(const ToolRun& run) const {
+  std::string wrong;
+  for (const std::string& what : scenario_.tells)
+    if (run.out.find(what) == std::string::npos) wrong += what + " was not told; ";
+  return wrong;
 }
 
 std::string ToolPlay::whyNot(const ToolRun& run, const std::set<int>& codes,

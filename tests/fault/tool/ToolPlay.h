@@ -17,6 +17,7 @@ public:
   FaultPlayed play(FaultLayer& layer, const Fault& fault, eUntil until) override;
 
 private:
+  std::string whyNotTold(const ToolRun& run) const;
   std::string whyNot(const ToolRun& run, const std::set<int>& codes, const std::string& left) const;
 
   ToolStage stage_;

@@ -18,6 +18,7 @@ struct ToolScenario {
   const char* input = nullptr;   // the name of standard input; nothing comes without
   bool callsVary = false;        // how many calls it makes depends on the clock, or on the machine
   bool asksTheRegistry = false;  // which goes on without what it could not learn
+  std::vector<std::string> tells = {};  // what it says where nothing failed
 };
 
 // For the names of tests.
