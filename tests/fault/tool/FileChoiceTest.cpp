@@ -45,6 +45,20 @@ std::string wordOf(eProxyLevel level, uint32_t height) {
                              : "high-resolution";
 }
 
+void expectAgreement(FsysDirectoryEntry& entry, const DecodeFormat& format,
+                     const FileChoice& choice) {
+  ASSERT_EQ(choice.path, entry.findFileForCookie(format));
+  ASSERT_EQ(choice.path.empty(), choice.file == FileChoice::kNone);
+  if (choice.file == FileChoice::kHighRes) {
+    ASSERT_EQ(choice.path, entry.getPhysicalFilename(false));
+    ASSERT_EQ(choice.why.find("the high-resolution file"), 0u);
+  } else if (choice.file >= 0) {
+    auto proxy = std::next(entry.getProxyFiles().begin(), choice.file);
+    ASSERT_EQ(choice.path, proxy->getPhysicalFilename(false));
+    ASSERT_EQ(choice.why.find("the first proxy"), 0u);
+  }
+}
+
 TEST_F(FileChoiceTest, ItAgreesWithTheLibraryWhateverThereIs) {
   const std::vector<eFile> kinds = {eNone, eThere, eAway, eLink, eBrokenLink, eEmptyLink};
   unsigned number = 0;
@@ -69,16 +83,7 @@ TEST_F(FileChoiceTest, ItAgreesWithTheLibraryWhateverThereIs) {
             format.setHeight(height);
             FileChoice choice(entry, format);
             SCOPED_TRACE(choice.why + " " + std::to_string(number));
-            ASSERT_EQ(choice.path, entry.findFileForCookie(format));
-            ASSERT_EQ(choice.path.empty(), choice.file == FileChoice::kNone);
-            if (choice.file == FileChoice::kHighRes) {
-              ASSERT_EQ(choice.path, entry.getPhysicalFilename(false));
-              ASSERT_EQ(choice.why.find("the high-resolution file"), 0u);
-            } else if (choice.file >= 0) {
-              auto proxy = std::next(entry.getProxyFiles().begin(), choice.file);
-              ASSERT_EQ(choice.path, proxy->getPhysicalFilename(false));
-              ASSERT_EQ(choice.why.find("the first proxy"), 0u);
-            }
+            ASSERT_NO_FATAL_FAILURE(expectAgreement(entry, format, choice));
             if (choice.file == FileChoice::kNone) continue;
             ASSERT_NE(choice.why.find(wordOf(level, height)), std::string::npos);
           }
@@ -123,6 +128,43 @@ TEST_F(FileChoiceTest, TheReasonIsTheRuleThatChoseIt) {
     DecodeFormat format(one.level);
     format.setHeight(one.height);
     EXPECT_EQ(FileChoice(entry, format).why, one.why);
+  }
+}
+
+// A displaced file of high resolution has no lines, one of the older form has more than any.
+TEST_F(FileChoiceTest, ACopyAndAProxyOfTheOlderFormServeInTheirPlaces) {
+  struct Case {
+    bool isOlderForm;
+    eFile high;
+    eProxyLevel level;
+    uint32_t height;
+    int file;
+  };
+  const Case cases[] = {
+      {false, eThere, eProxy, 0, 0},        {true, eThere, eProxy, 0, 0},
+      {false, eThere, eAuto, 1, 1},         {true, eThere, eAuto, 1, 0},
+      {false, eThere, eAuto, 361, -1},      {true, eThere, eAuto, 361, 0},
+      {false, eBrokenLink, eAuto, 361, 0},  {true, eThere, eAuto, 0xFFFFFFFF, 0},
+      {false, eBrokenLink, eHighRes, 0, 0}, {true, eBrokenLink, eHighRes, 0, 0},
+      {false, eThere, eAuto, 0, -1},        {true, eThere, eAuto, 0, -1},
+  };
+  int number = 0;
+  for (const Case& one : cases) {
+    SCOPED_TRACE(number);
+    const Text folder = fromUTF8(std::string_view("/c" + std::to_string(++number)));
+    const Cookie cookie(L"V4K7Q2M9A00");
+    FsysDirectoryEntry entry;
+    // Media that is smaller than a link may be displaced by one.
+    const MediaFileInfo copy({kDrive, folder + L"/copy.mov"}, 100);
+    entry.addFile(cookie, one.isOlderForm ? made(folder + L"/proxy/proxy-a.mov", eThere) : copy);
+    entry.addFile(cookie, made(folder + L".mov", one.high));
+    entry.addFile(cookie, made(folder + L".A0.proxy.360.mov", eThere));
+    ASSERT_EQ(entry.getProxyFiles().size(), 2u);
+    DecodeFormat format(one.level);
+    format.setHeight(one.height);
+    const FileChoice choice(entry, format);
+    EXPECT_EQ(choice.file, one.file);
+    ASSERT_NO_FATAL_FAILURE(expectAgreement(entry, format, choice));
   }
 }
 
