@@ -1,5 +1,5 @@
-// Folders that change under a deletion: whatever somebody exchanges meanwhile, what lies beside them
-// stays whole.
+// Folders that change under a deletion: whatever somebody exchanges meanwhile, what lies beside
+// them stays whole.
 
 #include <fcntl.h>
 #include <sys/stat.h>

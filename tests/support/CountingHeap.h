@@ -8,8 +8,9 @@
 
 // CountingHeap: counts what is asked of the heap for a scope.
 // Story      Make it once everything is warm, do the one thing, and read the count before anything
-//            else is said; live() tells what of it was kept. Under a sanitizer the sanitizer's own operators may stand where the
-//            library's would: then nothing is seen, and the test is skipped.
+//            else is said; live() tells what of it was kept. Under a sanitizer the sanitizer's own
+//            operators may stand where the library's would: then nothing is seen, and the test is
+//            skipped.
 class CountingHeap final : public ForwardingOS {
 public:
   CountingHeap() {
