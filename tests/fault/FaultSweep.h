@@ -39,7 +39,10 @@ public:
   std::string points() const;
 
 private:
+  void warmUp();
   void measure();
+  // As it is measured now.
+  bool stillMakes(std::optional<FaultCall> call, unsigned calls);
   void sweep(std::optional<FaultCall> call);
   bool sweepPoint(const Fault& point, bool mustStrike);
   bool play(const Fault& fault, FaultPlay::eUntil until);
