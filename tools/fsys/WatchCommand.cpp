@@ -5,6 +5,7 @@
 #include <array>
 #include <list>
 
+#include "platform/Clocks.h"
 #include "platform/OS.h"
 #include "tools/fsys/CookieWord.h"
 #include "tools/fsys/DriveQuestion.h"
@@ -17,6 +18,7 @@ namespace {
 constexpr double kLeast_s = 0.1;
 constexpr double kMost_s = 3600;
 constexpr double kMsPerSecond = 1e3;
+constexpr double kRest = 4;  // for each time that listing takes
 constexpr const char* kSpaceChange = "disk manager update";
 
 bool isSame(const MaterialFilename& a, const MaterialFilename& b) {
@@ -117,7 +119,7 @@ void WatchCommand::watch() {
   lookAtFolders();
   tellBegin();
   for (;;) {
-    Interrupt::wait(-1, interval_s_ * kMsPerSecond);
+    Interrupt::wait(-1, std::max(interval_s_ * kMsPerSecond, taken_ms_ * kRest));
     lookAtRegistry();
     lookAtFolders();
   }
@@ -156,6 +158,7 @@ void WatchCommand::openFolders() {
 }
 
 void WatchCommand::lookAtFolders() {
+  taken_ms_ = 0;
   for (FolderWatch& folder : folders_) {
     Interrupt::check();
     lookAt(folder);
@@ -166,7 +169,9 @@ void WatchCommand::lookAtFolders() {
 // that was being filled is told.
 void WatchCommand::lookAt(FolderWatch& folder) {
   bool wasSilent = folder.isSilent();
+  double begin_ms = Qv::now();
   FolderWatch::Changes changes = folder.look();
+  if (!folder.isSilent()) taken_ms_ += Qv::now() - begin_ms;
   if (folder.isSilent() != wasSilent)
     tell(folder.isSilent() ? "no answer" : "answers", "", folder.osPath());
   for (const FolderWatch::File& file : changes.gone) gone(folder, file);
@@ -180,7 +185,7 @@ void WatchCommand::come(const FolderWatch& folder, const FolderWatch::File& file
   MediaFileInfo info(folder.nameOf(file), file.bytes);
   forget(file.cookie, info);
   coming_ = {file.cookie, info.getMaterialFilename()};
-  SystemCache::addFile(file.cookie, info.getMaterialFilename(), true);
+  SystemCache::addFile(file.cookie, info, true);
 }
 
 void WatchCommand::gone(const FolderWatch& folder, const FolderWatch::File& file) const {

@@ -40,6 +40,7 @@ private:
 
   double interval_s_ = 2;
   std::vector<FolderWatch> folders_;
+  double taken_ms_ = 0;  // by the last look at all that answered
   // While it is added.
   std::pair<Cookie, MaterialFilename> coming_;
   // As they were when that was told last.
