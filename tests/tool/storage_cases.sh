@@ -276,3 +276,29 @@ case_names_for_the_network_that_lead_nowhere_have_exit_code_3() {
   expect 3 unc to $'private/\xFF' --json
   is error.file_bytes "\"$PWD/private/\\xFF\""
 }
+
+# How often a command lists a folder.
+listed_is() {
+  local folder=$1 wanted=$2
+  shift 2
+  strace -f -qq -o trace -P "$PWD/$folder/" -e trace=getdents64 "$fsys" "$@" >out 2>err ||
+    { cat out err; fail "fsys $*: it failed"; }
+  [ "$(grep -c ' = 0$' trace)" = "$wanted" ] ||
+    { cat trace; fail "fsys $*: not listed $wanted times"; }
+}
+
+case_media_is_listed_again_only_behind_an_unmounted_drive_that_is_there() {
+  in_own_namespace
+  may_trace
+  mount_disk disk
+  mkdir disk/Material disk/Sound
+  media_drive raid
+  media "raid/Material/$vision.mov"
+  listed_is raid/Material 1 find "$vision"
+  echo /nowhere/ >.state/fsys/UnmountedDrives.txt
+  listed_is raid/Material 1 find "$vision"
+  expect 0 locations remove disk
+  listed_is raid/Material 1 locations list
+  listed_is raid/Material 1 drives
+  listed_is raid/Material 2 find "$vision"
+}

@@ -39,6 +39,11 @@ DriveAnswer askIsWritable(const PathString& path) {
 
 DriveAnswer askIsPrepared(const PathString& path) { return ask(path, &isPrepared); }
 
+PathString diskOf(const PathString& path) {
+  Qv::Ptr<iDiskDrive> disk = OS()->getFileManager()->getDisk(path);
+  return disk ? disk->getRootPath() : PathString();
+}
+
 ToolError driveError(const std::string& doing, const PathString& path, uint32_t error) {
   if (error == eOsTimedOut)
     return ToolError(ExitCode::eIo, doing, bytesOf(path), "its drive does not answer");

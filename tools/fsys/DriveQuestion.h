@@ -20,6 +20,9 @@ DriveAnswer askIsWritable(const PathString& path);
 // Whether both media folders are there.
 DriveAnswer askIsPrepared(const PathString& path);
 
+// Where the disk is mounted that holds the path; empty when that is not known.
+PathString diskOf(const PathString& path);
+
 // As engineError; that a drive is silent is said in plain words.
 ToolError driveError(const std::string& doing, const PathString& path, uint32_t error);
 // Throws unless it is a folder that is there.

@@ -12,6 +12,7 @@ struct MediaFile;
 class FindCommand : public StorageCommand {
 protected:
   CLI::App* defineStorage(CLI::App& app) override;
+  bool usesCatalogue() const override { return true; }
   ExitCode work() override;
 
 private:

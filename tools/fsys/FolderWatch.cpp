@@ -6,6 +6,7 @@
 
 #include "platform/Clocks.h"
 #include "platform/DriveErrand.h"
+#include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/Interrupt.h"
 
 namespace {
@@ -36,11 +37,6 @@ struct FolderWatch::Listing {
                (OS()->getErrors()->getLastError() == eOsNotFound && manager->folderExists(root));
   }
 };
-
-PathString FolderWatch::diskOf(const PathString& path) {
-  Qv::Ptr<iDiskDrive> disk = OS()->getFileManager()->getDisk(path);
-  return disk ? disk->getRootPath() : PathString();
-}
 
 // Which disk it is, is asked when the folder has been listed: what was unmounted by then is not gone.
 FolderWatch::Changes FolderWatch::look() {

@@ -34,9 +34,6 @@ public:
   FolderWatch(const MaterialFilename& folder, const PathString& root)
       : folder_(folder), osPath_(folder.getOsPath()), root_(root) {}
 
-  // Where the disk is mounted that holds the path; empty when that is not known.
-  static PathString diskOf(const PathString& path);
-
   // Nothing has changed in a folder whose drive is away or does not answer. A drive that takes its
   // time is waited for; throws when the end is asked for meanwhile.
   Changes look();

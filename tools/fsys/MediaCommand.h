@@ -17,5 +17,6 @@ protected:
   virtual bool tell(const Cookie& cookie, FsysDirectoryEntry& entry) = 0;
 
   bool tellsLines() const final { return true; }
+  bool usesCatalogue() const final { return true; }
   ExitCode work() final;
 };

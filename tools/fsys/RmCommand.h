@@ -13,6 +13,7 @@
 class RmCommand : public StorageCommand {
 protected:
   CLI::App* defineStorage(CLI::App& app) override;
+  bool usesCatalogue() const override { return true; }
   ExitCode work() override;
 
 private:

@@ -9,6 +9,7 @@
 class ScanCommand : public StorageCommand {
 protected:
   CLI::App* defineStorage(CLI::App& app) override;
+  bool usesCatalogue() const override { return true; }
   ExitCode work() override;
 
 private:

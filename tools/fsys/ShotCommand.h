@@ -8,6 +8,7 @@
 class ShotCommand : public StorageCommand {
 protected:
   CLI::App* defineStorage(CLI::App& app) override;
+  bool usesCatalogue() const override { return true; }
   ExitCode work() override;
 
 private:

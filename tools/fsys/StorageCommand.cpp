@@ -1,10 +1,13 @@
 #include "tools/fsys/StorageCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <optional>
 
 #include "fsys/DiskManager.h"
 #include "fsys/SystemCache.h"
+#include "platform/OS.h"
+#include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/ListsLock.h"
 #include "tools/fsys/MediaDrives.h"
 #include "tools/fsys/Table.h"
@@ -20,6 +23,13 @@ public:
   RegistryEnd(const RegistryEnd&) = delete;
   RegistryEnd& operator=(const RegistryEnd&) = delete;
 };
+
+// Whether the registry may take it for a media drive without being told.
+bool mayBeFound(iDiskDrive& disk) {
+  PathString media = joinPaths(disk.getRootPath(), MediaDrive::getFolder(eCookieVision));
+  return disk.getType() == iDiskDrive::eFixed && !disk.isExcluded() && disk.isAvailable() &&
+         askIsFolder(media).yes && askIsWritable(media).yes;
+}
 
 }  // namespace
 
@@ -49,12 +59,12 @@ ExitCode StorageCommand::execute() {
 }
 
 // The registry hands each drive to the catalogue. Those that the user unmounted it takes out again,
-// and tells nobody of that.
+// and tells nobody of that. Their files may have displaced others: the catalogue is filled anew.
 void StorageCommand::startRegistry() {
   lists_->load();
   SystemCache::invalidate();
   DiskManager::init(project_->path());
-  if (!lists_->unmounted.lines().empty()) SystemCache::initialise(true);
+  if (usesCatalogue() && isAnyUnmountedThere()) SystemCache::initialise(true);
   if (!hasReadList())
     throw ToolError(ExitCode::eIo, "reading the list", lists_->added.name(),
                     "it could not be read a second time");
@@ -65,6 +75,25 @@ bool StorageCommand::hasReadList() const {
   if (lists_->added.lines().empty()) return true;
   const PathString& first = lists_->added.lines().front();
   return MediaDrives::isMissing(first) || MediaDrives::at(first);
+}
+
+bool StorageCommand::isAnyUnmountedThere() const {
+  Vector<Qv::Ptr<iDiskDrive>> disks = OS()->getFileManager()->getDisks();
+  return std::any_of(disks.begin(), disks.end(), [this](const Qv::Ptr<iDiskDrive>& disk) {
+    return lists_->unmounted.has(disk->getRootPath());
+  });
+}
+
+std::vector<std::string> StorageCommand::places() {
+  std::vector<std::string> all;
+  for (const Qv::Ptr<iDiskDrive>& disk : OS()->getFileManager()->getDisks())
+    if (mayBeFound(*disk)) all.push_back("found " + bytesOf(disk->getRootPath()));
+  lists_->load();
+  for (const PathString& line : lists_->added.lines())
+    all.push_back("added " + bytesOf(line) + " on " + bytesOf(diskOf(line)));
+  for (const PathString& line : lists_->unmounted.lines())
+    all.push_back("unmounted " + bytesOf(line));
+  return all;
 }
 
 void StorageCommand::say(const Table& table) const {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/fsys/Command.h"
 #include "tools/fsys/LocationList.h"
@@ -30,20 +31,24 @@ protected:
 
   virtual CLI::App* defineStorage(CLI::App& app) = 0;
   virtual bool changesLists() const { return false; }
+  // Whether it asks the catalogue.
+  virtual bool usesCatalogue() const { return false; }
   // The registry is there.
   virtual ExitCode work() = 0;
 
   LocationLists& lists() { return *lists_; }
-  // Reads the lists and starts the registry, which fills the catalogue. What both had before is
-  // forgotten.
+  // Reads the lists and starts the registry, which fills the catalogue; that may hold media of
+  // unmounted drives unless it is used. What both had before is forgotten.
   void startRegistry();
-  // Says which locations are away: their media is not in the catalogue.
-  void tellMissing();
+  // What decides which drives the registry has: the disks with media, and the lines of the lists,
+  // which are read.
+  std::vector<std::string> places();
   void say(const Table& table) const;
   using Command::say;
 
 private:
   bool hasReadList() const;
+  bool isAnyUnmountedThere() const;
 
   std::string projectOption_;
   std::unique_ptr<ProjectFolder> project_;

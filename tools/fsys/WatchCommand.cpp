@@ -54,12 +54,6 @@ std::vector<double> spaces() {
   return spaces_mib;
 }
 
-// Whether the registry may take it for a media drive without being told.
-bool mayBeFound(iDiskDrive& disk) {
-  return disk.getType() == iDiskDrive::eFixed && !disk.isExcluded() && disk.isAvailable() &&
-         askIsFolder(joinPaths(disk.getRootPath(), MediaDrive::getFolder(eCookieVision))).yes;
-}
-
 // Hearing: while it is there, notifications are heard.
 class Hearing {
 public:
@@ -194,18 +188,6 @@ void WatchCommand::gone(const FolderWatch& folder, const FolderWatch::File& file
   for (unsigned channel = 1; channel <= std::min(info.proxyAudioChannels(), 255u); ++channel)
     forget(convertCookie(file.cookie, eCookieSound, static_cast<unsigned char>(channel)), info);
   tell("gone", textOf(file.cookie), folder.pathOf(file));
-}
-
-std::vector<std::string> WatchCommand::places() {
-  std::vector<std::string> all;
-  for (const Qv::Ptr<iDiskDrive>& disk : OS()->getFileManager()->getDisks())
-    if (mayBeFound(*disk)) all.push_back("found " + bytesOf(disk->getRootPath()));
-  lists().load();
-  for (const PathString& line : lists().added.lines())
-    all.push_back("added " + bytesOf(line) + " on " + bytesOf(FolderWatch::diskOf(line)));
-  for (const PathString& line : lists().unmounted.lines())
-    all.push_back("unmounted " + bytesOf(line));
-  return all;
 }
 
 void WatchCommand::tellBegin() const {

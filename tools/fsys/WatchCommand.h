@@ -19,6 +19,7 @@ class WatchCommand : public StorageCommand {
 protected:
   CLI::App* defineStorage(CLI::App& app) override;
   ExitCode work() override;
+  bool usesCatalogue() const override { return true; }
   bool tellsLines() const override { return true; }
 
 private:
@@ -29,8 +30,6 @@ private:
   void lookAt(FolderWatch& folder);
   void come(const FolderWatch& folder, const FolderWatch::File& file);
   void gone(const FolderWatch& folder, const FolderWatch::File& file) const;
-  // What decides which drives the registry has: the disks with media, and the lines of the lists.
-  std::vector<std::string> places();
   void tellBegin() const;
   // The file that is coming. "ignored" stands behind it when the catalogue does not take it.
   void tellFile(const char* what) const;
