@@ -167,6 +167,29 @@ until_told() {
   until_true "[ \$(grep -c '^$1 ' words) = $2 ] && [ \$(grep -c '\"$1\"' objects) = $2 ]"
 }
 
+# Each look lists the folder at most when the registry is started, and the first one does that.
+case_the_drives_are_watched_without_a_scan_of_their_media() {
+  in_own_namespace
+  may_trace
+  media_drive raid
+  env --default-signal=INT strace -D -f -qq -o trace -P "$PWD/raid/Material/" -e trace=getdents64 \
+    "$fsys" drives --watch >words 2>err </dev/null &
+  local tool=$!
+  until_true '[ -s words ]'
+  local name
+  for name in one two three; do
+    mount_memory $name
+    until_true "grep -q '^new  *$PWD/$name/' words"
+  done
+  expect 0 locations rename raid another
+  until_true "grep -q '^changed  *$PWD/raid/' words"
+  rm -r raid
+  until_true "grep -q '^changed  *$PWD/raid/.*not there' words"
+  kill -INT "$tool"
+  wait "$tool"
+  [ "$(grep -c ' = 0$' trace)" -le 3 ] || { cat trace; fail "the media was scanned again and again"; }
+}
+
 case_a_mount_that_comes_and_goes_is_watched() {
   in_own_namespace
   start drives --watch >words 2>err </dev/null &

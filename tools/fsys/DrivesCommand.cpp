@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "fsys/DiskManager.h"
+#include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/Interrupt.h"
+#include "tools/fsys/MediaDrives.h"
 #include "tools/fsys/Text.h"
 
 namespace {
@@ -52,11 +55,23 @@ DrivesCommand::Entries DrivesCommand::look() {
 void DrivesCommand::watch(Entries known) {
   for (;;) {
     Interrupt::wait(-1, kPoll_ms);
-    startRegistry();
+    restartRegistry();
     Entries now = look();
     tellChanges(known, now);
     known = std::move(now);
   }
+}
+
+// Where what it was made from has changed: it scans all media.
+void DrivesCommand::restartRegistry() {
+  std::vector<std::string> facts = places();
+  for (const PathString& line : lists().added.lines())
+    facts.push_back(askIsFolder(line).yes && askIsWritable(line).yes ? "usable" : "not usable");
+  for (const Qv::Ptr<MediaDrive>& drive : MediaDrives::all())
+    facts.push_back(bytesOf(DiskManager::getMediaLocationUserName(drive->getId())));
+  if (facts == facts_) return;
+  facts_ = std::move(facts);
+  startRegistry();
 }
 
 void DrivesCommand::tellChanges(const Entries& before, const Entries& after) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "tools/fsys/DriveReport.h"
@@ -16,9 +17,12 @@ private:
 
   Entries look();
   void watch(Entries known);
+  void restartRegistry();
   void tellChanges(const Entries& before, const Entries& after) const;
   void tellChange(const char* change, const DriveEntry& entry) const;
 
   bool all_ = false;
   bool watch_ = false;
+  // Of the drives and the lists, as the registry was started last; none for the first start.
+  std::vector<std::string> facts_;
 };
