@@ -9,7 +9,14 @@ here=$(dirname "$self")
 demo=$(dirname "$(dirname "$here")")/tools/demo.sh
 shift
 
-fail() { echo "FAILED: $*"; exit 1; }
+# With what runs in the background.
+fail() {
+  local running
+  mapfile -t running < <(jobs -rp)
+  [ ${#running[@]} = 0 ] || kill "${running[@]}"
+  echo "FAILED: $*"
+  exit 1
+}
 skip() { echo "skipped: $*"; exit 77; }
 
 # Runs the tool and keeps what it said; its exit code must be the first argument.

@@ -114,6 +114,24 @@ case_a_large_folder_of_a_slow_share_is_watched() {
   ! grep -qE 'V00000|answer' words || { cat words; fail "more was told"; }
 }
 
+case_a_listing_that_never_ends_is_interrupted() {
+  in_own_namespace
+  mount_share raid
+  media_drive raid
+  local number
+  for number in $(seq 100 499); do media "raid/Material/V00000${number}00.mov" 9; done
+  start watch --interval 0.1 >words 2>err </dev/null &
+  watcher=$!
+  until_true '[ -s words ]'
+  order d
+  until_true "grep -qs 'fsys drive' /proc/\$(pgrep -P $watcher)/task/*/comm"
+  order s
+  kill -INT "$watcher"
+  until_true "! kill -0 $watcher 2>gone"
+  wait "$watcher"
+  [ $? = 130 ] || { cat err; fail "another exit code"; }
+}
+
 case_a_share_that_falls_silent_is_told_once() {
   in_own_namespace
   mount_share raid

@@ -38,7 +38,7 @@ struct FolderWatch::Listing {
   }
 };
 
-// Which disk it is, is asked when the folder has been listed: what was unmounted by then is not gone.
+// Which disk it is, is asked behind the listing: what was unmounted by then is not gone.
 FolderWatch::Changes FolderWatch::look() {
   std::vector<File> now;
   Changes changes;

@@ -95,7 +95,7 @@ CLI::App* WatchCommand::defineStorage(CLI::App& app) {
   return command;
 }
 
-// Nothing is deleted here, and so no listener would hear of it.
+// "SysCacheDel" tells of what this process deletes: nothing.
 ExitCode WatchCommand::work() {
   Hearing hearing([this](const NotifyMsg&) { tellFile("SysCacheAdd"); },
                   [this](const NotifyMsg&) { tellFile("SysCacheAddProxy"); },
