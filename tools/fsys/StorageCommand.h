@@ -37,8 +37,8 @@ protected:
   virtual ExitCode work() = 0;
 
   LocationLists& lists() { return *lists_; }
-  // Reads the lists and starts the registry, which fills the catalogue; that may hold media of
-  // unmounted drives unless it is used. What both had before is forgotten.
+  // Reads the lists and starts the registry, which fills the catalogue; for a command that does not
+  // use it, it may have media of unmounted drives. What both had before is forgotten.
   void startRegistry();
   // What decides which drives the registry has: the disks with media, and the lines of the lists,
   // which are read.
