@@ -10,5 +10,5 @@
 // The cookie whose whole text the word is, in letters of either case; throws for anything else.
 Cookie requireCookie(const char* doing, const std::string& word);
 std::string textOf(const Cookie& cookie);
-// That the catalogue has nothing of it, and which locations it does not know. The registry is there.
+// That the catalogue has nothing of it, and which locations are away. The registry is there.
 ToolError noMediaOf(const char* doing, const Cookie& cookie);
