@@ -146,6 +146,21 @@ case_each_failure_of_rm_is_told() {
   says "deleting \"$PWD/disk/Material/$vision.mov\": Device or resource busy"
 }
 
+case_a_failure_of_an_interrupted_rm_is_told() {
+  in_own_namespace
+  may_trace
+  mount_memory disk
+  media_drive disk
+  media "disk/Material/$vision.mov"
+  media "disk/Material/$vision.A0.proxy.90.mov"
+  mount --bind "disk/Material/$vision.mov" "disk/Material/$vision.A0.proxy.90.mov"
+  mounted+=("$PWD/disk/Material/$vision.A0.proxy.90.mov")
+  inject unlink,unlinkat:signal=INT:when=1 rm "$vision" --high --proxy --yes
+  [ "$code" = 130 ] || { cat out err; fail "exit code $code"; }
+  says "deleting \"$PWD/disk/Material/$vision.A0.proxy.90.mov\": Device or resource busy"
+  says "interrupted"
+}
+
 # A drive that is registered under a second name, too, has each file twice.
 case_media_on_a_drive_with_two_names_is_no_proxy() {
   media_drive one

@@ -85,8 +85,13 @@ ExitCode RmCommand::work() {
     return ExitCode::eSuccess;
   }
   if (!mayGoOn()) throw ToolError(ExitCode::eOther, kDoing, cookie_, "it was not wanted");
-  deleteAll(*entry);
-  tellStaying();
+  try {
+    deleteAll(*entry);
+    tellStaying();
+  } catch (...) {
+    sayFailures(0);
+    throw;
+  }
   tellFailures();
   return ExitCode::eSuccess;
 }
@@ -268,18 +273,27 @@ void RmCommand::tellStaying(const Cookie& cookie, const PathString& folder) try 
   results()["not_looked_at"].push_back(jsonOf(error));
 }
 
+std::vector<ToolError> RmCommand::failures() const {
+  std::vector<ToolError> all;
+  for (const Doomed& doomed : doomed_) {
+    all.insert(all.end(), doomed.failures.begin(), doomed.failures.end());
+    all.insert(all.end(), doomed.left.begin(), doomed.left.end());
+  }
+  all.insert(all.end(), notLookedAt_.begin(), notLookedAt_.end());
+  return all;
+}
+
+void RmCommand::sayFailures(size_t from) const {
+  if (wantsJson()) return;
+  const std::vector<ToolError> all = failures();
+  for (size_t i = from; i < all.size(); ++i)
+    std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), all[i].what());
+}
+
 // Every one in words; the first is the command's own.
 void RmCommand::tellFailures() const {
-  std::vector<ToolError> failures;
-  for (const Doomed& doomed : doomed_) {
-    failures.insert(failures.end(), doomed.failures.begin(), doomed.failures.end());
-    failures.insert(failures.end(), doomed.left.begin(), doomed.left.end());
-  }
-  failures.insert(failures.end(), notLookedAt_.begin(), notLookedAt_.end());
-  if (failures.empty()) return;
-  if (!wantsJson())
-    for (size_t i = 1; i < failures.size(); ++i)
-      std::fprintf(stderr, "fsys %s: %s\n", name().c_str(), failures[i].what());
-  if (failures.size() == 1) throw failures.front();
-  throw ToolError(failures.front()).withRemark(text("and %zu more", failures.size() - 1));
+  const std::vector<ToolError> all = failures();
+  sayFailures(1);
+  if (all.size() == 1) throw all.front();
+  if (!all.empty()) throw ToolError(all.front()).withRemark(text("and %zu more", all.size() - 1));
 }

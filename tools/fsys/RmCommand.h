@@ -42,6 +42,8 @@ private:
   void tellJson();
   void tellStaying();
   void tellStaying(const Cookie& cookie, const PathString& folder);
+  std::vector<ToolError> failures() const;
+  void sayFailures(size_t from) const;
   void tellFailures() const;
   size_t countOf() const;
 
