@@ -229,6 +229,20 @@ case_a_channel_that_has_only_proxies_is_told_so() {
   is channels.1.proxies 1
 }
 
+# A file that another has displaced stands among the proxies.
+case_a_copy_of_the_media_is_called_one() {
+  media_drive one
+  media_drive two
+  media "one/Material/$vision.mov" 3000
+  media "two/Material/$vision.mov" 2000
+  expect 0 find "$vision" --level proxy
+  tells "a high-resolution copy, which counts as the first proxy (2.93 KiB, there)"
+  expect 0 media list --json
+  told_is out '(told[0]["proxies"], told[0]["copies"])' '(0, 1)'
+  expect 0 shot "$vision" --json
+  is channels.0.proxies 0
+}
+
 # A proxy is chosen whether or not it is there.
 case_a_proxy_that_serves_and_is_missing_has_exit_code_3() {
   media_drive raid

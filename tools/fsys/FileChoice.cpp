@@ -1,6 +1,17 @@
 #include "tools/fsys/FileChoice.h"
 
+#include "tools/fsys/MediaFile.h"
 #include "tools/fsys/Text.h"
+
+namespace {
+
+// A displaced file of high resolution stands among the proxies.
+const char* firstOf(const std::list<MediaFileInfo>& proxies) {
+  return isProxyByName(proxies.front()) ? "the first proxy"
+                                        : "a high-resolution copy, which counts as the first proxy";
+}
+
+}  // namespace
 
 FileChoice::FileChoice(FsysDirectoryEntry& entry, const DecodeFormat& format)
     : path(entry.findFileForCookie(format)) {
@@ -30,11 +41,11 @@ bool FileChoice::takeWanted(const Proxies& proxies, const DecodeFormat& format) 
   uint32_t height = isProxyLevel ? 0 : format.getHeight();
   if (!isProxyLevel && (format.getProxyLevel() != eAuto || height == 0)) return false;
   if (takeProxy(proxies, height)) {
-    why = isProxyLevel ? "the first proxy" : text("the first proxy of at least %u lines", height);
+    why = isProxyLevel ? firstOf(proxies) : text("the first proxy of at least %u lines", height);
     return true;
   }
   bool isFirst = isProxyLevel && !proxies.empty();
-  why = isFirst        ? "the first proxy leads nowhere"
+  why = isFirst        ? std::string(firstOf(proxies)) + " leads nowhere"
         : isProxyLevel ? "there is no proxy"
                        : text("no proxy of at least %u lines can be opened", height);
   return false;
@@ -50,9 +61,10 @@ void FileChoice::takeHighResOrProxy(FsysDirectoryEntry& entry, const Proxies& pr
   std::string what = entry.hasHighRes() ? "the high-resolution file is missing"
                                         : "there is no high-resolution file";
   if (takeProxy(proxies, 0)) {
-    why = "the first proxy: " + what + (why.empty() ? "" : ", and " + why);
+    why = std::string(firstOf(proxies)) + ": " + what + (why.empty() ? "" : ", and " + why);
     return;
   }
-  std::string rest = proxies.empty() ? "there is no proxy" : "the first proxy leads nowhere";
+  std::string rest =
+      proxies.empty() ? "there is no proxy" : std::string(firstOf(proxies)) + " leads nowhere";
   why = what + ", and " + rest;
 }

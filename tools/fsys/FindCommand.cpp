@@ -23,7 +23,7 @@ const std::map<std::string, eProxyLevel>& levels() {
 
 std::string wordsOf(const MediaFile& file) {
   std::string words = sizeText(file.bytes);
-  if (!file.isHighRes) words += ", " + ProxyFacts(file.name.getPath()).words();
+  if (file.isProxy) words += ", " + ProxyFacts(file.name.getPath()).words();
   if (file.isLink) words += ", a link at " + inQuotes(bytesOf(file.path));
   return words + ", " + file.stateWord();
 }

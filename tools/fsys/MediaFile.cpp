@@ -41,12 +41,6 @@ MediaFile highResOf(FsysDirectoryEntry& entry) {
   return file;
 }
 
-// By its name, without a look at the disk: one of the older form has a height too.
-bool isProxyByName(const MediaFileInfo& info) {
-  return info.proxyHeight() != 0 ||
-         MediaFileInfo::getProxyHeight(info.getMaterialFilename().getPath()) == 0;
-}
-
 MediaFile proxyOf(const MediaFileInfo& info) {
   MediaFile file;
   file.name = info.getMaterialFilename();
@@ -115,6 +109,17 @@ void MediaFile::put(Json& json) const {
   json["is_link"] = isLink;
   if (isLink) putName(json, "target", bytesOf(target));
   json["state"] = stateWord();
+}
+
+// Without a look at the disk. One of the older form has a height too.
+bool isProxyByName(const MediaFileInfo& info) {
+  return info.proxyHeight() != 0 ||
+         MediaFileInfo::getProxyHeight(info.getMaterialFilename().getPath()) == 0;
+}
+
+size_t countProxies(const FsysDirectoryEntry& entry) {
+  const std::list<MediaFileInfo>& files = entry.getProxyFiles();
+  return static_cast<size_t>(std::count_if(files.begin(), files.end(), &isProxyByName));
 }
 
 bool allAnswer(FsysDirectoryEntry& entry) {

@@ -44,6 +44,9 @@ struct MediaFile {
   void put(Json& json) const;
 };
 
+// Whether a file among an entry's proxies is one, by its name: else it is a copy.
+bool isProxyByName(const MediaFileInfo& info);
+size_t countProxies(const FsysDirectoryEntry& entry);
 // Whether every file of the entry that was not looked for yet can be looked for: then the library,
 // which waits for a drive as long as it takes, may be asked.
 bool allAnswer(FsysDirectoryEntry& entry);

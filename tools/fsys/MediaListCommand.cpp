@@ -38,7 +38,7 @@ bool MediaListCommand::tell(const Cookie& cookie, FsysDirectoryEntry& entry) {
   std::string file = bytesOf(name.getOsPath());
   const char* kind = cookie.getType() == eCookieVision ? "vision" : "sound";
   const char* online = onlineWord(cookie, entry);
-  size_t proxies = entry.getProxyFiles().size();
+  const size_t proxies = countProxies(entry);
   Json json;
   json["cookie"] = textOf(cookie);
   json["kind"] = kind;
@@ -47,6 +47,7 @@ bool MediaListCommand::tell(const Cookie& cookie, FsysDirectoryEntry& entry) {
   json["bytes"] = entry.fileSize();
   json["has_high_resolution"] = entry.hasHighRes();
   json["proxies"] = proxies;
+  json["copies"] = entry.getProxyFiles().size() - proxies;
   json["state"] = online;
   tellNow(json);
   say(row(textOf(cookie).c_str(), kind, drive.c_str(),

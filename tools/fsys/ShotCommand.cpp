@@ -85,7 +85,7 @@ uint64_t ShotCommand::tell(Table& table, const Cookie& channel, FsysDirectoryEnt
   json["cookie"] = textOf(channel);
   putName(json, "file", bytesOf(path));
   json["bytes"] = bytes ? Json(*bytes) : Json(nullptr);
-  json["proxies"] = entry.getProxyFiles().size();
+  json["proxies"] = countProxies(entry);
   results()["channels"].push_back(json);
   const char* without = entry.hasProxies() ? "only proxies" : "-";
   table.add({textOf(channel),
