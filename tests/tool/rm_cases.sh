@@ -298,6 +298,31 @@ case_a_link_that_leads_elsewhere_by_the_time_of_the_answer_stays() {
   [ -e "raid/Material/$vision.mov" ] || fail "the link is gone"
 }
 
+case_media_that_has_taken_the_place_of_a_link_by_the_time_of_the_answer_stays() {
+  media_drive raid
+  media elsewhere.mov 3000
+  expect 0 link create "raid/Material/$vision.mov" elsewhere.mov
+  answer 6 $'y\n' "cp elsewhere.mov 'raid/Material/$vision.mov'"
+  grep -q 'it has changed meanwhile, and stays' shown || { cat shown; fail "it did not say so"; }
+  same elsewhere.mov "raid/Material/$vision.mov"
+  answer 3 $'y\n' "rm 'raid/Material/$vision.mov'"
+  ln -s "$PWD/elsewhere.mov" "raid/Material/$vision.mov"
+  answer 0 $'y\n'
+  [ ! -e "raid/Material/$vision.mov" ] || fail "what is named by a symbolic link was not deleted"
+  [ -e elsewhere.mov ] || fail "the target of a symbolic link is gone"
+}
+
+case_a_file_that_was_not_said_does_not_go() {
+  canary_tree
+  answer 6 $'y\n' "touch 'raid/Material/$vision.mov.new'"
+  grep -q 'it has changed meanwhile, and stays' shown || { cat shown; fail "it did not say so"; }
+  [ -e "raid/Material/$vision.mov.new" ] || fail "what was not said is gone"
+  [ -e "raid/Material/$vision.mov" ] || fail "the media is gone"
+  answer 0 $'y\n' "rm 'raid/Material/$vision.mov.qvix'"
+  [ ! -e "raid/Material/$vision.mov" ] || fail "the media is there"
+  canary_is_well
+}
+
 case_rm_does_not_ask_where_nothing_says_what_goes() {
   canary_tree
   for option in --json --quiet; do

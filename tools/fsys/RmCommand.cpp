@@ -187,13 +187,25 @@ bool RmCommand::mayGoOn() const {
                                     hasFolder ? " and a folder with all in it" : ""));
 }
 
-// Whoever was asked may have taken long to answer: a link that leads elsewhere by now stays.
+// Waits for its drive. What is gone by now is found to be so when it is deleted.
+bool RmCommand::Doomed::hasChanged() const {
+  uint64_t bytes = 0;
+  if (OS()->getFileManager()->getFileSize(file.path, bytes) && bytes != file.bytes) return true;
+  const Vector<PathString> now = sideFilesOf(file.path);
+  return !(linkedFolderOf(file.name) == folder) ||
+         !std::all_of(now.begin(), now.end(), [this](const PathString& side) {
+           return std::find(beside.begin(), beside.end(), side) != beside.end();
+         });
+}
+
+// Whoever was asked may have taken long to answer: a link that leads elsewhere by now stays, and so
+// do media that has come in its place, and a file beside which others have come.
 void RmCommand::deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed) {
   auto result = askDrive(
       doomed.file.path,
-      [entry, name = doomed.file.name, folder = doomed.folder]() -> std::optional<uint32_t> {
-        if (!(linkedFolderOf(name) == folder)) return std::nullopt;
-        return entry->deleteFile(name);
+      [entry, doomed]() -> std::optional<uint32_t> {
+        if (doomed.hasChanged()) return std::nullopt;
+        return entry->deleteFile(doomed.file.name);
       },
       kFolderPatience_ms);
   const uint32_t error = result ? result->value_or(0) : OS()->getErrors()->getLastError();

@@ -26,6 +26,8 @@ private:
     std::vector<ToolError> failures = {};  // why it was not deleted
     std::vector<ToolError> left = {};  // why the folder or one beside it is not known to be gone
 
+    // Whether something would go that was not said, or another file than was said.
+    bool hasChanged() const;
     Json json() const;
   };
 
