@@ -124,7 +124,8 @@ case_where_more_of_a_cookie_may_lie_is_told() {
   media_drive raid
   media_drive share
   media "raid/Material/$vision.mov"
-  answer 6 $'y\n' 'printf s >orders; head -c 1 obeyed'
+  # The process that answers for the share.
+  answer 6 $'y\n' "kill -STOP \$(pgrep -P $share_PID)"
   order a
   grep -qF "looking for more of it in \"$PWD/share/Material/\": its drive does not answer" shown ||
     { cat shown; fail "it was not told"; }

@@ -92,18 +92,20 @@ unmount_all() {
   for ((number = ${#mounted[@]} - 1; number >= 0; --number)); do umount -l "${mounted[number]}"; done
 }
 mounted=()
-# Mounts a network's drive on a folder, there only, which obeys the orders of share_server.
+# Mounts a network's drive on a folder, there only. It obeys orders of a letter: s for silence, a to
+# answer, d to take its time. No other process holds its lines, so that it ends with the case.
 mount_share() {
   [ -c /dev/fuse ] || skip "there is no /dev/fuse"
   [ -x "${FSYS_SHARE_SERVER:-}" ] || skip "FSYS_SHARE_SERVER names no program"
   is_sanitized && export ASAN_OPTIONS=detect_leaks=0 TSAN_OPTIONS=report_thread_leaks=0
   mkdir "$1"
-  mkfifo orders obeyed
-  "$FSYS_SHARE_SERVER" "$1" server:/share <orders >obeyed 2>err &
-  exec 3>orders 4<obeyed
-  read -r -n 1 -u 4 || skip "mounting is not allowed here: $(head -n 1 err)"
+  coproc share { exec "$FSYS_SHARE_SERVER" "$1" media@server:/share; }
+  IFS= read -r -d '' -n 1 -u "${share[0]}" _ || skip "no share can be mounted here"
 }
-order() { printf %s "$1" >&3 && read -r -n 1 -u 4 || fail "the share did not obey"; }
+order() {
+  printf %s "$1" >&"${share[1]}" && IFS= read -r -d '' -n 1 -u "${share[0]}" _ ||
+    fail "the share does not obey"
+}
 # Until a condition holds, at most ten seconds.
 until_true() {
   local tries
