@@ -129,11 +129,12 @@ FaultPlayed ToolPlay::play(FaultLayer& layer, const Fault& fault, eUntil) {
   scenario_.prepare(stage_);
   layer.points().arm(fault);
   ToolRun run = runToolHere(words_, input_);
+  run.isDisturbed = layer.points().fired() > 0;
   played.note(layer.points());
   layer.points().disarm();
   std::set<int> codes = codesOf(fault, layer.points());
-  if (layer.points().fired() > 0 && scenario_.asksTheRegistry) codes.insert({eNotFound, eIo});
-  played.wrong = layer.points().fired() == 0 ? whyNotTold(run) : "";
+  if (run.isDisturbed && scenario_.asksTheRegistry) codes.insert({eNotFound, eIo});
+  played.wrong = run.isDisturbed ? "" : whyNotTold(run);
   // The next change of a list takes away what could not be.
   bool mayLeave = scenario_.asksTheRegistry && fault.fromThenOn && run.code != 0;
   played.wrong += whyNot(run, codes, mayLeave ? "" : stage_.leftovers());

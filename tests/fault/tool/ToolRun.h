@@ -8,6 +8,7 @@ struct ToolRun {
   int code = -1;  // -1: an exception left it
   std::string out;
   std::string err;
+  bool isDisturbed = false;  // a fault struck
 };
 
 // Runs the tool in this process, as `fsys` with those words behind it; standard input is the file
