@@ -53,8 +53,11 @@ TEST_F(FsysDirectoryEntryAddTest, ALinkTakesThePlaceOfALinkAndOfASmallerFile) {
   add(info(L"/Material/a.mov", 511));
   add(info(L"/Material/b.mov", 512));
   EXPECT_EQ(path(), L"/Material/b.mov");
+  EXPECT_EQ(proxies(), Texts{"/Material/a.mov"});
+  entry_.removeProxyFile(L"/m/Material/a.mov");
   add(info(L"/Material/c.mov", 512));
   EXPECT_EQ(path(), L"/Material/c.mov");
+  EXPECT_EQ(proxies(), Texts{"/Material/b.mov"});
   EXPECT_TRUE(entry_.isLinked());
 }
 
