@@ -156,7 +156,7 @@ case_a_failure_of_an_interrupted_rm_is_told() {
   media "disk/Material/$vision.A0.proxy.90.mov"
   mount --bind "disk/Material/$vision.mov" "disk/Material/$vision.A0.proxy.90.mov"
   mounted+=("$PWD/disk/Material/$vision.A0.proxy.90.mov")
-  inject unlink,unlinkat:signal=INT:when=1 rm "$vision" --high --proxy --yes
+  inject unlink:signal=INT:when=1 rm "$vision" --high --proxy --yes
   [ "$code" = 130 ] || { cat out err; fail "exit code $code"; }
   says "deleting \"$PWD/disk/Material/$vision.A0.proxy.90.mov\": Device or resource busy"
   says "interrupted"
@@ -359,7 +359,7 @@ case_what_cannot_be_deleted_is_told() {
 case_an_interrupted_rm_tells_what_is_gone() {
   may_trace
   canary_tree
-  inject unlink,unlinkat:signal=INT:when=1 rm "$vision" --high --proxy --yes --json
+  inject unlink:signal=INT:when=1 rm "$vision" --high --proxy --yes --json
   [ "$code" = 130 ] || { cat out err; fail "exit code $code"; }
   is error.kind interrupted
   is files.0.deleted True
