@@ -1,0 +1,97 @@
+# shellcheck shell=bash disable=SC2154
+# Media, links and proxies of odd sizes and names, looked for and deleted. Sourced by tool_test.sh.
+
+# What begins with "RIFF" is media, whatever its size.
+case_media_of_a_links_size_is_no_link() {
+  media_drive raid
+  mkdir raid/Material/below
+  printf 'RIFF%s' "$PWD/raid/Material/below/reel.mov" >"raid/Material/$vision.wav"
+  truncate -s 512 "raid/Material/$vision.wav"
+  media raid/Material/below/reel.mov
+  expect 0 find "$vision" --json
+  is path "$PWD/raid/Material/$vision.wav"
+  is is_link False
+  is state there
+  expect 0 shot "$vision" --json
+  is channels.0.bytes 512
+  expect 0 media offline
+  [ "$(wc -l <out)" = 1 ] || { cat out; fail "it is said to be offline"; }
+  expect 0 rm "$vision" --high --yes
+  tells "(high-resolution, 512 bytes)"
+  [ ! -e "raid/Material/$vision.wav" ] || fail "it was not deleted"
+  [ -e raid/Material/below/reel.mov ] || fail "it was taken for a link"
+}
+
+# Its target may have 510 bytes; one of 511 has no end.
+case_links_with_the_longest_targets_are_found_and_deleted() {
+  media_drive raid
+  local part long
+  part=$(printf 'x%.0s' $(seq 150))
+  long=$PWD/raid/Material/below/$part/$part/
+  long+=$(printf 'y%.0s' $(seq $((510 - ${#long}))))
+  mkdir -p "$(dirname "$long")"
+  media "$long" 3000
+  [ "${#long}" = 510 ] || fail "a path of ${#long} bytes"
+  printf '%s' "$long" >"raid/Material/$vision.mov"
+  printf '%sy' "$long" >"raid/Material/V${shot}01.mov"
+  truncate -s 512 "raid/Material/$vision.mov" "raid/Material/V${shot}01.mov"
+  expect 0 find "$vision" --json
+  is path "$long"
+  expect 3 find "V${shot}01"
+  expect 0 shot "$vision" --json
+  is bytes 3000
+  is channels.1.file ""
+  is channels.1.bytes None
+  expect 0 media offline --json
+  told_is out '[t["cookie"] for t in told[:-1]]' "['V${shot}01']"
+  expect 0 rm "V${shot}01" --high --yes
+  [ ! -e "raid/Material/V${shot}01.mov" ] || fail "it was not deleted"
+  [ -e "$long" ] || fail "a folder went with a link that leads nowhere"
+  expect 0 rm "$vision" --high --yes
+  [ ! -e "raid/Material/$vision.mov" ] || fail "it was not deleted"
+  [ ! -e "$long" ] || fail "the folder is there"
+}
+
+# No file lies below the link's folder then.
+case_links_to_folders_and_to_themselves_go_alone() {
+  media_drive raid
+  mkdir raid/Material/below
+  media raid/Material/below/reel.mov
+  media raid/Material/notes.txt
+  local number=0 target
+  for target in below below/ . .. ../Material below/.. "V${shot}06.mov" ./ ""; do
+    printf '%s' "$PWD/raid/Material/$target" >"raid/Material/V${shot}0$number.mov"
+    truncate -s 512 "raid/Material/V${shot}0$number.mov"
+    number=$((number + 1))
+  done
+  for number in $(seq 0 8); do
+    expect 0 rm "V${shot}0$number" --high --yes --json
+    ! grep -q '"folder"' out || { cat out; fail "a folder was named"; }
+    [ ! -e "raid/Material/V${shot}0$number.mov" ] || fail "it was not deleted"
+  done
+  [ -e raid/Material/below/reel.mov ] || fail "the folder is gone"
+  [ -e raid/Material/notes.txt ] || fail "another file is gone"
+  [ -d raid/Sound ] || fail "the other folder is gone"
+}
+
+# A name may say any number of channels; there are 255 sound cookies.
+case_proxies_of_very_many_channels_are_counted_and_deleted() {
+  media_drive raid
+  local channels number=0
+  for channels in 255 -1 256 2147483647; do
+    media "raid/Material/V${shot}0$number.A$channels.proxy.360.mov" 100
+    number=$((number + 1))
+  done
+  expect 0 scan --json
+  is folders.0.files 4
+  is folders.0.proxies 4
+  is left_out 0
+  expect 0 find "S${shot}FF" --json
+  is channels 255
+  for number in $(seq 0 3); do
+    expect 0 rm "V${shot}0$number" --proxy --yes
+    tells "  which is the proxy of V${shot}0$number, and of S${shot}01 to S${shot}FF"
+    [ ! -e "$(echo raid/Material/V"${shot}0$number".*)" ] || fail "it was not deleted"
+  done
+  expect 3 find "S${shot}FF"
+}
