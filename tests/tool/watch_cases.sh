@@ -87,16 +87,6 @@ case_a_link_that_comes_beside_its_media_is_told_as_ignored() {
     "[('$PWD/two/Material/$vision.mov', True), ('$PWD/two/Material/V${shot}01.mov', None)]"
 }
 
-# A network share. It obeys orders of a letter: s for silence, a to answer, d to take its time.
-mount_share() {
-  [ -x "${FSYS_SHARE_SERVER:-}" ] || skip "FSYS_SHARE_SERVER names no program"
-  is_sanitized && export ASAN_OPTIONS=detect_leaks=0 TSAN_OPTIONS=report_thread_leaks=0
-  mkdir "$1"
-  coproc share { exec "$FSYS_SHARE_SERVER" "$1" media@server:/share; }
-  IFS= read -r -d '' -n 1 -u "${share[0]}" _ || skip "no share can be mounted here"
-}
-order() { printf %s "$1" >&"${share[1]}" && IFS= read -r -d '' -n 1 -u "${share[0]}" _; }
-
 case_a_large_folder_of_a_slow_share_is_watched() {
   in_own_namespace
   mount_share raid

@@ -40,6 +40,8 @@ protected:
   // Reads the lists and starts the registry, which fills the catalogue; for a command that does not
   // use it, it may have media of unmounted drives. What both had before is forgotten.
   void startRegistry();
+  // Says which locations are away: their media is not in the catalogue.
+  void tellMissing();
   // What decides which drives the registry has: the disks with media, and the lines of the lists,
   // which are read.
   std::vector<std::string> places();
