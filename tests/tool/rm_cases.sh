@@ -388,8 +388,7 @@ case_what_may_be_left_on_a_drive_that_is_silent_now_is_not_known() {
   media "share/Material/$vision.mov"
   media "share/Material/$vision.mov.qvix"
   # It falls silent when the last is gone.
-  strace -f -qq -o trace -e trace=unlink,unlinkat \
-    -e inject=unlink,unlinkat:delay_exit=5000000:when=2 \
+  strace -f -qq -o trace -e trace=unlinkat -e inject=unlinkat:delay_exit=5000000:when=1 \
     "$fsys" rm "$vision" --high --yes --json >out 2>err </dev/null &
   until_true '[ ! -e "share/Material/$vision.mov.qvix" ]'
   order s
