@@ -5,6 +5,7 @@
 // not allowed.
 
 #include <sched.h>
+#include <signal.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,6 +35,7 @@ int skip(const char* why) {
 int run(char** words) {
   pid_t child = fork();
   if (child == 0) {
+    signal(SIGPIPE, SIG_DFL);
     execvp(words[0], words);
     _exit(kNoCommand);
   }
@@ -53,6 +55,8 @@ int runBesideAutomount(char** words) {
 
 int main(int count, char** words) {
   if (count <= kFirstWord) return kNoCommand;
+  // What is unmounted when its server has ended may still be asked for.
+  signal(SIGPIPE, SIG_IGN);
   if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
     return skip("a mount namespace of one's own is not allowed here");
   if (std::string(words[1]) == "automount") return runBesideAutomount(words);
