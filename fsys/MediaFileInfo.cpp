@@ -150,10 +150,9 @@ void MediaFileInfo::forgetLinkedFilename(const Text& path) {
   linkState_.store(eNotRead);
 }
 
-// One of the older form has the height that means none.
+// One of the older form has a height, too: the one that means none. A name may say that it is 0.
 bool MediaFileInfo::wasProxy() const {
-  return proxyHeight_ == ProxyName::kNoHeight ||
-         getProxyHeight(name_.getPath()) != ProxyName::kNoHeight;
+  return proxyHeight_ != 0 || getProxyHeight(name_.getPath()) == 0;
 }
 
 bool MediaFileInfo::isProxy(const Text& name) {

@@ -74,7 +74,7 @@ public:
   LightweightString<wchar_t> getPhysicalFilename(bool normalised) const;
 
   bool isProxy() const { return isProxy(name_.getPath()); }
-  // Whether it was one when it was made, by the name that it has still. Nothing is asked.
+  // Whether it was one when it was made. Nothing is asked.
   bool wasProxy() const;
   // Whether the name has a proxy's height, or the older form and a file. Only then is the system
   // asked.

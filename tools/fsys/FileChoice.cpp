@@ -1,14 +1,13 @@
 #include "tools/fsys/FileChoice.h"
 
-#include "tools/fsys/MediaFile.h"
 #include "tools/fsys/Text.h"
 
 namespace {
 
 // A displaced file of high resolution stands among the proxies.
 const char* firstOf(const std::list<MediaFileInfo>& proxies) {
-  return isProxyByName(proxies.front()) ? "the first proxy"
-                                        : "a high-resolution copy, which counts as the first proxy";
+  return proxies.front().wasProxy() ? "the first proxy"
+                                    : "a high-resolution copy, which counts as the first proxy";
 }
 
 }  // namespace

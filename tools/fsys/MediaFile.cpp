@@ -46,7 +46,7 @@ MediaFile proxyOf(const MediaFileInfo& info) {
   file.name = info.getMaterialFilename();
   file.path = info.getLinkFileName();
   file.bytes = info.getSize();
-  file.isProxy = isProxyByName(info);
+  file.isProxy = info.wasProxy();
   file.height = info.proxyHeight();
   file.channels = info.proxyAudioChannels();
   file.state = static_cast<MediaFile::eState>(info.getStatus());
@@ -111,15 +111,10 @@ void MediaFile::put(Json& json) const {
   json["state"] = stateWord();
 }
 
-// Without a look at the disk. One of the older form has a height too.
-bool isProxyByName(const MediaFileInfo& info) {
-  return info.proxyHeight() != 0 ||
-         MediaFileInfo::getProxyHeight(info.getMaterialFilename().getPath()) == 0;
-}
-
 size_t countProxies(const FsysDirectoryEntry& entry) {
   const std::list<MediaFileInfo>& files = entry.getProxyFiles();
-  return static_cast<size_t>(std::count_if(files.begin(), files.end(), &isProxyByName));
+  return static_cast<size_t>(std::count_if(
+      files.begin(), files.end(), [](const MediaFileInfo& info) { return info.wasProxy(); }));
 }
 
 bool allAnswer(FsysDirectoryEntry& entry) {

@@ -44,8 +44,7 @@ struct MediaFile {
   void put(Json& json) const;
 };
 
-// Whether a file among an entry's proxies is one, by its name: else it is a copy.
-bool isProxyByName(const MediaFileInfo& info);
+// Of those in an entry's list: the others are copies.
 size_t countProxies(const FsysDirectoryEntry& entry);
 // Whether every file of the entry that was not looked for yet can be looked for: then the library,
 // which waits for a drive as long as it takes, may be asked.
