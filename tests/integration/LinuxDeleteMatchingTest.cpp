@@ -26,13 +26,6 @@ protected:
     EXPECT_EQ(folder_.content("canary/song"), "alive");
   }
 
-  void link(const std::string& target, std::string_view name) const {
-    ASSERT_EQ(symlink(target.c_str(), folder_.bytes(name).c_str()), 0);
-  }
-  bool isThere(std::string_view name) const {
-    struct stat status = {};
-    return lstat(folder_.bytes(name).c_str(), &status) == 0;
-  }
   void rename(std::string_view from, std::string_view to) const {
     ASSERT_EQ(::rename(folder_.bytes(from).c_str(), folder_.bytes(to).c_str()), 0);
   }

@@ -2,8 +2,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
+#include <string_view>
 
 #include "platform/OS.h"
 #include "platform/linux/LinuxFile.h"
@@ -51,6 +54,15 @@ protected:
     int count = 0;
     for (int i = 0; i < 256; ++i) count += fcntl(i, F_GETFD) >= 0;
     return count;
+  }
+
+  // Of names in the folder. A link that leads nowhere is there, too.
+  void link(const std::string& target, std::string_view name) const {
+    ASSERT_EQ(symlink(target.c_str(), folder_.bytes(name).c_str()), 0);
+  }
+  bool isThere(std::string_view name) const {
+    struct stat status = {};
+    return lstat(folder_.bytes(name).c_str(), &status) == 0;
   }
 
   ScratchFolder folder_;

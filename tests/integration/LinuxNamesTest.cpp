@@ -21,9 +21,6 @@ namespace {
 class LinuxNamesTest : public LinuxFileFixture {
 protected:
   static Manager* files() { return linuxFileManager(); }
-  void link(const std::string& target, std::string_view name) const {
-    ASSERT_EQ(symlink(target.c_str(), folder_.bytes(name).c_str()), 0);
-  }
   void makeFolder(std::string_view name) const {
     ASSERT_EQ(mkdir(folder_.bytes(name).c_str(), 0700), 0);
   }

@@ -28,9 +28,6 @@ protected:
   void makeFolder(std::string_view name) const {
     ASSERT_EQ(mkdir(folder_.bytes(name).c_str(), 0700), 0);
   }
-  void link(const std::string& target, std::string_view name) const {
-    ASSERT_EQ(symlink(target.c_str(), folder_.bytes(name).c_str()), 0);
-  }
   // "name=folder" of each share, with a space between.
   static std::string shares() {
     std::string text;

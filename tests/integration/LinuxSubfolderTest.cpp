@@ -46,13 +46,6 @@ protected:
   void makeFolder(std::string_view name) const {
     ASSERT_EQ(mkdir(folder_.bytes(name).c_str(), 0700), 0) << name;
   }
-  void link(const std::string& target, std::string_view name) const {
-    ASSERT_EQ(symlink(target.c_str(), folder_.bytes(name).c_str()), 0);
-  }
-  bool isThere(std::string_view name) const {
-    struct stat status = {};
-    return lstat(folder_.bytes(name).c_str(), &status) == 0;
-  }
   bool deleted(std::string_view folder, std::string_view subfolder) const {
     linuxErrors()->setLastError(0);
     return linuxFileManager()->deleteSubfolder(folder_ / folder, folder_ / subfolder);
