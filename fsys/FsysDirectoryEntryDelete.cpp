@@ -50,13 +50,9 @@ Text sidePatternOf(const Text& path) {
 
 bool isNetworkName(const Text& path) { return path.view().starts_with(kNetworkName); }
 
-}  // namespace
-
-// A link into a folder below its own takes that along. Whoever wrote the link chose the name of
-// that folder, so that nothing else may follow from it.
-LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
+// `target`: what the link says.
+Text linkedFolderBelow(const MaterialFilename& file, Text& target) {
   const Text path = file.getOsPath();
-  Text target;
   if (!MaterialLink::linkedFileExists(file) || !MaterialLink::getLinkedFilename(path, target))
     return {};
   const bool isShared = isNetworkName(target) && !isNetworkName(path);
@@ -67,6 +63,26 @@ LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
   const bool isBelow =
       !own.empty() && linked.length() > own.length() && startsWithNoCase(linked.view(), own.view());
   return isBelow ? linked : Text();
+}
+
+// The folder in which the link was read may have become another one since.
+void deleteLinkedFolder(const MaterialFilename& file) {
+  const Text path = file.getOsPath();
+  Text target;
+  const Text linked = linkedFolderBelow(file, target);
+  FileStart link{stripPath(path), {}};
+  if (linked.empty() || !toPathBytes(target, link.bytes)) return;
+  link.bytes.push_back('\0');
+  (void)OS()->getFileManager()->deleteSubfolder(getPath(path), linked, link);
+}
+
+}  // namespace
+
+// A link into a folder below its own takes that along. Whoever wrote the link chose the name of
+// that folder, so that nothing else may follow from it.
+LightweightString<wchar_t> linkedFolderOf(const MaterialFilename& file) {
+  Text target;
+  return linkedFolderBelow(file, target);
 }
 
 Vector<LightweightString<wchar_t>> sideFilesOf(const LightweightString<wchar_t>& path) {
@@ -81,8 +97,7 @@ Vector<LightweightString<wchar_t>> sideFilesOf(const LightweightString<wchar_t>&
 
 uint32_t FsysDirectoryEntry::deleteFile(const MaterialFilename& file) {
   const Text path = file.getOsPath();
-  if (const Text linked = linkedFolderOf(file); !linked.empty())
-    (void)OS()->getFileManager()->deleteSubfolder(getPath(path), linked);
+  deleteLinkedFolder(file);
   const uint32_t result = deleteOne(path);
   if (const Text pattern = sidePatternOf(path); !pattern.empty())
     (void)OS()->getFileManager()->deleteMatching(pattern);

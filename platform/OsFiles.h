@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "platform/LightweightString.h"
 #include "platform/OsAsyncIo.h"
@@ -12,6 +13,12 @@
 // FILE_INFO: what is known of an open file.
 struct FILE_INFO {
   uint64_t writePosition = 0;  // where writing continues: the file's size, in bytes
+};
+
+// FileStart: what a file begins with.
+struct FileStart {
+  LightweightString<wchar_t> name;  // its last part; empty: there is no such file
+  std::string bytes;
 };
 
 // iFile: one open file.
@@ -201,10 +208,13 @@ public:
   // No link is followed below `folder`, not even one that takes a folder's place meanwhile: a link
   // is deleted itself. Nothing on another file system is. eOsInvalid, and nothing deleted: a name
   // on the way down is empty, "." or "..", or there is none, or `subfolder` as a whole leads to
-  // another folder. What cannot be deleted stays, and the rest goes all the same, unless one is
-  // moved meanwhile (ESTALE): false, and the last error is the first one. True: all of it is gone.
+  // another folder; or `witness`, unless its name is empty, is no file that lies in the very folder
+  // in which the way down begins, not by a link, and begins so. What cannot be deleted stays, and
+  // the rest goes all the same, unless one is moved meanwhile (ESTALE): false, and the last error
+  // is the first one. True: all of it is gone.
   virtual bool deleteSubfolder(const LightweightString<wchar_t>& folder,
-                               const LightweightString<wchar_t>& subfolder) = 0;
+                               const LightweightString<wchar_t>& subfolder,
+                               const FileStart& witness) = 0;
   // The name behind all links; the last component need not exist. False when it cannot be told.
   virtual bool followLinks(const LightweightString<wchar_t>& path,
                            LightweightString<wchar_t>& target) = 0;

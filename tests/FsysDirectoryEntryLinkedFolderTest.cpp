@@ -194,12 +194,23 @@ TEST_F(FsysDirectoryEntryLinkedFolderTest, ALinkThatLiesElsewhereThanItsPathSays
   addLinkFile(L"/n/Material/sub/../a.mov", L"/m/Material/clip/a.mxf");
   addLinkFile(L"/m/Material/./b.mov", L"/m/Material/clip/a.mxf");
   const MaterialFilename doubled = name(L"//Material///c.mov");
+  // On a disk both are one name.
   addLinkFile(doubled.getOsPath(), L"/m/Material/clip/a.mxf");
+  addLinkFile(L"/m/Material/c.mov", L"/m/Material/clip/a.mxf");
   EXPECT_EQ(entry_.deleteFile(name(L"/Material/door/../a.mov")), 1u);
   EXPECT_EQ(entry_.deleteFile(name(L"/Material/./b.mov")), 1u);
   EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf"));
   EXPECT_EQ(entry_.deleteFile(doubled), 1u) << "doubled separators are one";
   EXPECT_FALSE(isThere(L"/m/Material/clip/a.mxf"));
+  expectCanaries();
+}
+
+TEST_F(FsysDirectoryEntryLinkedFolderTest, ThePlaceOfTheFolderIsThatOfALinkThatSaysTheSame) {
+  files().addFile(L"/m/Material/clip/a.mxf");
+  files().addLink(L"/m/Material/a.mov", L"/n/a.mov");
+  addLinkFile(L"/n/a.mov", L"/m/Material/clip/a.mxf");
+  EXPECT_EQ(entry_.deleteFile(name(L"/Material/a.mov")), 1u);
+  EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf")) << "what said so lies in another folder";
   expectCanaries();
 }
 

@@ -68,7 +68,8 @@ public:
   bool deleteMatching(const Path& pattern) override;
   bool renameFile(const Path& from, const Path& to) override;
   bool syncFolder(const Path& path) override;
-  bool deleteSubfolder(const Path& folder, const Path& subfolder) override;
+  bool deleteSubfolder(const Path& folder, const Path& subfolder,
+                       const FileStart& witness) override;
   bool followLinks(const Path& path, Path& target) override;
   bool copyMode(const Path& from, const Path& to) override;
   Path getUNCName(const Path& path) override;
@@ -173,6 +174,7 @@ private:
   uint32_t findMatching(const Path& pattern, std::wstring& inside, Vector<ListedFile>& files) const;
   uint32_t removeName(const std::wstring& name);
   uint32_t findSubfolder(const Path& folder, const Path& subfolder, std::wstring& found) const;
+  bool hasWitness(const Path& folder, const FileStart& witness) const;
   uint32_t removeTree(const std::wstring& tree);
   uint32_t checkRename(const std::wstring& from, const std::wstring& to) const;
 

@@ -314,10 +314,22 @@ uint32_t FakeFileManager::removeTree(const std::wstring& tree) {
   return isWhole ? kSucceeded : kOtherDrive;
 }
 
-bool FakeFileManager::deleteSubfolder(const Path& folder, const Path& subfolder) {
+bool FakeFileManager::hasWitness(const Path& folder, const FileStart& witness) const {
+  if (witness.name.empty()) return true;
+  const std::wstring name = withEnd(resolved(textOf(folder)), separator_) + textOf(witness.name);
+  auto file = names_.files.find(name);
+  if (file == names_.files.end()) return false;
+  std::string start(witness.bytes.size(), '\0');
+  return file->second->read(0, start.data(), static_cast<uint32_t>(start.size())) == start.size() &&
+         start == witness.bytes;
+}
+
+bool FakeFileManager::deleteSubfolder(const Path& folder, const Path& subfolder,
+                                      const FileStart& witness) {
   uint32_t result = faults_.next(FaultPlan::eDeleteSubfolder).error;
   std::wstring tree;
   if (result == 0) result = findSubfolder(folder, subfolder, tree);
+  if (result == kSucceeded && !hasWitness(folder, witness)) result = eOsInvalid;
   if (result == kSucceeded) result = removeTree(tree);
   return answer(result);
 }

@@ -15,10 +15,15 @@
 //            system, or cannot be removed, stays, and the rest goes.
 // Threads    one; used once. Others may change the tree meanwhile.
 // Errors     0, or the system's error number of what went wrong first. EINVAL: the names lead to
-//            two folders; EXDEV: another file system; ESTALE: a folder was moved meanwhile. When
-//            the folder itself cannot be reached, nothing is changed.
+//            two folders, or the folder above is another one; EXDEV: another file system; ESTALE: a
+//            folder was moved meanwhile. When the folder itself cannot be reached, nothing is
+//            changed.
 class FolderDeletion {
 public:
+  // The folder above is the one in which a file of that name begins so; of no name: any.
+  FolderDeletion(const std::string& witness, const std::string& start)
+      : witness_(witness), start_(start) {}
+
   // `below`: the names that lead down from `folder`, at least one. `whole`: the same folder's own
   // name.
   int remove(const std::string& folder, const std::vector<std::string>& below,
@@ -49,6 +54,7 @@ private:
   static int open(int above, const char* name, int flags, Folder& folder);
   static int openAbove(const Folder& folder, const Place& place, Folder& above);
   int openBelow(const std::string& name, int flags, Folder& folder) const;
+  bool hasWitness() const;
   int goDown(const std::string& folder, const std::vector<std::string>& below);
   void empty();
   void enter(const std::string& name);
@@ -57,6 +63,8 @@ private:
   void removeName(const std::string& name, int flags);
   void note(int error);
 
+  const std::string& witness_;
+  const std::string& start_;
   Folder here_;
   std::vector<Level> levels_;  // the last is the open one's
   FolderNames names_;

@@ -40,7 +40,8 @@ public:
                   const LightweightString<wchar_t>& to) override;
   bool syncFolder(const LightweightString<wchar_t>& path) override;
   bool deleteSubfolder(const LightweightString<wchar_t>& folder,
-                       const LightweightString<wchar_t>& subfolder) override;
+                       const LightweightString<wchar_t>& subfolder,
+                       const FileStart& witness) override;
   bool followLinks(const LightweightString<wchar_t>& path,
                    LightweightString<wchar_t>& target) override;
   bool copyMode(const LightweightString<wchar_t>& from,

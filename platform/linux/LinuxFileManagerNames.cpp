@@ -223,16 +223,19 @@ bool LinuxFileManager::syncFolder(const Path& path) {
   return error == 0 || failed(osErrorOf(error));
 }
 
-bool LinuxFileManager::deleteSubfolder(const Path& folder, const Path& subfolder) try {
+bool LinuxFileManager::deleteSubfolder(const Path& folder, const Path& subfolder,
+                                       const FileStart& witness) try {
   std::string top;
   std::string whole;
+  std::string seen;
   if (!bytesOf(folder, top) || !bytesOf(subfolder, whole)) return false;
+  if (!bytesOf(witness.name, seen)) return false;
   if (isServed(folder) || isServed(subfolder)) return failed(eOsNotSupported);
   std::vector<std::string> below;
   for (const Path& name : namesBelow(folder.view(), subfolder.view(), getSeparator()))
     if (!bytesOf(name, below.emplace_back())) return false;
   if (below.empty()) return failed(eOsInvalid);
-  int error = FolderDeletion().remove(top, below, whole);
+  int error = FolderDeletion(seen, witness.bytes).remove(top, below, whole);
   return error == 0 || failed(osErrorOf(error));
 } catch (const std::bad_alloc&) {
   return failed(eOsNoMemory);

@@ -486,7 +486,7 @@ TEST_F(FakeDrivesTest, EveryCallCanBeMadeToFailAndThenChangesNothing) {
   EXPECT_TRUE(failsWith(eOsIoError, files()->listFiles(L"/m/*", found)));
   EXPECT_TRUE(failsWith(eOsIoError, files()->renameFile(L"/m/a", L"/m/b")));
   os_->files().addFile(L"/m/sub/a");
-  EXPECT_TRUE(failsWith(eOsIoError, files()->deleteSubfolder(L"/m", L"/m/sub")));
+  EXPECT_TRUE(failsWith(eOsIoError, files()->deleteSubfolder(L"/m", L"/m/sub", {})));
   EXPECT_TRUE(failsWith(eOsIoError, files()->syncFolder(L"/m")));
   EXPECT_TRUE(failsWith(eOsIoError, files()->followLinks(L"/m/a", behind)));
   EXPECT_TRUE(failsWith(eOsIoError, files()->copyMode(L"/m/a", L"/m/a")));

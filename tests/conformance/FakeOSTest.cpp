@@ -314,7 +314,7 @@ TEST_F(FakeOSTest, EveryServiceCanBeMadeToFail) {
   EXPECT_FALSE(os_->files().getDisk(L"/a"));
   EXPECT_FALSE(os_->files().deleteFile(L"/a"));
   EXPECT_FALSE(os_->files().deleteMatching(L"/*"));
-  EXPECT_FALSE(os_->files().deleteSubfolder(L"/", L"/f"));
+  EXPECT_FALSE(os_->files().deleteSubfolder(L"/", L"/f", {}));
   EXPECT_FALSE(os_->files().createFolder(L"/f"));
   EXPECT_FALSE(os_->files().hasFile(L"/a"));
   expectNamesFail();

@@ -23,7 +23,7 @@ protected:
 
   static iFileManager* files() { return OS()->getFileManager(); }
   void expectRefused(const wchar_t* folder, const wchar_t* subfolder, uint32_t error) {
-    EXPECT_FALSE(files()->deleteSubfolder(folder, subfolder));
+    EXPECT_FALSE(files()->deleteSubfolder(folder, subfolder, {}));
     EXPECT_EQ(OS()->getErrors()->getLastError(), error);
     EXPECT_TRUE(os_->files().hasFile(L"/m/sub/a") && os_->files().hasFile(L"/m/sub/deep/b"));
   }
@@ -38,7 +38,7 @@ TEST_F(FakeSubfoldersTest, ALinkInsideGoesItselfAndOneOnTheWayLeadsNowhere) {
   os_->files().addLink(L"/m/link", L"/canary");
   expectRefused(L"/m", L"/m/link", eOsNotAFolder);
   expectRefused(L"/m", L"/m/link/inner", eOsNotAFolder);
-  EXPECT_TRUE(files()->deleteSubfolder(L"/m", L"/m/sub"));
+  EXPECT_TRUE(files()->deleteSubfolder(L"/m", L"/m/sub", {}));
   EXPECT_FALSE(files()->folderExists(L"/m/sub"));
   EXPECT_TRUE(files()->folderExists(L"/m/link")) << "beside it nothing goes";
 }
@@ -49,7 +49,7 @@ TEST_F(FakeSubfoldersTest, TheFolderAboveMayBeBehindALink) {
   expectRefused(L"/to-m", L"/To-M/sub", eOsNotFound);
   os_->files().addFile(L"/canary/sub/x");
   expectRefused(L"/to-m", L"/To-M/sub", eOsInvalid);
-  EXPECT_TRUE(files()->deleteSubfolder(L"/to-m", L"/to-m/sub"));
+  EXPECT_TRUE(files()->deleteSubfolder(L"/to-m", L"/to-m/sub", {}));
   EXPECT_FALSE(files()->folderExists(L"/m/sub"));
 }
 
@@ -57,7 +57,7 @@ TEST_F(FakeSubfoldersTest, ADriveThatIsMountedInsideStaysAndTheRestGoes) {
   os_->files().setDrive(L"/m/sub/deep/drive/", {});
   os_->files().addFile(L"/m/sub/deep/drive/kept");
   expectRefused(L"/m", L"/m/sub/deep/drive", kOtherDrive);
-  EXPECT_FALSE(files()->deleteSubfolder(L"/m", L"/m/sub"));
+  EXPECT_FALSE(files()->deleteSubfolder(L"/m", L"/m/sub", {}));
   EXPECT_EQ(OS()->getErrors()->getLastError(), kOtherDrive);
   EXPECT_TRUE(os_->files().hasFile(L"/m/sub/deep/drive/kept"));
   EXPECT_FALSE(os_->files().hasFile(L"/m/sub/a"));
@@ -96,7 +96,7 @@ TEST_F(FakeSubfoldersTest, OfFilesThatMatchTheRestGoesAndTheFirstFailureIsTold) 
 
 TEST_F(FakeSubfoldersTest, AfterACrashEachNameInItIsThereOrNot) {
   FakeCrash crash(*os_);
-  ASSERT_TRUE(files()->deleteSubfolder(L"/m", L"/m/sub"));
+  ASSERT_TRUE(files()->deleteSubfolder(L"/m", L"/m/sub", {}));
   unsigned whole = 0;
   unsigned gone = 0;
   unsigned emptied = 0;

@@ -27,7 +27,11 @@ protected:
   }
   bool deleted(const std::wstring& folder, const std::wstring& subfolder) {
     forgetLastError();
-    return files()->deleteSubfolder(at(folder), at(subfolder));
+    return files()->deleteSubfolder(at(folder), at(subfolder), {});
+  }
+  bool deletedBeside(const std::wstring& witness, const std::string& start) {
+    forgetLastError();
+    return files()->deleteSubfolder(at(L"m"), at(L"m/sub"), {PathString(witness), start});
   }
   void expectRefused(const std::wstring& folder, const std::wstring& subfolder, uint32_t error) {
     EXPECT_FALSE(deleted(folder, subfolder)) << toUTF8(at(subfolder)).c_str();
@@ -97,6 +101,22 @@ TYPED_TEST(SubfoldersConformance, OnlyAFolderIsDeleted) {
   EXPECT_TRUE(this->isWhole(L"m/sub"));
 }
 
+TYPED_TEST(SubfoldersConformance, ItGoesOnlyFromTheFolderInWhichTheWitnessBeginsSo) {
+  this->makeTree(L"m/sub");
+  this->makeFile(L"m/a.mov", std::string("/m/sub/x\0\0\0", 11));
+  this->makeFile(L"m/short", std::string("/m/su"));
+  this->makeFile(L"elsewhere", std::string("/m/sub/x"));
+  for (const wchar_t* witness : {L"none", L"short", L"sub"}) {
+    EXPECT_FALSE(this->deletedBeside(witness, "/m/sub/x")) << toUTF8(witness).c_str();
+    EXPECT_EQ(this->lastError(), eOsInvalid);
+  }
+  EXPECT_FALSE(this->deletedBeside(L"a.mov", "/m/sub/y"));
+  EXPECT_FALSE(this->deletedBeside(L"a.mov", std::string("/m/sub/x\0\0\0\0", 12)));
+  EXPECT_TRUE(this->isWhole(L"m/sub"));
+  EXPECT_TRUE(this->deletedBeside(L"a.mov", std::string("/m/sub/x\0", 9)));
+  EXPECT_FALSE(this->files()->folderExists(this->at(L"m/sub")));
+}
+
 TYPED_TEST(SubfoldersConformance, WhatIsNoNameOrServedIsRefused) {
   this->makeTree(L"m/sub");
   this->expectRefused(L"m", std::wstring(L"m/s\0b", 5), eOsInvalid);
@@ -105,10 +125,10 @@ TYPED_TEST(SubfoldersConformance, WhatIsNoNameOrServedIsRefused) {
   for (auto [folder, subfolder] :
        {std::pair(L"mem:a", L"mem:a/b"), std::pair(L"mem:", L"mem:/b")}) {
     this->forgetLastError();
-    EXPECT_FALSE(this->files()->deleteSubfolder(folder, subfolder));
+    EXPECT_FALSE(this->files()->deleteSubfolder(folder, subfolder, {}));
     EXPECT_EQ(this->lastError(), eOsNotSupported);
   }
-  EXPECT_FALSE(this->files()->deleteSubfolder(L"", L"/none"));
+  EXPECT_FALSE(this->files()->deleteSubfolder(L"", L"/none", {}));
   EXPECT_EQ(this->lastError(), eOsNotFound);
   EXPECT_TRUE(this->isWhole(L"m/sub"));
 }

@@ -27,8 +27,10 @@ public:
   bool deleteMatching(const Path& pattern) override {
     return !isRefused(FaultCall::eDeleteMatching) && below()->deleteMatching(pattern);
   }
-  bool deleteSubfolder(const Path& folder, const Path& subfolder) override {
-    return !isRefused(FaultCall::eDeleteSubfolder) && below()->deleteSubfolder(folder, subfolder);
+  bool deleteSubfolder(const Path& folder, const Path& subfolder,
+                       const FileStart& witness) override {
+    return !isRefused(FaultCall::eDeleteSubfolder) &&
+           below()->deleteSubfolder(folder, subfolder, witness);
   }
   bool createFolder(const Path& path) override;
   wchar_t getSeparator() const override { return below()->getSeparator(); }

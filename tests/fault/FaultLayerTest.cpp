@@ -142,7 +142,7 @@ protected:
                !os_->files().hasFile(Text(L"/m/gone.1"));
       case FaultCall::eDeleteSubfolder:
         os_->files().addFile(Text(L"/m/sub/a"));
-        return files->deleteSubfolder(Text(L"/m"), Text(L"/m/sub")) &&
+        return files->deleteSubfolder(Text(L"/m"), Text(L"/m/sub"), {}) &&
                !os_->files().hasFile(Text(L"/m/sub/a"));
       case FaultCall::eSyncFolder:
         return files->syncFolder(Text(L"/m"));

@@ -93,7 +93,7 @@ protected:
       return isExchanged("m/lure", lure.place);
     };
     race(turns, exchange, [&] {
-      linuxFileManager()->deleteSubfolder(folder_ / "m", folder_ / "m/sub");
+      linuxFileManager()->deleteSubfolder(folder_ / "m", folder_ / "m/sub", {});
       rebuild();
       EXPECT_TRUE(isCanaryWhole()) << "after round " << ++round;
     });
@@ -161,6 +161,36 @@ TEST_F(DeletionRaceTest, WhatLiesBesideAFileGoesFromTheFolderInWhichItWasSeen) {
   });
   if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
   EXPECT_EQ(seen, eRight);
+}
+
+// In the canary lies a folder with the name of the one that the link takes along; there is no link
+// there that says so.
+TEST_F(DeletionRaceTest, TheFolderOfALinksMediaGoesFromTheFolderInWhichTheLinkWasRead) {
+  FolderInMemory memory(folder_);
+  if (std::string why = whyNoExchange(); !why.empty()) GTEST_SKIP() << why;
+  makeTree();
+  mkdirat(base_, "m/own", 0700);
+  const int own = openat(base_, "m/own", O_PATH | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(symlinkat("../canary", base_, "m/lure"), 0);
+  mkdirat(base_, "canary/clip", 0700);
+  folder_.put("canary/clip/x.mov", "alive");
+  const std::string ownFolder = "/proc/self/fd/" + std::to_string(own);
+  unsigned gone = 0;
+  race(
+      soakTurns(100'000, 2'000'000), [this](unsigned) { return isExchanged("m/lure", "m/own"); },
+      [&] {
+        mkdirat(own, "clip", 0700);
+        close(openat(own, "clip/x.mov", O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+        MaterialLink::createLink(fromUTF8((ownFolder + "/a.mov").c_str()),
+                                 folder_ / "m/own/clip/x.mov", true);
+        FsysDirectoryEntry entry;
+        entry.deleteFile(MaterialFilename(DriveId(), folder_ / "m/own/a.mov"));
+        gone += faccessat(own, "clip", F_OK, 0) != 0;
+        EXPECT_EQ(folder_.content("canary/clip/x.mov"), "alive");
+      });
+  close(own);
+  EXPECT_GT(gone, 0u);
+  EXPECT_TRUE(isCanaryWhole());
 }
 
 }  // namespace

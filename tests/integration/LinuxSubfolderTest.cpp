@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -48,7 +49,7 @@ protected:
   }
   bool deleted(std::string_view folder, std::string_view subfolder) const {
     linuxErrors()->setLastError(0);
-    return linuxFileManager()->deleteSubfolder(folder_ / folder, folder_ / subfolder);
+    return linuxFileManager()->deleteSubfolder(folder_ / folder, folder_ / subfolder, {});
   }
   void expectRefused(std::string_view folder, std::string_view subfolder, uint32_t error) const {
     EXPECT_FALSE(deleted(folder, subfolder));
@@ -130,6 +131,19 @@ TEST_F(LinuxSubfolderTest, AFileThatHasAnotherNameOutsideKeepsItsContentThere) {
   expectGone();
 }
 
+TEST_F(LinuxSubfolderTest, AWitnessIsReadWhereItLiesAndNothingElseIs) {
+  folder_.put("link.text", "m/sub");
+  std::filesystem::create_directories(folder_.bytes("m/sub"));
+  ASSERT_EQ(symlink("../link.text", folder_.bytes("m/a").c_str()), 0);
+  ASSERT_EQ(mkfifo(folder_.bytes("m/b").c_str(), 0600), 0);
+  for (const wchar_t* witness : {L"a", L"b"}) {
+    EXPECT_FALSE(
+        linuxFileManager()->deleteSubfolder(folder_ / "m", folder_ / "m/sub", {witness, "m/sub"}));
+    EXPECT_EQ(OS()->getErrors()->getLastError(), eOsInvalid);
+  }
+  EXPECT_TRUE(std::filesystem::exists(folder_.bytes("m/sub")));
+}
+
 TEST_F(LinuxSubfolderTest, TheFolderAboveMayBeBehindALink) {
   link("m", "to-m");
   EXPECT_TRUE(deleted("to-m", "to-m/sub"));
@@ -187,7 +201,7 @@ TEST_F(LinuxSubfolderTest, DotsEmptyNamesAndOtherFoldersAreRefused) {
   expectRefused("", "", eOsInvalid);
   EXPECT_EQ(folder_.content("m/subtle/a"), "alive");
   linuxErrors()->setLastError(0);
-  EXPECT_FALSE(linuxFileManager()->deleteSubfolder(L"", L""));
+  EXPECT_FALSE(linuxFileManager()->deleteSubfolder(L"", L"", {}));
   EXPECT_EQ(lastError(), eOsInvalid);
 }
 
@@ -338,7 +352,7 @@ TEST_F(LinuxSubfolderTest, WhereverMemoryIsRefusedItSaysSoAndNothingElseIsDelete
   for (int nth = 0;; ++nth) {
     linuxErrors()->setLastError(0);
     heap.refuse(nth, true);
-    bool isDeleted = linuxFileManager()->deleteSubfolder(folder, subfolder);
+    bool isDeleted = linuxFileManager()->deleteSubfolder(folder, subfolder, {});
     if (!heap.letBe()) {
       EXPECT_TRUE(isDeleted);
       break;
