@@ -172,6 +172,73 @@ case_media_on_a_drive_with_two_names_is_no_proxy() {
   [ -e "one/Material/$vision.mov" ] || fail "the media is gone"
 }
 
+case_a_file_that_goes_under_one_of_two_names_is_gone_under_the_other() {
+  media_drive one
+  ln -s one alias
+  mkdir one/Material/below
+  media "one/Material/$vision.mov" 3000
+  media "one/Material/$vision.mov.qvix"
+  media "one/Material/$vision.A0.proxy.360.mov" 100
+  media one/Material/below/reel.mov
+  "$fsys" locations add alias --quiet || fail "alias was not added"
+  expect 0 rm "$vision" --high --proxy --yes --json
+  is files.0.file "$PWD/one/Material/$vision.A0.proxy.360.mov"
+  is files.1.file "$PWD/alias/Material/$vision.A0.proxy.360.mov"
+  is files.1.deleted True
+  [ "$(find one -type f)" = one/Material/below/reel.mov ] || { find one; fail "something is left"; }
+  # A link goes with its folder where the folder lies below it by name.
+  expect 0 link create "one/Material/$vision.mov" one/Material/below/reel.mov
+  expect 0 rm "$vision" --high --proxy --yes --json
+  is files.0.folder "$PWD/one/Material/below/"
+  is files.1.file "$PWD/alias/Material/$vision.mov"
+  is files.1.deleted True
+  [ "$(find one | sort)" = $'one\none/Material\none/Sound' ] || { find one; fail "something is left"; }
+  mkdir one/Material/below
+  media one/Material/below/reel.mov
+  expect 0 link create "one/Material/$vision.mov" alias/Material/below/reel.mov
+  expect 6 rm "$vision" --high --proxy --yes
+  [ "$(cat err)" = "fsys rm: deleting \"$PWD/alias/Material/below/\": it is still there" ] ||
+    { cat err; fail "something else was told"; }
+}
+
+case_what_nobody_can_look_for_is_not_said_to_be_gone() {
+  canary_tree
+  answer 3 $'y\n' "mv raid/Material away; touch raid/Material"
+  local name
+  for name in "$vision.mov" "$vision.mov.qvix" "$vision.mov.partial"; do
+    grep -qF "deleting \"$PWD/raid/Material/$name\": Not a directory" shown ||
+      { cat shown; fail "$name was not told"; }
+  done
+}
+
+case_a_symbolic_link_whose_target_has_gone_meanwhile_is_not_said_to_be_gone() {
+  in_own_namespace
+  mount_memory raid
+  media_drive raid
+  media elsewhere.mov
+  ln -s "$PWD/elsewhere.mov" "raid/Material/$vision.mov"
+  answer 4 $'y\n' "rm elsewhere.mov; mount -o remount,ro raid"
+  grep -qF "deleting \"$PWD/raid/Material/$vision.mov\": Read-only file system" shown ||
+    { cat shown; fail "it was not told"; }
+}
+
+# The name is gone, and the media is not.
+case_media_on_a_drive_that_is_away_by_the_time_of_the_answer_is_not_said_to_be_gone() {
+  in_own_namespace
+  local below
+  for below in nothing Material; do
+    mkdir -p raid/$below
+    mount_memory raid
+    media_drive raid
+    media "raid/Material/$vision.mov"
+    answer 3 $'y\n' "umount -l raid"
+    mounted=()
+    grep -qF "deleting \"$PWD/raid/Material/$vision.mov\": " shown ||
+      { cat shown; fail "it does not say which"; }
+    "$fsys" locations remove raid --quiet
+  done
+}
+
 case_rm_says_whose_proxy_goes() {
   media_drive raid
   media "raid/Material/$vision.A2.proxy.360.mov"
@@ -306,7 +373,7 @@ case_media_that_has_taken_the_place_of_a_link_by_the_time_of_the_answer_stays() 
   answer 6 $'y\n' "cp elsewhere.mov 'raid/Material/$vision.mov'"
   grep -q 'it has changed meanwhile, and stays' shown || { cat shown; fail "it did not say so"; }
   same elsewhere.mov "raid/Material/$vision.mov"
-  answer 3 $'y\n' "rm 'raid/Material/$vision.mov'"
+  answer 0 $'y\n' "rm 'raid/Material/$vision.mov'"
   ln -s "$PWD/elsewhere.mov" "raid/Material/$vision.mov"
   answer 0 $'y\n'
   [ ! -e "raid/Material/$vision.mov" ] || fail "what is named by a symbolic link was not deleted"

@@ -30,6 +30,10 @@ DriveAnswer ask(const PathString& path, Question question) {
 
 bool DriveAnswer::isSilent() const { return error == eOsTimedOut; }
 
+DriveAnswer askIsThere(const PathString& path) {
+  return ask(path, [](const PathString& asked) { return OS()->getFileManager()->exists(asked); });
+}
+
 DriveAnswer askIsFolder(const PathString& path) { return ask(path, &isFolder); }
 
 DriveAnswer askIsWritable(const PathString& path) {

@@ -15,6 +15,8 @@ struct DriveAnswer {
   bool isSilent() const;
 };
 
+// Links followed.
+DriveAnswer askIsThere(const PathString& path);
 DriveAnswer askIsFolder(const PathString& path);
 DriveAnswer askIsWritable(const PathString& path);
 // Whether both media folders are there.

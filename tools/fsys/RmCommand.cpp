@@ -27,11 +27,11 @@ constexpr uint32_t kDeleted = 1;
 std::string quoted(const PathString& path) { return inQuotes(bytesOf(path)); }
 
 void addIfLeft(std::vector<ToolError>& left, const PathString& path) {
-  auto isThere = askDrive(path, [path] { return OS()->getFileManager()->exists(path); });
-  if (!isThere)
-    left.push_back(driveError(kDoing, path, OS()->getErrors()->getLastError()));
-  else if (*isThere)
+  const DriveAnswer isThere = askIsThere(path);
+  if (isThere.yes)
     left.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(path), "it is still there"));
+  else if (isThere.error != eOsNotFound)
+    left.push_back(driveError(kDoing, path, isThere.error));
 }
 
 Json jsonOf(const ToolError& error) {
@@ -138,7 +138,7 @@ RmCommand::Doomed RmCommand::doomed(const MediaFile& file) {
   auto beside =
       askDrive(file.path, [path = file.path] { return sideFilesOf(path); }, kFolderPatience_ms);
   if (!folder || !beside) throw driveError(kDoing, file.path, OS()->getErrors()->getLastError());
-  return {file, *folder, {beside->begin(), beside->end()}};
+  return {file, diskOf(file.path), *folder, {beside->begin(), beside->end()}};
 }
 
 size_t RmCommand::countOf() const {
@@ -187,19 +187,35 @@ bool RmCommand::mayGoOn() const {
                                     hasFolder ? " and a folder with all in it" : ""));
 }
 
-// Waits for its drive. What is gone by now is found to be so when it is deleted.
+// Waits for its drive. A link that is gone by now leads nowhere, and has not changed.
 bool RmCommand::Doomed::hasChanged() const {
   uint64_t bytes = 0;
-  if (OS()->getFileManager()->getFileSize(file.path, bytes) && bytes != file.bytes) return true;
+  const bool isThere = OS()->getFileManager()->getFileSize(file.path, bytes);
+  if (isThere && bytes != file.bytes) return true;
+  const bool isAway = !isThere && OS()->getErrors()->getLastError() == eOsNotFound;
   const Vector<PathString> now = sideFilesOf(file.path);
-  return !(linkedFolderOf(file.name) == folder) ||
+  return (!isAway && !(linkedFolderOf(file.name) == folder)) ||
          !std::all_of(now.begin(), now.end(), [this](const PathString& side) {
            return std::find(beside.begin(), beside.end(), side) != beside.end();
          });
 }
 
+// Known of a folder that can be read on the disk where the file was.
+bool RmCommand::Doomed::isGone() const {
+  const PathString pattern = getPath(file.path) + literalName(stripPath(file.path));
+  auto isListedAway = askDrive(
+      file.path,
+      [pattern] {
+        Vector<iFileManager::ListedFile> files;
+        return OS()->getFileManager()->listFiles(pattern, files) && files.empty();
+      },
+      kFolderPatience_ms);
+  return isListedAway.value_or(false) && diskOf(file.path) == disk;
+}
+
 // Whoever was asked may have taken long to answer: a link that leads elsewhere by now stays, and so
-// do media that has come in its place, and a file beside which others have come.
+// do media that has come in its place, and a file beside which others have come. Where a drive has
+// two names a file goes under both with the first.
 void RmCommand::deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed) {
   auto result = askDrive(
       doomed.file.path,
@@ -208,14 +224,15 @@ void RmCommand::deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doom
         return entry->deleteFile(doomed.file.name);
       },
       kFolderPatience_ms);
-  const uint32_t error = result ? result->value_or(0) : OS()->getErrors()->getLastError();
-  doomed.isDeleted = error == kDeleted;
-  if (result && !*result)
+  if (result && !*result) {
     doomed.failures.push_back(ToolError(ExitCode::eIo, kDoing, bytesOf(doomed.file.path),
                                         "it has changed meanwhile, and stays"));
-  else if (!doomed.isDeleted)
-    doomed.failures.push_back(driveError(kDoing, doomed.file.path, error));
-  if (!result || *result) lookForLeft(doomed);
+    return;
+  }
+  const uint32_t error = result ? **result : OS()->getErrors()->getLastError();
+  doomed.isDeleted = error == kDeleted || (error == eOsNotFound && doomed.isGone());
+  if (!doomed.isDeleted) doomed.failures.push_back(driveError(kDoing, doomed.file.path, error));
+  lookForLeft(doomed);
 }
 
 void RmCommand::lookForLeft(Doomed& doomed) {

@@ -20,6 +20,7 @@ private:
   // One file, and what goes with it.
   struct Doomed {
     MediaFile file;
+    PathString disk;    // that holds it, as diskOf
     PathString folder;  // below it; empty: none
     std::vector<PathString> beside;
     bool isDeleted = false;
@@ -28,6 +29,7 @@ private:
 
     // Whether something would go that was not said, or another file than was said.
     bool hasChanged() const;
+    bool isGone() const;
     Json json() const;
   };
 
