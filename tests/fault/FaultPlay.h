@@ -38,6 +38,8 @@ public:
   // Of the calls of a kind that a play without a fault made, those that each play makes: some
   // depend on the time that things take.
   virtual unsigned surely(std::optional<FaultCall>, unsigned calls) const { return calls; }
+  // Pieces of the heap that a play may keep for good.
+  virtual long keeps() const { return 0; }
   // Arms the fault, does the thing, disarms and judges. What this thread does is not looked at
   // unless a FaultWatch says so.
   virtual FaultPlayed play(FaultLayer& layer, const Fault& fault, eUntil until) = 0;

@@ -105,7 +105,7 @@ bool FaultSweep::play(const Fault& fault, FaultPlay::eUntil until) {
     Leftovers before(layer_);
     last_ = played_.play(layer_, fault, until);
     std::string wrong = last_.wrong;
-    long pieces = countsHeap_ ? before.piecesSince() : 0;
+    long pieces = countsHeap_ ? before.piecesSince() - played_.keeps() : 0;
     wrong += before.since();
     if (std::chrono::steady_clock::now() - begin > kLongestPlay) wrong += "it took too long; ";
     // The heap alone may be the machine's doing: what is lost is lost each time. And words take

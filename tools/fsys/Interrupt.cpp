@@ -50,6 +50,9 @@ timespec toTimespec(double ms) {
 void Interrupt::install() {
   if (wakePipe[0] < 0 && pipe2(wakePipe, O_CLOEXEC | O_NONBLOCK) != 0)
     throw systemError("preparing for signals", "", errno);
+  signalNumber.store(0);
+  for (char byte = 0; read(wakePipe[0], &byte, 1) == 1;) {
+  }
   struct sigaction action = {};
   action.sa_handler = &onSignal;
   sigemptyset(&action.sa_mask);

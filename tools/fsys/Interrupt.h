@@ -2,8 +2,8 @@
 
 // Interrupt: the first Ctrl-C (or SIGTERM, SIGHUP) asks the command to end in order; a second one
 // ends the process at once.
-// Threads    requested, check, wait: any. install: before any thread is made; doing it again
-//            makes no difference.
+// Threads    requested, check, wait: any. install: before any thread is made. Done again, it begins
+//            anew: nobody has asked for the end.
 namespace Interrupt {
 
 void install();

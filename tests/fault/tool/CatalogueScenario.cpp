@@ -13,6 +13,7 @@ constexpr const char* kMedia = "media/Material/V4K7Q2M9A00.mov";
 constexpr const char* kProxy = "media/Material/V4K7Q2M9A00.A0.proxy.360.mov";
 constexpr const char* kBeside = "media/Material/V4K7Q2M9A00.mov.qvix";
 constexpr const char* kOther = "media/Material/V4K7Q2M9A01.mov";
+constexpr const char* kComing = "media/Material/V4K7Q2M9A04.mov";
 constexpr const char* kCanary = "canary/bird";
 // A link to media in a folder below its own, and one to nowhere.
 constexpr const char* kLinkedCookie = "V4K7Q2M9A02";
@@ -25,6 +26,7 @@ constexpr const char* kBroken = "media/Material/V4K7Q2M9A03.mov";
 constexpr const char* kLink = "link.mov";
 constexpr size_t kLinkBytes = 512;
 constexpr uint64_t kBytes = 3000;
+constexpr int kInterrupted = 130;
 
 std::string absolute(const Stage& s, const char* name) {
   return std::filesystem::path(s.path(name)).lexically_normal().native();
@@ -54,6 +56,8 @@ void withLinkToMedia(const Stage& s) {
   s.put("target.mov", kBytes);
   s.putText(kLink, linkTo(absolute(s, "target.mov")));
 }
+
+void comes(const Stage& s) { s.put(kComing, kBytes); }
 
 bool says(const Run& run, const std::string& what) {
   return run.out.find(what) != std::string::npos;
@@ -156,6 +160,15 @@ ToolScenario alone(const char* name, std::vector<std::string> words, void (*prep
   return made;
 }
 
+ToolScenario watch() {
+  ToolScenario made = catalogue("Watch", {"watch", "--interval", "0.1"}, lookedAt, withLinkedMedia,
+                                {"watching 1 media drive", "SysCacheAdd", kComing});
+  made.code = kInterrupted;
+  made.meanwhile = comes;
+  made.keeps = 1;  // a listener of the registry stays
+  return made;
+}
+
 }  // namespace
 
 std::vector<ToolScenario> catalogueScenarios() {
@@ -171,6 +184,7 @@ std::vector<ToolScenario> catalogueScenarios() {
       catalogue("RmProxy", {"rm", kCookie, "--proxy", "--yes"}, proxyDeleted, withMedia, {kProxy}),
       catalogue("RmALinkWithItsFolder", {"rm", kLinkedCookie, "--high", "--yes"}, linkDeleted,
                 withLinkedMedia, {kLinked, kClipFolder}),
+      watch(),
       alone("LinkCreate", {"link", "create", "@link.mov", "@given/target"}, nothing, linked),
       alone("LinkReplace", {"link", "create", "@link.mov", "@given/target", "--replace"}, withLink,
             linkedAnew),

@@ -4,9 +4,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
+#include <optional>
 #include <string_view>
 
 #include "platform/OsErrors.h"
+#include "tests/fault/tool/ToolMeanwhile.h"
 
 namespace {
 
@@ -77,9 +79,9 @@ int codeOf(FaultCall call, uint32_t error) {
   }
 }
 
-// The exit codes that may come of a fault.
-std::set<int> codesOf(const Fault& fault, const FaultPoints& points) {
-  std::set<int> codes{0};
+// The exit codes that may come of a fault, and the one without.
+std::set<int> codesOf(const Fault& fault, const FaultPoints& points, int code) {
+  std::set<int> codes{code};
   if (points.fired() == 0) return codes;
   for (FaultCall call : everyFaultCall()) {
     bool mayHaveStruck = fault.call         ? call == *fault.call
@@ -128,11 +130,14 @@ FaultPlayed ToolPlay::play(FaultLayer& layer, const Fault& fault, eUntil) {
   stage_.allowZeros(fault.cutShort.has_value());
   scenario_.prepare(stage_);
   layer.points().arm(fault);
+  std::optional<ToolMeanwhile> meanwhile;
+  if (scenario_.meanwhile) meanwhile.emplace(scenario_, stage_);
   ToolRun run = runToolHere(words_, input_);
+  meanwhile.reset();
   run.isDisturbed = layer.points().fired() > 0;
   played.note(layer.points());
   layer.points().disarm();
-  std::set<int> codes = codesOf(fault, layer.points());
+  std::set<int> codes = codesOf(fault, layer.points(), scenario_.code);
   if (run.isDisturbed && scenario_.asksTheRegistry) codes.insert({eNotFound, eIo});
   played.wrong = run.isDisturbed ? "" : whyNotTold(run);
   // The next change of a list takes away what could not be.

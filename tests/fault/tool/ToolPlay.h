@@ -14,6 +14,7 @@ public:
   std::string name() const override { return scenario_.name; }
   bool goesOn() const override { return false; }
   unsigned surely(std::optional<FaultCall> call, unsigned calls) const override;
+  long keeps() const override { return scenario_.keeps; }
   FaultPlayed play(FaultLayer& layer, const Fault& fault, eUntil until) override;
 
 private:

@@ -19,6 +19,10 @@ struct ToolScenario {
   bool callsVary = false;        // how many calls it makes depends on the clock, or on the machine
   bool asksTheRegistry = false;  // which goes on without what it could not learn
   std::vector<std::string> tells = {};  // what it says where nothing failed
+  int code = 0;                         // its exit code there
+  // What happens while it waits; then it is interrupted. None: it ends by itself.
+  void (*meanwhile)(const ToolStage&) = nullptr;
+  long keeps = 0;  // pieces of the heap, for good
 };
 
 // For the names of tests.
