@@ -58,13 +58,15 @@ struct Lifetime : Loki::DeletableSingleton<T> {
     destroyInstance = destroy;
     Lifetime::deleter = &end;
     Lifetime::isDead = false;
-    std::atexit(&end);
+    if (!isNoted) isNoted = std::atexit(&endAtExit) == 0;
   }
 
 private:
   static void end();
+  static void endAtExit();
 
   static inline Loki::atexit_pfn_t destroyInstance = nullptr;  // null: there is no instance
+  static inline bool isNoted = false;  // for the exit, which runs each note once
 };
 
 using Holder = Loki::SingletonHolder<SystemCache, Loki::CreateUsingNew, Lifetime>;
@@ -76,6 +78,15 @@ void Lifetime<T>::end() {
   if (!destroyInstance) return;
   Holder::Instance().removeAll().swap(listeners);
   std::exchange(destroyInstance, nullptr)();
+}
+
+template <typename T>
+void Lifetime<T>::endAtExit() {
+  {
+    CriticalSectionLock lock(instanceLock);
+    isNoted = false;
+  }
+  end();
 }
 
 bool isThere(const MaterialFilename& name) {

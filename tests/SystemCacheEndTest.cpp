@@ -1,6 +1,9 @@
 // The catalogue's instance goes, and comes again.
 #include <loki/Singleton.h>
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "tests/SystemCacheFixture.h"
 
 namespace {
@@ -66,6 +69,28 @@ TEST_F(SystemCacheEndTest, WhoTellsGoesOnWhenTheInstanceHasGone) {
        [this](const NotifyMsg& message) { messages_.emplace_back(message.getText().c_str()); });
   tellAdded();
   EXPECT_EQ(messages_, Texts{"V4K7Q2M9A00"});
+}
+
+// What runs at the exit does so in reverse order.
+TEST_F(SystemCacheEndTest, HoweverOftenTheInstanceWasMadeAgainItsEndIsNotedForTheExitOnce) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  auto body = [] {
+    invite([] {});
+    std::atexit([] { std::fputs("before it, ", stderr); });
+    end();
+    invite([] { std::fputs("and it", stderr); });
+    std::exit(3);
+  };
+  EXPECT_EXIT(body(), testing::ExitedWithCode(3), "before it, and it");
+}
+
+TEST_F(SystemCacheEndTest, AnInstanceThatIsMadeBehindItsEndAtTheExitEndsThereToo) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  auto body = [] {
+    invite([] { invite([] { std::fputs("the next", stderr); }); });
+    std::exit(3);
+  };
+  EXPECT_EXIT(body(), testing::ExitedWithCode(3), "the next");
 }
 
 }  // namespace
