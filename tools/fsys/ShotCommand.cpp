@@ -57,7 +57,7 @@ CLI::App* ShotCommand::defineStorage(CLI::App& app) {
   return command;
 }
 
-// The total is that of the sizes that are told. SystemCache::getShotFileSize adds up by the names as
+// The total is that of the sizes that are told. SystemCache::getShotFileSize goes by the names as
 // they stand: a link to the network's name of a share of this machine has no size there.
 ExitCode ShotCommand::work() {
   Cookie cookie = requireCookie(kDoing, cookie_);
