@@ -24,6 +24,7 @@ struct Room {
 Room<SharedCriticalSection> roomOfLock;
 Room<CookieMap> roomOfFiles;
 Room<CriticalSection> roomOfInstanceLock;
+Room<CriticalSection> roomOfInitialising;
 
 }  // namespace
 
@@ -32,6 +33,7 @@ CookieMap& SystemCache::files_ = *new (&roomOfFiles) CookieMap;
 SystemCache::End SystemCache::end_;
 OsWord<bool> SystemCache::isInitialised_{false};
 ScanTally SystemCache::tally_;
+CriticalSection& SystemCache::initialising_ = *new (&roomOfInitialising) CriticalSection;
 int SystemCache::debug_ = config_int("SystemCacheDebug", 0);
 const int SystemCache::fileAddedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheAdd");
 const int SystemCache::fileRemovedMsgType_ = NotifyMsgTypeDictionary::intern("SysCacheDel");

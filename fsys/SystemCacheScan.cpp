@@ -13,6 +13,7 @@
 #include "fsys/ProxyName.h"
 #include "fsys/SystemCache.h"
 #include "platform/Clocks.h"
+#include "platform/CriticalSection.h"
 #include "platform/DriveErrand.h"
 #include "platform/Log.h"
 #include "platform/OS.h"
@@ -112,6 +113,7 @@ bool SystemCache::isEligible(const Text& name) {
 }
 
 void SystemCache::initialise(bool force) {
+  CriticalSectionLock lock(initialising_);
   if (isInitialised_ && !force) return;
   invalidate();
   DriveId id;

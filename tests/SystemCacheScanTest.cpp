@@ -1,6 +1,8 @@
 // Folders that are scanned: what of their files is media, and what is said of it.
 
 #include <algorithm>
+#include <stdexcept>
+#include <string>
 
 #include "platform/fake/FakeErrors.h"
 #include "tests/SystemCacheFixture.h"
@@ -294,6 +296,20 @@ TEST_F(SystemCacheScanTest, InitialisingByForceCountsAsTheOneTime) {
   add(kOther, L"/Material/new.mov");
   SystemCache::initialise(false);
   EXPECT_EQ(catalogued(), Cookies{"VZZZZZZZZ00"});
+}
+
+TEST_F(SystemCacheScanTest, AfterAScanThatThrewTheNextOneInitialises) {
+  put(L"/m/Material/V4K7Q2M9A00.mov");
+  put(L"/n/Sound/S4K7Q2M9A01.wav");
+  whenTold() = [](const std::string&) { throw std::runtime_error("of the log"); };
+  EXPECT_THROW(SystemCache::initialise(false), std::runtime_error);
+  whenTold() = nullptr;
+  EXPECT_FALSE(SystemCachePeer::isInitialised());
+  EXPECT_EQ(catalogued(), Cookies{"V4K7Q2M9A00"}) << "what was scanned by then";
+  SystemCache::initialise(false);
+  EXPECT_TRUE(SystemCachePeer::isInitialised());
+  EXPECT_EQ(catalogued(), (Cookies{"S4K7Q2M9A01", "V4K7Q2M9A00"}));
+  EXPECT_EQ(proxiesOf(kVision), Texts{});
 }
 
 TEST_F(SystemCacheScanTest, ACatalogueThatWasInvalidatedStaysInitialised) {

@@ -13,6 +13,7 @@
 #include "fsys/MediaFileInfo.h"
 #include "fsys/ScanTally.h"
 #include "platform/Cookie.h"
+#include "platform/CriticalSection.h"
 #include "platform/EditChanType.h"
 #include "platform/LightweightString.h"
 #include "platform/Notifier.h"
@@ -34,8 +35,10 @@ class FolderScan;
 //            while a folder that has been listed is merged, and by addFile, removeFile and
 //            enumerate for as long as they run: across the listeners, the deletion on the disk, and
 //            the callback. A listener, on the thread that made the change, may do anything to the
-//            catalogue, and must not wait for another thread that needs it. The entries guard
-//            themselves, their getProxyFiles excepted.
+//            catalogue, and must not wait for another thread that needs it; no more must the
+//            callback. One of these waits is a call of initialise while another thread is in it: a
+//            re-entrant lock of its own, which comes before the other, lets one thread in at a
+//            time. The entries guard themselves, their getProxyFiles excepted.
 // Ownership  shares the entries: one that was removed is whole for as long as somebody holds it.
 //            The instance is made when first needed and goes at the exit of the process, also while
 //            others tell of something; needed after that it is made again. Everything else works
@@ -68,7 +71,10 @@ public:
 
   // Filling.
 
-  // Scans every registered drive into an empty catalogue. Once; again only if `force`.
+  // Scans every registered drive into an empty catalogue. Once; again only if `force`. Who comes
+  // while another thread is at it waits for that first; after one that threw the next one scans.
+  // Meanwhile no other thread adds a location, here or to the registry, which does it here: files
+  // that are scanned twice take their own place, and are their own proxies from then on.
   static void initialise(bool force);
   // Forgets every entry. True.
   static bool invalidate();
@@ -159,7 +165,7 @@ private:
   static Vector<Listener> whoHears(int type);
   static void mergeFileLocked(FolderScan& scan, const Text& name, uint64_t bytes) REQUIRES(lock_);
 
-  // Fixed order; the types above follow. The first two are never destroyed.
+  // Fixed order; the types above follow. The first two are never destroyed, nor is the last.
   static CookieMap& files_ GUARDED_BY(lock_);
   static SharedCriticalSection& lock_;
   static OsWord<bool> isInitialised_;
@@ -168,4 +174,5 @@ private:
 
   // Ours.
   static ScanTally tally_ GUARDED_BY(lock_);
+  static CriticalSection& initialising_;  // who is in initialise; comes before lock_
 };
