@@ -16,15 +16,6 @@ bool DriveQuestions::isWritable(const Text& path) {
       .value_or(false);
 }
 
-uint64_t DriveQuestions::sizeOfFile(const Text& path) {
-  return askDrive(path,
-                  [path] {
-                    uint64_t bytes = 0;
-                    return OS()->getFileManager()->getFileSize(path, bytes) ? bytes : 0;
-                  })
-      .value_or(0);
-}
-
 bool DriveQuestions::makeFolder(const Text& path) {
   return askDrive(
              path, [path] { return makeDurableFolder(path); }, kMakePatience_ms)

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "platform/LightweightString.h"
 
 // DriveQuestions: what the registry asks of the drive that holds a path, which may fall silent.
@@ -15,8 +13,6 @@ constexpr unsigned kMakePatience_ms = 1500;
 bool folderIsThere(const LightweightString<wchar_t>& path);
 // Whether this process may write there: make files in a folder, or change a file.
 bool isWritable(const LightweightString<wchar_t>& path);
-// In bytes, links followed; 0 of one that is not there.
-uint64_t sizeOfFile(const LightweightString<wchar_t>& path);
 // Makes the folder and its missing parents, all durable; true when it is there already. One that is
 // given up may still be made later.
 bool makeFolder(const LightweightString<wchar_t>& path);

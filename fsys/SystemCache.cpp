@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "fsys/CookieMap.h"
-#include "fsys/DriveQuestions.h"
 #include "platform/Check.h"
 #include "platform/ConfigInt.h"
+#include "platform/OS.h"
 
 namespace {
 
@@ -225,11 +225,16 @@ std::vector<Entry> SystemCache::getClipMediaFiles(const Cookie& cookie) {
   return entries;
 }
 
+uint64_t SystemCache::sizeOnDisk(const Text& path) {
+  uint64_t bytes = 0;
+  return OS()->getFileManager()->getFileSize(path, bytes) ? bytes : 0;
+}
+
 uint64_t SystemCache::getShotFileSize(const Cookie& cookie) {
   Vector<Text> files;
   getFilesForShot(cookie, files);
   uint64_t bytes = 0;
-  for (const Text& file : files) bytes += DriveQuestions::sizeOfFile(file);
+  for (const Text& file : files) bytes += sizeOnDisk(file);
   return bytes;
 }
 

@@ -2,7 +2,6 @@
 #include <optional>
 
 #include "fsys/CookieMap.h"
-#include "fsys/DriveQuestions.h"
 #include "fsys/SystemCache.h"
 #include "platform/Check.h"
 
@@ -62,14 +61,14 @@ Entry SystemCache::addLocked(const Cookie& cookie, const MediaFileInfo& info, bo
   return entry;
 }
 
-// Whether it is a proxy may be a question to the disk, and is asked before the lock is taken.
+// Whether it is a proxy may be a question to the disk, and its size is one: both are asked before the
+// lock is taken.
 bool SystemCache::addFile(const Cookie& cookie, const MediaFileInfo& info, bool notify) {
   return addAs(cookie, info, info.isProxy(), notify);
 }
 
 bool SystemCache::addFile(const Cookie& cookie, const MaterialFilename& name, bool notify) {
-  const uint64_t bytes = DriveQuestions::sizeOfFile(name.getOsPath());
-  const MediaFileInfo info(name, bytes);
+  const MediaFileInfo info(name, sizeOnDisk(name.getOsPath()));
   return addAs(cookie, info, info.wasProxy(), notify);
 }
 

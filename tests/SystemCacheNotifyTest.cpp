@@ -5,6 +5,7 @@
 #include <string>
 #include <type_traits>
 
+#include "platform/fake/FakeErrors.h"
 #include "tests/SystemCacheFixture.h"
 
 namespace {
@@ -95,6 +96,13 @@ TEST_F(SystemCacheNotifyTest, AFileThatIsAddedByItsNameHasTheSizeThatItHasOnTheD
   EXPECT_EQ(messages_, Texts{"SysCacheAdd V4K7Q2M9A00"});
 }
 
+TEST_F(SystemCacheNotifyTest, AFileThatIsAddedByItsNameHasItsSizeHoweverLateItsDriveIs) {
+  put(L"/m/Material/a.mov", 700);
+  os_->faults().fail(FaultPlan::eAnswerErrand, eOsTimedOut);
+  SystemCache::addFile(kVision, MaterialFilename(DriveId('1'), kFile), false);
+  EXPECT_EQ(SystemCache::fileSize(kVision), 700u);
+}
+
 TEST_F(SystemCacheNotifyTest, ListenersAreCalledWithTheLockHeldWhenTheFileIsThere) {
   hear(SystemCache::fileAddedMsgType_, [this](const NotifyMsg&) {
     EXPECT_TRUE(SystemCachePeer::isLocked());
@@ -173,6 +181,29 @@ TEST_F(SystemCacheNotifyTest, WhatAListenerOfProxiesThrowsReachesTheCallerAndThe
 }
 
 // Memory ------------------------------------------------------------------------------------------
+
+TEST_F(SystemCacheNotifyTest, AFileThatIsAddedByItsNameHasItsSizeOrIsNotThereWhenMemoryIsRefused) {
+  put(L"/m/Material/a.mov", 700);
+  bool isDone = false;
+  for (int nth = 0; !isDone; ++nth) {
+    SystemCache::invalidate();
+    bool isThrown = false;
+    {
+      FailingHeap heap;
+      if (!heap.isAsked())
+        GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+      heap.refuse(nth, true);
+      try {
+        SystemCache::addFile(kVision, MaterialFilename(DriveId('1'), kFile), false);
+        isDone = !heap.letBe();
+      } catch (const std::bad_alloc&) {
+        isThrown = heap.letBe();
+      }
+    }
+    EXPECT_EQ(SystemCache::findEntryForCookie(kVision) == nullptr, isThrown) << nth;
+    EXPECT_EQ(SystemCache::fileSize(kVision), isThrown ? 0u : 700u) << nth;
+  }
+}
 
 TEST_F(SystemCacheNotifyTest, WhereverMemoryIsRefusedTheCatalogueIsWholeAndItsLockFree) {
   bool isDone = false;

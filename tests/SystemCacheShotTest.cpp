@@ -1,5 +1,8 @@
 // All channels of a shot.
 
+#include <new>
+
+#include "platform/fake/FakeErrors.h"
 #include "tests/SystemCacheFixture.h"
 
 namespace {
@@ -122,11 +125,31 @@ TEST_F(SystemCacheShotTest, AShotsSizeIsThatOfItsFilesOnTheDisk) {
   EXPECT_EQ(SystemCache::getShotFileSize(kVision), 310u) << "what is not there has no size";
 }
 
-TEST_F(SystemCacheShotTest, FilesOnADriveThatDoesNotAnswerHaveNoSize) {
+TEST_F(SystemCacheShotTest, FilesHaveTheirSizesHoweverLateTheirDriveIs) {
   addChannels(eCookieVision, 0, 0);
   put(Text(L"/m") + fileOf(channel(eCookieVision, 0)), 10);
-  files().drive(L"/m/").silent = true;
-  EXPECT_EQ(SystemCache::getShotFileSize(kVision), 0u);
+  os_->faults().fail(FaultPlan::eAnswerErrand, eOsTimedOut);
+  EXPECT_EQ(SystemCache::getShotFileSize(kVision), 10u);
+}
+
+TEST_F(SystemCacheShotTest, AShotsSizeIsWholeOrNoneWhenMemoryIsRefused) {
+  addChannels(eCookieVision, 0, 1);
+  put(Text(L"/m") + fileOf(channel(eCookieVision, 0)), 10);
+  put(Text(L"/m") + fileOf(channel(eCookieVision, 1)), 300);
+  bool isDone = false;
+  for (int nth = 0; !isDone; ++nth) {
+    FailingHeap heap;
+    if (!heap.isAsked())
+      GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+    heap.refuse(nth, true);
+    try {
+      const uint64_t bytes = SystemCache::getShotFileSize(kVision);
+      isDone = !heap.letBe();
+      EXPECT_EQ(bytes, 310u) << nth;
+    } catch (const std::bad_alloc&) {
+      EXPECT_TRUE(heap.letBe());
+    }
+  }
 }
 
 TEST_F(SystemCacheShotTest, EntriesStayWithWhoHoldsThem) {

@@ -45,6 +45,8 @@ class FolderScan;
 //            until the process has ended: the entries are let go of at its exit, or when the
 //            library is unloaded, unless somebody is at work in the catalogue just then.
 // Units      bytes. `mediaTypes`: 1 the high-resolution file, 2 the proxies, 3 both.
+// Waits      what asks the disk about a file waits for it as long as it takes, without the lock but
+//            in removeFile. A scan waits as addDirectory says.
 // Errors     an unknown cookie is null, false, a name that is missing (no drive or no path) or 0.
 //            A cookie that is neither vision nor sound is reported, and looked up all the same.
 //            std::bad_alloc and what a listener or a callback throws reach the caller, with the
@@ -114,7 +116,7 @@ public:
   static void getFilesForShot(const Cookie& cookie, Vector<Text>& files);
   static void getMediaFilesForShot(const Cookie& cookie, Vector<MaterialFilename>& files);
   static std::vector<Entry> getClipMediaFiles(const Cookie& cookie);
-  // Of getFilesForShot's files, as they are on the disk.
+  // Of getFilesForShot's files, as they are on the disk; what is not there has none.
   static uint64_t getShotFileSize(const Cookie& cookie);
   static bool getProxyFiles(const Cookie& cookie, std::list<MediaFileInfo>& files);
   static bool isLinked(const Cookie& cookie);
@@ -163,6 +165,8 @@ private:
                          const Entry& found) REQUIRES(lock_);
   static void tell(int type, const Cookie& cookie, const Entry& entry);
   static Vector<Listener> whoHears(int type);
+  // 0 of one that is not there.
+  static uint64_t sizeOnDisk(const Text& path);
   static void mergeFileLocked(FolderScan& scan, const Text& name, uint64_t bytes) REQUIRES(lock_);
 
   // Fixed order; the types above follow. The first two are never destroyed, nor is the last.
