@@ -52,7 +52,7 @@ protected:
   }
   [[noreturn]] void sayFound() {
     std::string said = "found";
-    for (unsigned channel : {1, 2, 16, 17, 254, 255})
+    for (unsigned channel : {0, 1, 2, 16, 17, 254, 255})
       if (isFound(channel)) said += " " + std::to_string(channel);
     std::fprintf(stderr, "%s.\n", said.c_str());
     std::exit(0);
