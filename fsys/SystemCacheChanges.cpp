@@ -41,24 +41,19 @@ struct SystemCache::Telling {
   Vector<Listener> listeners;
 };
 
-void SystemCache::tell(int type, const Cookie& cookie, const Entry& entry) {
-  Telling(type, cookie, entry).tell();
-}
-
 // Adding --------------------------------------------------------------------------------------
 
 // A new entry is put there when it has the file: by then another may stand there, made by that file
 // for its sound.
-Entry SystemCache::addLocked(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
-                             const Entry& found) {
-  if (found) {
-    found->addFile(cookie, info, isProxy);
-    return found;
-  }
-  const Entry entry(new FsysDirectoryEntry);
+void SystemCache::addLocked(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
+                            const Entry& found, bool notify) {
+  const Entry entry = found ? found : Entry(new FsysDirectoryEntry);
+  // Memory that fails does so before the file is there.
+  std::optional<Telling> telling;
+  if (notify) telling.emplace(isProxy ? proxyAddedMsgType_ : fileAddedMsgType_, cookie, entry);
   entry->addFile(cookie, info, isProxy);
-  files_.put(cookie, entry);
-  return entry;
+  if (!found) files_.put(cookie, entry);
+  if (telling) telling->tell();
 }
 
 // Whether it is a proxy may be a question to the disk, and its size is one: both are asked before the
@@ -75,8 +70,7 @@ bool SystemCache::addFile(const Cookie& cookie, const MaterialFilename& name, bo
 bool SystemCache::addAs(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
                         bool notify) {
   SharedCriticalSectionLock lock(lock_);
-  const Entry entry = addLocked(cookie, info, isProxy, findEntryForCookie(cookie));
-  if (notify) tell(isProxy ? proxyAddedMsgType_ : fileAddedMsgType_, cookie, entry);
+  addLocked(cookie, info, isProxy, findEntryForCookie(cookie), notify);
   return true;
 }
 
@@ -134,6 +128,6 @@ bool SystemCache::realiseLinks(const Cookie& cookie) {
   const Entry entry = findEntryForCookie(cookie);
   if (!entry) return false;
   entry->realiseLinks(false);
-  if (!entry->getPhysicalFilename(false).empty()) tell(fileAddedMsgType_, cookie, entry);
+  if (!entry->getPhysicalFilename(false).empty()) Telling(fileAddedMsgType_, cookie, entry).tell();
   return true;
 }

@@ -173,7 +173,7 @@ void SystemCache::mergeFileLocked(FolderScan& scan, const Text& name, uint64_t b
   }
   const Entry found = files_.find(media.cookie);
   const MediaFileInfo info = scan.infoOf(name, bytes);
-  addLocked(media.cookie, info, info.wasProxy(), found);
+  addLocked(media.cookie, info, info.wasProxy(), found, false);
   ++(found ? tally_.augmented : tally_.added);
   scan.say(found ? "augmented cache entry (" : "added cache entry     (", name);
 }

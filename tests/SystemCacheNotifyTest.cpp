@@ -206,9 +206,12 @@ TEST_F(SystemCacheNotifyTest, AFileThatIsAddedByItsNameHasItsSizeOrIsNotThereWhe
 }
 
 TEST_F(SystemCacheNotifyTest, WhereverMemoryIsRefusedTheCatalogueIsWholeAndItsLockFree) {
+  bool isHeard = false;
+  hear(SystemCache::proxyAddedMsgType_, [&isHeard](const NotifyMsg&) { isHeard = true; });
   bool isDone = false;
   for (int nth = 0; !isDone; ++nth) {
     SystemCache::invalidate();
+    isHeard = false;
     add(kOther, kFile);
     {
       FailingHeap heap;
@@ -224,10 +227,40 @@ TEST_F(SystemCacheNotifyTest, WhereverMemoryIsRefusedTheCatalogueIsWholeAndItsLo
     }
     EXPECT_FALSE(SystemCachePeer::isLocked()) << nth;
     EXPECT_EQ(pathOf(kOther), kFileText) << nth;
+    EXPECT_EQ(SystemCache::findEntryForCookie(kVision) != nullptr, isHeard) << nth;
+    EXPECT_EQ(proxiesOf(kVision).size(), isHeard ? 1u : 0u) << nth;
     SystemCache::addFile(kVision, info(L"/Material/a.A2.proxy.360.mov"), false);
     EXPECT_EQ(SystemCache::findEntryForCookie(kVision) != nullptr, true) << nth;
   }
   EXPECT_EQ(catalogued().size(), 4u);
+}
+
+TEST_F(SystemCacheNotifyTest, WhereverMemoryIsRefusedWhatComesToAnEntryIsToldOrNotThere) {
+  bool isHeard = false;
+  for (int type : {SystemCache::proxyAddedMsgType_, SystemCache::fileAddedMsgType_})
+    hear(type, [&isHeard](const NotifyMsg&) { isHeard = true; });
+  for (const wchar_t* added : {kProxy, L"/Material/b.mov"}) {
+    bool isDone = false;
+    for (int nth = 0; !isDone; ++nth) {
+      SystemCache::invalidate();
+      add(kVision, kFile);
+      isHeard = false;
+      {
+        FailingHeap heap;
+        if (!heap.isAsked())
+          GTEST_SKIP() << "the sanitizer's own heap stands where the library's would";
+        heap.refuse(nth, true);
+        try {
+          tellAdded(kVision, added);
+          isDone = !heap.letBe();
+        } catch (const std::bad_alloc&) {
+          heap.letBe();
+        }
+      }
+      EXPECT_EQ(proxiesOf(kVision).size(), isHeard ? 1u : 0u) << text(added) << " " << nth;
+      EXPECT_EQ(pathOf(kVision), isHeard && added != kProxy ? "/Material/b.mov" : kFileText) << nth;
+    }
+  }
 }
 
 }  // namespace

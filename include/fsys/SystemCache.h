@@ -131,7 +131,7 @@ public:
 
   // Adds the file to its entry, which is made if there is none, and tells "SysCacheAdd", or
   // "SysCacheAddProxy" of a proxy, if `notify`. True. When a listener throws the file has been
-  // added.
+  // added; without memory it has not been, and nobody is told.
   static bool addFile(const Cookie& cookie, const MediaFileInfo& info, bool notify);
   // The same with the size that the file has on the disk, 0 when it is not there.
   static bool addFile(const Cookie& cookie, const MaterialFilename& name, bool notify);
@@ -160,10 +160,9 @@ private:
   struct Telling;
 
   static bool addAs(const Cookie& cookie, const MediaFileInfo& info, bool isProxy, bool notify);
-  // To the entry that was found, or to a new one. Returns it.
-  static Entry addLocked(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
-                         const Entry& found) REQUIRES(lock_);
-  static void tell(int type, const Cookie& cookie, const Entry& entry);
+  // To the entry that was found, or to a new one.
+  static void addLocked(const Cookie& cookie, const MediaFileInfo& info, bool isProxy,
+                        const Entry& found, bool notify) REQUIRES(lock_);
   static Vector<Listener> whoHears(int type);
   // 0 of one that is not there.
   static uint64_t sizeOnDisk(const Text& path);
