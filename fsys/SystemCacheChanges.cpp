@@ -56,8 +56,8 @@ void SystemCache::addLocked(const Cookie& cookie, const MediaFileInfo& info, boo
   if (telling) telling->tell();
 }
 
-// Whether it is a proxy may be a question to the disk, and its size is one: both are asked before the
-// lock is taken.
+// Its size is a question to the disk, and whether it is a proxy may be one: both are asked before
+// the lock is taken.
 bool SystemCache::addFile(const Cookie& cookie, const MediaFileInfo& info, bool notify) {
   return addAs(cookie, info, info.isProxy(), notify);
 }
