@@ -33,6 +33,62 @@ case_a_link_is_made_shown_and_checked() {
   says "there is no such file"
 }
 
+# Behind a symbolic link the text does not tell which folder `..` is.
+case_a_link_is_the_file_that_the_system_takes_the_name_for() {
+  mkdir -p real far/sub/deep
+  ln -s ../far/sub real/door
+  ln -s far alias
+  ln -s nowhere dangling
+  media far/y.mov
+  expect 0 link create real/door/../link.mov /x
+  [ -e far/link.mov ] || fail "it is not where it was to be"
+  [ ! -e real/link.mov ] || fail "another was made"
+  expect 0 link show real/door/../link.mov --json
+  is path "$PWD/far/link.mov"
+  is target /x
+  expect 0 link create real/2.mov "$PWD//real/./door/..//./y.mov" --json
+  is target "$PWD/far/y.mov"
+  is target_exists True
+  expect 0 link create real/3.mov alias/sub/deep/../../y.mov --json
+  is target "$PWD/alias/y.mov"
+  expect 0 link create real/4.mov real/../away/y.mov --json
+  is target "$PWD/away/y.mov"
+  expect 0 link create real/5.mov real/door/.. --json
+  is target "$PWD/far"
+  expect 2 link create real/6.mov real/../real/6.mov
+  says "it would lead to itself"
+  expect 3 link create real/away/../6.mov /x
+  expect 3 link create real/6.mov dangling/../y.mov
+  says "\"$PWD/dangling/../y.mov\": No such file"
+  [ ! -e real/6.mov ] || fail "it was made"
+  expect 3 link check dangling/../y.mov real/door/../y.mov --json
+  is links.0.state missing
+  is links.0.path dangling/../y.mov
+  is links.1.state "no link"
+  is links.1.path "$PWD/far/y.mov"
+  expect 2 link check ''
+  says "the name is empty"
+  expect 0 link create real/7.mov ..mov/y..mov --json
+  is target "$PWD/..mov/y..mov"
+}
+
+case_a_way_that_leads_back_from_a_silent_drive_is_not_waited_for() {
+  in_own_namespace
+  mount_share share
+  media target.mov
+  order s
+  expect 6 link show share/../target.mov
+  says "following \"$PWD/share/../target.mov\": its drive does not answer"
+  expect 3 link check share/../target.mov target.mov --json
+  is links.0.state unreadable
+  is links.1.state "no link"
+  expect 3 locations remove share/../none
+  says "\"$PWD/none/\": no such location is registered"
+  order a
+  expect 3 link show share/../target.mov
+  says "\"$PWD/target.mov\": it is no link"
+}
+
 case_media_is_never_replaced_by_a_link() {
   random_file media.mov 100000
   printf RIFF >riff.wav

@@ -41,6 +41,22 @@ case_a_drive_is_prepared_by_its_path_its_code_or_its_name() {
   [ ! -e missing ] || fail "it was made"
 }
 
+case_the_folder_above_one_behind_a_symbolic_link_is_the_systems() {
+  mkdir -p real far/sub
+  ln -s ../far/sub real/door
+  expect 0 prepare real/door/.. --json
+  is path "$PWD/far/"
+  [ -d far/Material ] || fail "it is not prepared"
+  [ ! -e real/Material ] || fail "another folder was prepared"
+  expect 0 locations add real/door/.. --json
+  is path "$PWD/far/"
+  expect 0 prepare real/door/.. --json
+  is drive "$(code_of far)"
+  expect 0 locations remove real/away/../../far
+  expect 0 locations add real --project real/door/../project
+  [ -d far/project ] || fail "the project folder is elsewhere"
+}
+
 case_what_cannot_be_prepared_says_why() {
   mkdir place
   : >place/Material
@@ -254,6 +270,16 @@ case_a_path_has_a_name_for_the_network_and_back() {
   expect 0 unc from "\\\\$station\\media\\z" --json
   is drive None
   is path "$PWD/media/z"
+}
+
+case_the_networks_name_of_a_path_across_a_symbolic_link_is_that_of_its_file() {
+  share_folders
+  mkdir -p media2/sub
+  ln -s ../media2/sub media/door
+  expect 0 unc to media/door/../y --json
+  is path "$PWD/media2/y"
+  tells 'media2\\y'
+  expect 3 unc to media/away/../y
 }
 
 case_names_for_the_network_that_lead_nowhere_have_exit_code_3() {

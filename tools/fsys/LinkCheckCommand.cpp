@@ -36,21 +36,28 @@ ExitCode LinkCheckCommand::execute() {
 
 // One that cannot be looked at is told like the others, and those behind it are looked at too.
 bool LinkCheckCommand::check(Table& table, const std::string& word) {
-  PathString path = linkPath(kDoing, word);
-  Json entry;
-  putName(entry, "path", bytesOf(path));
+  std::string name = word;
   std::string state;
+  std::string why;
   Look look;
   try {
+    PathString path = linkPath(kDoing, word);
+    name = bytesOf(path);
     look = lookAt(kDoing, path);
     state = !look.isThere ? "missing" : look.isLink ? look.targetState() : "no link";
-    look.put(entry);
   } catch (const ToolError& error) {
-    state = "unreadable";
-    entry["why"] = error.why();
+    if (error.code() == ExitCode::eUsage) throw;
+    state = error.code() == ExitCode::eNotFound ? "missing" : "unreadable";
+    why = error.why();
   }
+  Json entry;
+  putName(entry, "path", name);
+  if (why.empty())
+    look.put(entry);
+  else
+    entry["why"] = why;
   entry["state"] = state;
   results()["links"].push_back(entry);
-  table.add({state, escaped(bytesOf(path)), look.isLink ? escaped(bytesOf(look.target)) : "-"});
+  table.add({state, escaped(name), look.isLink ? escaped(bytesOf(look.target)) : "-"});
   return look.isThere && (!look.isLink || look.isTargetThere);
 }

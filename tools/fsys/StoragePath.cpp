@@ -1,10 +1,14 @@
 #include "tools/fsys/StoragePath.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <optional>
+#include <string_view>
 #include <system_error>
 
-#include "platform/LightweightString.h"
+#include "platform/DriveErrand.h"
 #include "platform/TextHelpers.h"
+#include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/ToolError.h"
 
 namespace {
@@ -16,11 +20,38 @@ PathString currentFolder() {
   return fromUTF8(std::string_view(folder));
 }
 
-PathString resolved(const std::string& name) {
+PathString joined(const std::string& name) {
   if (name.empty()) throw ToolError(ExitCode::eUsage, "", "", "the name is empty");
   PathString path = fromUTF8(std::string_view(name));
-  if (name.front() != '/') path = joinPaths(currentFolder(), path);
-  return getPath(withSeparator(path));
+  return name.front() == '/' ? path : joinPaths(currentFolder(), path);
+}
+
+// As the text says, when that is the folder to which the system comes; else that one. Nothing, and
+// the last error, when it cannot be told.
+std::optional<PathString> above(const PathString& folder) {
+  auto asked = askDrive(folder, [folder]() -> std::optional<PathString> {
+    PathString text = getPath(withoutSeparator(folder));
+    PathString real;
+    PathString byText;
+    if (!OS()->getFileManager()->followLinks(joinPaths(folder, L".."), real)) return std::nullopt;
+    bool isSame = OS()->getFileManager()->followLinks(text, byText) && byText == real;
+    return isSame ? text : real;
+  });
+  return asked ? *asked : std::nullopt;
+}
+
+// With a separator at its end. Nothing, and the last error, when it cannot be told. Each `..` is a
+// question of its own: which drive to ask is known of a path without them.
+std::optional<PathString> resolved(const PathString& path) {
+  std::optional<PathString> whole(L"/");
+  std::wstring_view rest = path.view();
+  while (whole && !rest.empty()) {
+    std::wstring_view name = rest.substr(0, rest.find(L'/'));
+    rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+    if (name.empty() || name == L".") continue;
+    whole = name == L".." ? above(*whole) : joinPaths(*whole, PathString(name));
+  }
+  return whole ? withSeparator(*whole) : whole;
 }
 
 }  // namespace
@@ -29,12 +60,16 @@ bool isNetworkName(const std::string& name) { return name.rfind("\\\\", 0) == 0;
 
 PathString absolutePath(const std::string& name) {
   if (isNetworkName(name)) return fromUTF8(std::string_view(name));
-  PathString path = resolved(name);
-  return path.length() > 1 ? withoutSeparator(path) : path;
+  PathString path = joined(name);
+  std::optional<PathString> whole = resolved(path);
+  if (!whole) throw driveError("following", path, OS()->getErrors()->getLastError());
+  return whole->length() > 1 ? withoutSeparator(*whole) : *whole;
 }
 
 PathString locationPath(const std::string& name) {
-  return isNetworkName(name) ? fromUTF8(std::string_view(name)) : resolved(name);
+  if (isNetworkName(name)) return fromUTF8(std::string_view(name));
+  PathString path = joined(name);
+  return resolved(path).value_or(getPath(withSeparator(path)));
 }
 
 bool isSamePlace(const PathString& a, const PathString& b) {
