@@ -283,12 +283,16 @@ case_rm_says_of_a_link_that_it_is_one_and_what_stays() {
 
 # Runs rm on a terminal and answers its question with those keys, once it is asked; its exit code
 # must be the first argument, the third a command that runs in between, the fourth an option. What
-# typed_ahead has is typed before it is asked. Leaves what was shown.
+# typed_ahead has is typed before it is asked; out_to and err_to name files that take its outputs.
+# Leaves what was shown.
 answer() {
   local code=0
   meanwhile=${3:-} timeout 20 python3 -c 'import os, pty, sys
 child, terminal = pty.fork()
-if child == 0: os.execv(sys.argv[2], sys.argv[2:])
+if child == 0:
+  for number, key in (1, "out_to"), (2, "err_to"):
+    if key in os.environ: os.dup2(os.open(os.environ[key], os.O_WRONLY | os.O_CREAT | os.O_TRUNC), number)
+  os.execv(sys.argv[2], sys.argv[2:])
 shown, asked = b"", False
 os.write(terminal, os.environ.get("typed_ahead", "").encode())
 while True:
@@ -398,6 +402,29 @@ case_rm_does_not_ask_where_nothing_says_what_goes() {
     ! grep -q 'y/N' shown || { cat shown; fail "it asked"; }
   done
   [ -e "raid/Material/$vision.mov" ] || fail "it was deleted"
+}
+
+case_rm_says_what_goes_where_it_asks() {
+  canary_tree
+  local line="\"$PWD/raid/Material/$vision.mov\" (high-resolution, "
+  answer 1 $'n\n'
+  [ "$(grep -cF "$line" shown)" = 1 ] || { cat shown; fail "it was not said once"; }
+  out_to=told answer 1 $'n\n'
+  sed '/y\/N/,$d' shown >before
+  grep -qF "$line" before || { cat shown; fail "it was not said"; }
+  grep -qF "  and beside it \"$PWD/raid/Material/$vision.mov.qvix\"" before ||
+    { cat shown; fail "not all was said"; }
+  tr -d '\r' <before | cmp - told || { cat told; fail "it was not written alike"; }
+  out_to=told err_to=why answer 2 $'y\n'
+  grep -qF "there is no terminal to ask on" why || { cat why; fail "it says something else"; }
+  err_to=why answer 2 $'y\n'
+  [ -e "raid/Material/$vision.mov" ] || fail "it was deleted"
+  out_to=told answer 0 $'y\n'
+  grep -q "^deleted " told || { cat told; fail "it was not told"; }
+  media "raid/Material/$vision.mov"
+  expect 0 rm "$vision" --high --yes
+  [ ! -s err ] || { cat err; fail "it was said to nobody who is asked"; }
+  canary_is_well
 }
 
 case_what_cannot_be_deleted_is_told() {

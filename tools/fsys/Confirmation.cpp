@@ -47,7 +47,11 @@ std::string readLine() {
 
 }  // namespace
 
-bool Confirmation::canAsk() { return isatty(STDIN_FILENO) == 1; }
+bool Confirmation::canAsk() { return isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1; }
+
+void Confirmation::show(const std::string& line) {
+  if (isatty(STDOUT_FILENO) != 1) std::fprintf(stderr, "%s\n", line.c_str());
+}
 
 bool Confirmation::isGiven(const std::string& question) {
   Foreground foreground;

@@ -101,10 +101,10 @@ SystemCache::Entry RmCommand::requireEntry() const {
   if (!high_ && !proxy_)
     throw ToolError(ExitCode::eUsage, kDoing, cookie_,
                     "say what: --high the high-resolution file, --proxy the proxies, or both");
-  if (!yes_ && !dryRun_ && !Confirmation::canAsk())
+  if (asks() && !Confirmation::canAsk())
     throw ToolError(ExitCode::eUsage, kDoing, cookie_,
                     "there is no terminal to ask on; --yes goes without");
-  if (!yes_ && !dryRun_ && !saysWords())
+  if (asks() && !saysWords())
     throw ToolError(ExitCode::eUsage, kDoing, cookie_,
                     "nothing would say what goes; --yes goes without asking");
   SystemCache::Entry entry = SystemCache::findEntryForCookie(cookie);
@@ -169,15 +169,22 @@ std::string RmCommand::wordsOf(const Doomed& doomed) const {
 
 void RmCommand::announce() const {
   for (const Doomed& doomed : doomed_) {
-    say(quoted(doomed.file.path) + " (" + wordsOf(doomed) + ")");
+    announce(quoted(doomed.file.path) + " (" + wordsOf(doomed) + ")");
     if (const std::vector<Cookie> all = doomed.file.cookies(); all.size() > 1)
-      say("  which is the proxy of " + textOf(all.front()) + ", and of " + textOf(all[1]) +
-          (all.size() > 2 ? " to " + textOf(all.back()) : ""));
+      announce("  which is the proxy of " + textOf(all.front()) + ", and of " + textOf(all[1]) +
+               (all.size() > 2 ? " to " + textOf(all.back()) : ""));
     if (!doomed.folder.empty())
-      say("  and, since it is a link into it, all of the folder " + quoted(doomed.folder));
-    for (const PathString& side : doomed.beside) say("  and beside it " + quoted(side));
+      announce("  and, since it is a link into it, all of the folder " + quoted(doomed.folder));
+    for (const PathString& side : doomed.beside) announce("  and beside it " + quoted(side));
   }
 }
+
+void RmCommand::announce(const std::string& line) const {
+  say(line);
+  if (asks()) Confirmation::show(line);
+}
+
+bool RmCommand::asks() const { return !yes_ && !dryRun_; }
 
 bool RmCommand::mayGoOn() const {
   if (yes_) return true;

@@ -37,8 +37,10 @@ private:
   void plan(FsysDirectoryEntry& entry);
   static Doomed doomed(const MediaFile& file);
   void announce() const;
+  void announce(const std::string& line) const;
   std::string wordsOf(const Doomed& doomed) const;
   bool goes(const PathString& path) const;
+  bool asks() const;
   bool mayGoOn() const;
   void deleteAll(FsysDirectoryEntry& entry);
   static void deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed);
