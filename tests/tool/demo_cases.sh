@@ -50,6 +50,14 @@ make_media() {
   done
 }
 
+case_the_demo_refuses_times_that_are_none() {
+  local time
+  for time in nan inf -1 0 3601 x; do
+    expect 2 demo --seconds "$time" 1 2 3 4 5
+    says "--seconds: Value $time not in range 0.200000 to 3600.000000"
+  done
+}
+
 case_the_demo_says_what_it_cannot_remove_and_ends_in_order() {
   make_media
   start demo --work work --seconds 2 media/1 media/2 media/3 media/4 media/5 >out 2>err &

@@ -205,7 +205,11 @@ case_a_disk_that_gets_media_folders_is_watched() {
 
 case_a_watch_refuses_times_that_are_none() {
   local time
-  for time in 0 -1 x '' nan 1e9; do expect 2 watch --interval "$time"; done
+  for time in 0 -1 x '' nan -nan 'nan(1)' inf 1e9 3600.01 0.09 0x1p3 '1 ' +1; do
+    expect 2 watch --interval "$time"
+    says "--interval: Value $time not in range 0.100000 to 3600.000000"
+    [ ! -s out ] || { cat out; fail "it watched"; }
+  done
 }
 
 # The first look at a folder fails, behind the scan's listing and its end.

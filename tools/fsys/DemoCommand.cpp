@@ -13,6 +13,7 @@
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/FileCopier.h"
 #include "tools/fsys/Limits.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/Progress.h"
 #include "tools/fsys/Text.h"
 
@@ -67,7 +68,7 @@ CLI::App* DemoCommand::define(CLI::App& app) {
       ->expected(static_cast<int>(kFewestMedia), CLI::detail::expected_max_vector_size);
   command->add_option("--work", work_, "The folder for the copies and the recording (.)");
   command->add_option("--seconds", seconds_, "How long the tracks play (8)")
-      ->check(CLI::Range(0.2, 3600.0));
+      ->check(NumberRange(0.2, 3600.0));
   command->add_flag("--keep", keep_, "Leave the copies and the recording there");
   return command;
 }

@@ -11,6 +11,7 @@
 #include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/Interrupt.h"
 #include "tools/fsys/MediaDrives.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/Text.h"
 
 namespace {
@@ -90,7 +91,7 @@ CLI::App* WatchCommand::defineStorage(CLI::App& app) {
   CLI::App* command =
       addCommand(app, "watch", "Say what media and drives come and go, until it is interrupted");
   command->add_option("--interval", interval_s_, "How often it looks, in seconds (2)")
-      ->check(CLI::Range(kLeast_s, kMost_s))
+      ->check(NumberRange(kLeast_s, kMost_s))
       ->type_name("S");
   return command;
 }
