@@ -96,8 +96,9 @@ Vector<LightweightString<wchar_t>> sideFilesOf(const LightweightString<wchar_t>&
 }
 
 uint32_t FsysDirectoryEntry::deleteFile(const MaterialFilename& file) {
-  const Text path = file.getOsPath();
-  deleteLinkedFolder(file);
+  Text path;
+  if (!file.getOsPathToChange(path)) return eOsNotFound;
+  deleteLinkedFolder(MaterialFilename(DriveId(), path));  // its drive may go meanwhile
   const uint32_t result = deleteOne(path);
   if (const Text pattern = sidePatternOf(path); !pattern.empty())
     (void)OS()->getFileManager()->deleteMatching(pattern);

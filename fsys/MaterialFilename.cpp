@@ -10,14 +10,28 @@ namespace {
 constexpr wchar_t kDriveMark = L':';
 constexpr size_t kDriveLength = 2;  // the character and the mark
 
+LightweightString<wchar_t> pathOn(const Qv::Ptr<MediaDrive>& drive,
+                                  const LightweightString<wchar_t>& path) {
+  if (!drive) return path;
+  LightweightString<wchar_t> root;
+  drive->getLocalName(root, true);
+  return joinPaths(root, path);
+}
+
 }  // namespace
 
 LightweightString<wchar_t> MaterialFilename::getOsPath() const {
-  Qv::Ptr<MediaDrive> drive = DiskManager::getVolume(drive_);
-  if (!drive) return path_;
-  LightweightString<wchar_t> root;
-  drive->getLocalName(root, true);
-  return joinPaths(root, path_);
+  return pathOn(DiskManager::getVolume(drive_), path_);
+}
+
+bool MaterialFilename::getOsPathToChange(LightweightString<wchar_t>& path) const {
+  const Qv::Ptr<MediaDrive> drive = DiskManager::getVolume(drive_);
+  if (!drive && drive_.valid()) {
+    OS()->getErrors()->setLastError(eOsNotFound);
+    return false;
+  }
+  path = pathOn(drive, path_);
+  return true;
 }
 
 void MaterialFilename::setExtension(const LightweightString<wchar_t>& extension) {

@@ -96,9 +96,9 @@ bool MediaFileInfo::finalLinked(Text& linked) const {
 }
 
 unsigned MediaFileInfo::createLinkFile(bool replace) const {
-  Text linked;
+  Text linked, path;
+  if (!name_.getOsPathToChange(path)) return 0;
   (void)finalLinked(linked);
-  const Text path = getLinkFileName();
   const bool isOwn = linked == path;
   if (isOwn || linked.empty()) {
     const ePlace place = replace ? placeAt(path) : eFree;

@@ -148,7 +148,53 @@ TEST_F(FsysDirectoryEntryDeleteTest, ASymbolicLinkGoesItselfAndItsTargetStays) {
   expectThere({L"/n/kept", L"/n/kept.qvix"});
 }
 
+// What its name is without the drive may be another disk's.
+TEST_F(FsysDirectoryEntryDeleteTest, OfADriveThatHasGoneNothingIsTouched) {
+  addLinkFile(L"/Material/a.mov", L"/Material/clip/x.mov");
+  addFiles({L"/Material/a.mov.qvix", L"/Material/clip/x.mov", L"Material/b.mov", L"b.mov"});
+  DiskManager::deleteMaterialVolume(drive_);
+  for (const wchar_t* path : {L"/Material/a.mov", L"Material/b.mov", L"b.mov", L"/none.mov"}) {
+    os_->errors().setLastError(0);
+    const unsigned before = asked();
+    EXPECT_EQ(deleteFile(path), eOsNotFound);
+    EXPECT_EQ(os_->errors().getLastError(), eOsNotFound);
+    EXPECT_EQ(asked(), before);
+  }
+  expectThere({L"/Material/a.mov", L"/Material/a.mov.qvix", L"/Material/clip/x.mov",
+               L"Material/b.mov", L"b.mov"});
+}
+
+TEST_F(FsysDirectoryEntryDeleteTest, OfNoDriveWhatHasTheWholePathGoes) {
+  addLinkFile(L"/n/a.mov", L"/n/clip/x.mov");
+  addFiles({L"/n/a.mov.qvix", L"/n/clip/x.mov"});
+  EXPECT_EQ(entry_.deleteFile(MaterialFilename(DriveId(), L"/n/a.mov")), 1u);
+  expectGone({L"/n/a.mov", L"/n/a.mov.qvix", L"/n/clip/x.mov"});
+}
+
 // deleteFiles ------------------------------------------------------------------------------------
+
+TEST_F(FsysDirectoryEntryDeleteTest, FilesOfADriveThatHasGoneAreForgottenAndNotFound) {
+  for (const unsigned types : {1u, 2u, 3u}) {
+    add(info(L"/Material/a.mov"));
+    addProxy(info(k360));
+    addFiles({L"/Material/a.mov", L"/Material/a.mov.qvix", k360});
+    DiskManager::deleteMaterialVolume(drive_);
+    EXPECT_EQ(entry_.deleteFiles(types), eOsNotFound);
+    EXPECT_EQ(entry_.hasHighRes(), types == eProxy);
+    EXPECT_EQ(entry_.hasProxies(), types == eHighRes);
+    expectThere({L"/Material/a.mov", L"/Material/a.mov.qvix", k360});
+  }
+}
+
+TEST_F(FsysDirectoryEntryDeleteTest, FilesOfDrivesThatAreThereGoBesideOneThatHasGone) {
+  add(info(L"/Material/a.mov"));
+  addProxy(MediaFileInfo(MaterialFilename(otherDrive_, k360), 1000));
+  addFiles({L"/Material/a.mov", L"/n/Material/a.A0.proxy.360.mov"});
+  DiskManager::deleteMaterialVolume(drive_);
+  EXPECT_EQ(entry_.deleteFiles(eHighRes | eProxy), eOsNotFound);
+  expectThere({L"/Material/a.mov"});
+  expectGone({L"/n/Material/a.A0.proxy.360.mov"});
+}
 
 TEST_F(FsysDirectoryEntryDeleteTest, NoTypeIsReportedInLine323AndDeletesNothing) {
   add(media(L"/Material/a.mov"));

@@ -247,6 +247,20 @@ TEST_F(FsysDirectoryEntryLinkTest, RealMediaIsReportedInLine129AndStays) {
   EXPECT_EQ(target(L"/m/Material/a.A0.proxy.720.mov"), "/n/second.mov") << "the others go on";
 }
 
+TEST_F(FsysDirectoryEntryLinkTest, OfADriveThatHasGoneNoLinkIsWritten) {
+  addProxy(MediaFileInfo(MaterialFilename(otherDrive_, L"/a.A0.proxy.80.mov"), L"/n/x.mov", 512));
+  addLinkFile(L"/Material/a.mov", L"/canary");
+  files().addFolder(L"/n");
+  DiskManager::deleteMaterialVolume(drive_);
+  for (bool replace : {false, true}) {
+    entry_.realiseLinks(replace);
+    EXPECT_EQ(target(L"/Material/a.mov"), "/canary");
+    EXPECT_FALSE(isThere(L"/Material/a.A0.proxy.360.mov"));
+    EXPECT_FALSE(isThere(L"/Material/a.A0.proxy.720.mov"));
+    EXPECT_EQ(target(L"/n/a.A0.proxy.80.mov"), "/n/x.mov") << "the others go on";
+  }
+}
+
 TEST_F(FsysDirectoryEntryLinkTest, LinksAreWrittenInTheOrderOfTheList) {
   files().clearRecords();
   entry_.realiseLinks(false);

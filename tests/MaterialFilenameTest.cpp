@@ -97,6 +97,27 @@ TEST_F(MaterialFilenameTest, OfADriveThatHasGoneTheOsPathIsThePathAgain) {
   EXPECT_EQ(MaterialFilename(id, L"/Material/x.mov").getOsPath(), L"/Material/x.mov");
 }
 
+TEST_F(MaterialFilenameTest, WhatIsToBeChangedHasNoPathWhenItsDriveIsNotRegistered) {
+  const DriveId id = registeredId(L"/media/a/");
+  const MaterialFilename name(id, L"/Material/x.mov");
+  Text path(L"before");
+  EXPECT_TRUE(name.getOsPathToChange(path));
+  EXPECT_EQ(path, L"/media/a/Material/x.mov");
+  DiskManager::deleteMaterialVolume(id);
+  for (const DriveId gone : {id, DriveId('Z'), DriveId(0), DriveId(0xFF)}) {
+    os_->errors().setLastError(0);
+    EXPECT_FALSE(MaterialFilename(gone, L"/Material/x.mov").getOsPathToChange(path));
+    EXPECT_EQ(os_->errors().getLastError(), eOsNotFound);
+    EXPECT_EQ(path, L"/media/a/Material/x.mov") << "left alone";
+  }
+}
+
+TEST_F(MaterialFilenameTest, WhatIsToBeChangedOfNoDriveHasItsWholePath) {
+  Text path;
+  EXPECT_TRUE(MaterialFilename(DriveId(), L"/elsewhere/x.mov").getOsPathToChange(path));
+  EXPECT_EQ(path, L"/elsewhere/x.mov");
+}
+
 TEST_F(MaterialFilenameTest, OnTheDriveAtTheRootTheOsPathIsThePath) {
   DriveId id = registeredId(L"/");
   EXPECT_EQ(MaterialFilename(id, L"/Material/x.mov").getOsPath(), L"/Material/x.mov");

@@ -254,6 +254,32 @@ TEST_F(MediaFileInfoTest, TheLinkFileIsMadeOfTheLinkedName) {
   EXPECT_EQ(content(kLink), linkTo("/new"));
 }
 
+TEST_F(MediaFileInfoTest, OfADriveThatHasGoneNoLinkFileIsMade) {
+  const MediaFileInfo led(nameOf(L"clip.mov"), L"/far/clip.mov", 512);
+  const MediaFileInfo unread(nameOf(L"clip.mov"), 512);
+  files().addFolder(L"Material");  // what the name is without its drive
+  DiskManager::deleteMaterialVolume(drive_);
+  for (bool replace : {false, true}) {
+    for (const MediaFileInfo* info : {&led, &unread}) {
+      os_->errors().setLastError(0);
+      files().clearRecords();
+      EXPECT_EQ(info->createLinkFile(replace), 0u);
+      EXPECT_EQ(os_->errors().getLastError(), eOsNotFound);
+      EXPECT_TRUE(files().opens().empty());
+    }
+  }
+  write(L"Material/clip.mov", linkTo("/canary"));
+  EXPECT_EQ(led.createLinkFile(true), 0u);
+  EXPECT_EQ(content(L"Material/clip.mov"), linkTo("/canary"));
+}
+
+TEST_F(MediaFileInfoTest, OfNoDriveTheLinkFileIsMadeWhereItsWholePathSays) {
+  files().addFolder(L"/disk");
+  const MediaFileInfo info(MaterialFilename(DriveId(), L"/disk/clip.mov"), L"/far/clip.mov", 512);
+  EXPECT_EQ(info.createLinkFile(false), 1u);
+  EXPECT_EQ(content(L"/disk/clip.mov"), linkTo("/far/clip.mov"));
+}
+
 TEST_F(MediaFileInfoTest, ALinkWhoseTargetIsNotKnownIsNotReplacedByOneThatLeadsNowhere) {
   write(kLink, linkTo("/far/clip.mov"));
   MediaFileInfo info(nameOf(L"clip.mov"), 512);

@@ -157,6 +157,15 @@ TEST_F(SystemCacheNotifyTest, ALinkThatIsThereIsNotReplaced) {
   EXPECT_EQ(content(L"/m/Material/a.mov"), "what is there");
 }
 
+TEST_F(SystemCacheNotifyTest, LinksOfADriveThatHasGoneAreNotWritten) {
+  const MaterialFilename name(registeredId(L"/gone/"), kProxy);
+  SystemCache::addFile(kVision, MediaFileInfo(name, L"/media/real.mov", 512), false);
+  ASSERT_TRUE(DiskManager::removeMediaLocation(L"/gone/"));
+  files().addFolder(L"/Material");
+  EXPECT_TRUE(SystemCache::realiseLinks(kVision));
+  EXPECT_FALSE(files().hasFile(kProxy));
+}
+
 TEST_F(SystemCacheNotifyTest, LinksOfAnEntryWithoutAFileToOpenAreNotTold) {
   add(kVision, kProxy);
   writeDown();

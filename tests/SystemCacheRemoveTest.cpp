@@ -83,6 +83,44 @@ TEST_F(SystemCacheRemoveTest, OfTypesThatThereAreNoneOfTheEntryStays) {
   EXPECT_EQ(left(), "+") << "the files of the known bits go, the entry is kept";
 }
 
+// What only has proxies outlives its drive in the catalogue; their names without it may be those of
+// another disk's files.
+TEST_F(SystemCacheRemoveTest, AnEntryThatOutlivesItsDriveTakesNoOtherDisksFiles) {
+  const std::vector<Text> canaries = {kProxy, Text(kProxy) + L".qvix", kFile};
+  for (const unsigned types : {1u, 2u, 3u}) {
+    const DriveId id = registeredId(L"/gone/");
+    SystemCache::addFile(kVision, info(kProxy, 1000, id), false);
+    for (const Text& path : canaries) put(path);
+    put(Text(L"/gone") + kProxy);
+    ASSERT_TRUE(DiskManager::removeMediaLocation(L"/gone/"));
+    ASSERT_TRUE(SystemCache::findEntryForCookie(kVision));
+    os_->errors().setLastError(0);
+    EXPECT_EQ(remove(types), types == 1) << "of high resolution there is none";
+    EXPECT_EQ(os_->errors().getLastError(), types == 1 ? 0u : uint32_t{eOsNotFound});
+    EXPECT_EQ(left(), types == 1 ? "+" : "-");
+    for (const Text& path : canaries) EXPECT_TRUE(files().hasFile(path)) << text(path);
+    EXPECT_TRUE(files().hasFile(Text(L"/gone") + kProxy)) << "it is not known where it was";
+    SystemCache::invalidate();
+  }
+}
+
+TEST_F(SystemCacheRemoveTest, AnEntryThatIsHeldAsItsDriveGoesTakesNoOtherDisksFiles) {
+  const DriveId id = registeredId(L"/gone/");
+  SystemCache::addFile(kVision, info(kFile, 1000, id), false);
+  SystemCache::addFile(kVision, info(kProxy, 1000, id), false);
+  const SystemCache::Entry held = SystemCache::findEntryForCookie(kVision);
+  held->setLinkedFilename(L"/far/a.mov");
+  files().addFolder(L"/Material");
+  ASSERT_TRUE(DiskManager::removeMediaLocation(L"/gone/"));
+  ASSERT_FALSE(SystemCache::findEntryForCookie(kVision));
+  held->realiseLinks(true);
+  EXPECT_FALSE(files().hasFile(kFile));
+  for (const Text& path : {Text(kFile), Text(kProxy), Text(kFile) + L".qvix"}) put(path);
+  EXPECT_EQ(held->deleteFiles(3), eOsNotFound);
+  for (const Text& path : {Text(kFile), Text(kProxy), Text(kFile) + L".qvix"})
+    EXPECT_TRUE(files().hasFile(path)) << text(path);
+}
+
 TEST_F(SystemCacheRemoveTest, NobodyIsToldWithoutBeingAskedTo) {
   writeDown();
   addBoth();

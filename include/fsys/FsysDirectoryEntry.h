@@ -143,7 +143,8 @@ public:
   // own, a dot, and anything; nothing lies beside a path that ends in a separator. When it is a
   // link to a file in a folder below its own, that whole folder goes first, unless its own path has
   // '.' or '..' in it; nothing outside the link's own folder is touched. What goes wrong there or
-  // beside it is not told.
+  // beside it is not told. Of a file whose drive is not registered any more nothing is touched, and
+  // the error is eOsNotFound.
   uint32_t deleteFile(const MaterialFilename& file);
   // Deletes the files of those types, proxies first, and forgets them, whether or not they could be
   // deleted. The last error counts. No type is reported, and 1.

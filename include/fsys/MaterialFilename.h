@@ -7,7 +7,7 @@
 // MaterialFilename: the name of one media file: a drive, and a path on it.
 // Threads    a value. getOsPath asks the registry, as its look-ups do.
 // Ownership  copies share the path's text.
-// Errors     none.
+// Errors     those of getOsPathToChange.
 class FSYS_EXPORT MaterialFilename {
 public:
   MaterialFilename() = default;
@@ -20,6 +20,10 @@ public:
   // The drive's local name in the raw form, joined with the path; the path alone when that drive is
   // not registered, so that a name without a drive can hold a whole path.
   LightweightString<wchar_t> getOsPath() const;
+  // The same for whoever is about to change what lies there. False, with eOsNotFound as the
+  // thread's last error, and `path` left alone, when it has a drive and that is not registered: the
+  // path alone is another disk's.
+  bool getOsPathToChange(LightweightString<wchar_t>& path) const;
   // Puts '.' and `extension` in the place of the extension.
   // Kept       the dot is always put: an empty extension leaves a dot at the end
   //            (MaterialFilenameTest.TheDotIsAlwaysPut).

@@ -57,8 +57,9 @@ public:
   // The file's own path, whether or not it is a link.
   LightweightString<wchar_t> getLinkFileName() const;
   // Makes that file a link to the linked name, as MaterialLink::createLink. Refused, with 0: a link
-  // to itself, which is what the linked name of media says, and one that leads nowhere in place of
-  // anything, as long as it is not known that nothing is there.
+  // to itself, which is what the linked name of media says, one that leads nowhere in place of
+  // anything, as long as it is not known that nothing is there, and, with eOsNotFound as the error,
+  // any of a file whose drive is not registered.
   unsigned createLinkFile(bool replace) const;
   // Where the link leads. The first to have read it keeps it for all; one who reads at the same
   // time gets what he read himself.
