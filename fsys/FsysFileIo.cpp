@@ -33,10 +33,10 @@ OpenMode openMode(uint32_t flags, bool network) {
 }
 
 // What a link says is somebody else's text: without a folder of its own it would be looked for, and
-// made, wherever this process happens to be.
+// made, wherever this process happens to be. So would what is served to those who ask for it
+// themselves: a link is followed on the disk.
 bool isWholePath(const LightweightString<wchar_t>& path) {
-  iFileManager* files = OS()->getFileManager();
-  return (!path.empty() && path.view().front() == files->getSeparator()) || files->isServed(path);
+  return path.view().starts_with(OS()->getFileManager()->getSeparator());
 }
 
 uint32_t remember(uint32_t error) {

@@ -82,7 +82,8 @@ TEST_F(FsysLinkTest, ALinkThatLeadsNowhereIsNotFound) {
 
 TEST_F(FsysLinkTest, ALinkWhoseTargetHasNoFolderOfItsOwnIsRefused) {
   for (const wchar_t* target : {L"clip.mov", L"./clip.mov", L"../far/clip.mov", L"far/clip.mov",
-                                L"\\\\STATION\\media\\clip.mov", L" /far/clip.mov"}) {
+                                L"\\\\STATION\\media\\clip.mov", L" /far/clip.mov", L"mem:clip.mov",
+                                L"mem:/far/clip.mov", L"mem:"}) {
     for (bool isThere : {false, true}) {
       if (isThere) os_->files().addFile(target, patternBytes(2000));
       link(target);
