@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "fsys/FsysDirectoryEntry.h"
+#include "fsys/LinkTarget.h"
 #include "platform/Check.h"
 #include "platform/OS.h"
 
@@ -16,8 +17,11 @@ uint32_t statusOf(bool isThere) {
   return isThere ? MediaFileInfo::ePresent : MediaFileInfo::eMissing;
 }
 
-bool exists(const Text& path) {
-  return OS()->getFileManager()->exists(MaterialLink::localTarget(path));
+// `path`: the file's own, or where it leads as a link.
+bool exists(const MediaFileInfo& file, const Text& path) {
+  const Text local = MaterialLink::localTarget(path);
+  const bool isNamed = hasOwnFolder(local) || path == file.getLinkFileName();
+  return isNamed && OS()->getFileManager()->exists(local);
 }
 
 }  // namespace
@@ -37,7 +41,7 @@ MediaFileInfo FsysDirectoryEntry::probedHighRes() const {
   MediaFileInfo file = highResFile();
   if (file.getStatus() != MediaFileInfo::eNotProbed) return file;
   const bool isFile = file.getSize() == MaterialLink::kBytes || isPresent(file);
-  file.setStatus(statusOf(isFile && exists(file.getPhysicalFilename(false))));
+  file.setStatus(statusOf(isFile && exists(file, file.getPhysicalFilename(false))));
   keepHighRes(file);
   return file;
 }
@@ -51,7 +55,7 @@ void FsysDirectoryEntry::probeProxies() const {
   copyProxyFiles(files);
   for (MediaFileInfo& file : files) {
     if (!isUnprobed(file)) continue;
-    file.setStatus(statusOf(exists(file.readLinkedFilename())));
+    file.setStatus(statusOf(exists(file, file.readLinkedFilename())));
     keepProxy(file);
   }
 }

@@ -8,6 +8,7 @@
 #include "fsys/Fsys.h"
 #include "fsys/FsysFile.h"
 #include "fsys/HolderCapacity.h"
+#include "fsys/LinkTarget.h"
 #include "fsys/MaterialLink.h"
 #include "fsys/ResultCodes.h"
 #include "fsys/ServedTransfer.h"
@@ -32,13 +33,6 @@ OpenMode openMode(uint32_t flags, bool network) {
   return eOpenDirect;
 }
 
-// What a link says is somebody else's text: without a folder of its own it would be looked for, and
-// made, wherever this process happens to be. So would what is served to those who ask for it
-// themselves: a link is followed on the disk.
-bool isWholePath(const LightweightString<wchar_t>& path) {
-  return path.view().starts_with(OS()->getFileManager()->getSeparator());
-}
-
 uint32_t remember(uint32_t error) {
   OsAtomics::store(FsysError, error);
   return error;
@@ -56,7 +50,7 @@ uint32_t FsysFile::LowLevelOpen(const LightweightString<wchar_t>& path, uint32_t
     LightweightString<wchar_t> resolved;
     // Only a link that cannot be read leaves nothing to open, and has said why.
     bool isLink = MaterialLink::getLinkedFilename(path, resolved);
-    if (isLink && !resolved.empty() && !isWholePath(resolved)) return eOsInvalid;
+    if (isLink && !resolved.empty() && !hasOwnFolder(resolved)) return eOsInvalid;
     if (isLink || !resolved.empty())
       file_ = files->openMedia(resolved, flags, write, disposition, openMode(flags, network));
     if (file_ && file_->isOpen()) return eResultOk;

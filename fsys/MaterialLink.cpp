@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "fsys/DiskManager.h"
+#include "fsys/LinkTarget.h"
 #include "fsys/ResultCodes.h"
 #include "platform/Check.h"
 #include "platform/OS.h"
@@ -190,7 +191,9 @@ Path MaterialLink::resolveLink(const MaterialFilename& name) {
 
 bool MaterialLink::linkedFileExists(const MaterialFilename& name) {
   Path target;
-  return getLinkedFilename(name.getOsPath(), target) && files()->exists(localTarget(target));
+  if (!getLinkedFilename(name.getOsPath(), target)) return false;
+  const Path local = localTarget(target);
+  return hasOwnFolder(local) && files()->exists(local);
 }
 
 // Behind the share's name the path has this system's separators.

@@ -282,19 +282,29 @@ TEST_F(FsysDirectoryEntryLinkedFolderTest, AFolderOfAShareMayHaveABackslashOfIts
 // Not converted then: it is compared as it stands.
 TEST_F(FsysDirectoryEntryLinkedFolderTest, BesideALinkWithANetworkNameTheTargetStaysAsItStands) {
   serve(L"\\\\STATION\\media", L"/m/Material/");
-  for (const wchar_t* folder : {L"\\\\STATION\\media/", L"\\\\STATION\\media\\/"}) {
+  const Text own = L"\\\\STATION\\media\\/a.mov";
+  const Text inside = L"\\\\STATION\\media\\/clip/a.mxf";
+  const Text here = MaterialLink::localTarget(inside);
+  addLinkFile(own, inside);
+  for (const Text& media : {inside, here, Text(L"/m/Material/clip/a.mxf")}) files().addFile(media);
+  EXPECT_EQ(entry_.deleteFile(MaterialFilename(DriveId(), own)), 1u);
+  EXPECT_FALSE(isThere(inside));
+  EXPECT_TRUE(isThere(here));
+  EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf"));
+  expectCanaries();
+}
+
+// Such a target is as good as missing, even below the link's own folder.
+TEST_F(FsysDirectoryEntryLinkedFolderTest, ATargetWithoutAFolderOfItsOwnTakesNothingAlong) {
+  for (const wchar_t* folder : {L"\\\\STATION\\media/", L"Material/", L"./"}) {
     const Text own = Text(folder) + L"a.mov";
     const Text inside = Text(folder) + L"clip/a.mxf";
-    const Text here = MaterialLink::localTarget(inside);
     addLinkFile(own, inside);
-    for (const Text& media : {inside, here, Text(L"/m/Material/clip/a.mxf")})
-      files().addFile(media);
+    files().addFile(inside);
     EXPECT_EQ(entry_.deleteFile(MaterialFilename(DriveId(), own)), 1u);
-    EXPECT_FALSE(isThere(inside));
-    EXPECT_EQ(isThere(here), here != inside);
-    EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf"));
+    EXPECT_FALSE(isThere(own));
+    EXPECT_TRUE(isThere(inside));
   }
-  expectCanaries();
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Files under "slow:": whoever asks for one lets something happen first.
+// Files under "/slow/": whoever asks for one lets something happen first.
 struct SlowProvider : iFileProvider {
   Qv::Ptr<iFile> open(const LightweightString<wchar_t>&, unsigned flags, bool) override {
     happen();
@@ -33,13 +33,13 @@ protected:
   FsysDirectoryEntryMeanwhileTest() : slow_(new SlowProvider) {
     files().addFile(L"/n/there.mov", std::vector<unsigned char>(700));
     slow_->content = L"/n/there.mov";
-    files().registerProvider(L"slow:", slow_);
+    files().registerProvider(L"/slow/", slow_);
   }
   // A link whose target is slow to tell whether it is there.
-  MediaFileInfo slowLink(const Text& path) { return link(path, L"slow:there.mov"); }
+  MediaFileInfo slowLink(const Text& path) { return link(path, L"/slow/there.mov"); }
   // A file that is slow itself.
   static MediaFileInfo slowFile(unsigned long bytes) {
-    return {MaterialFilename(DriveId(), L"slow:a.mov"), bytes};
+    return {MaterialFilename(DriveId(), L"/slow/a.mov"), bytes};
   }
 
   Qv::Ptr<SlowProvider> slow_;
@@ -54,7 +54,7 @@ TEST_F(FsysDirectoryEntryMeanwhileTest, WhileADiskIsSlowTheEntryCanBeAskedAndCha
     addProxy(info(L"/Material/a.A0.proxy.360.mov"));
     ++happened;
   };
-  EXPECT_EQ(entry_.findFileForCookie(DecodeFormat(eHighRes)), L"slow:there.mov");
+  EXPECT_EQ(entry_.findFileForCookie(DecodeFormat(eHighRes)), L"/slow/there.mov");
   EXPECT_EQ(happened, 1u);
   EXPECT_TRUE(entry_.hasProxies());
 }
@@ -112,7 +112,7 @@ TEST_F(FsysDirectoryEntryMeanwhileTest, ProxiesThatComeWithEveryLookDoNotKeepItB
 TEST_F(FsysDirectoryEntryMeanwhileTest, AProxyThatGoesWhileItIsLookedForStaysGone) {
   addProxy(slowLink(L"/Material/a.A0.proxy.360.mov"));
   addProxy(media(L"/Material/a.A0.proxy.720.mov"));
-  slow_->meanwhile = [this] { entry_.removeProxyFile(L"slow:there.mov"); };
+  slow_->meanwhile = [this] { entry_.removeProxyFile(L"/slow/there.mov"); };
   EXPECT_EQ(entry_.updateStatus(eProxy), 2u);
   EXPECT_EQ(proxies(), Texts{"/Material/a.A0.proxy.720.mov"});
 }

@@ -50,6 +50,38 @@ TEST_F(FsysDirectoryEntryStatusTest, ANetworkNameOfAShareHereIsLookedForWhereItL
   EXPECT_EQ(entry_.getLinkedFilename(), target) << "as it stands";
 }
 
+TEST_F(FsysDirectoryEntryStatusTest, ALinkWhoseTargetHasNoFolderOfItsOwnIsMissing) {
+  for (const wchar_t* target :
+       {L"there.mov", L"./there.mov", L"../n/there.mov", L"n/there.mov", L"C:\\there.mov",
+        L"\\\\OTHER\\media\\there.mov", L"mem:there.mov"}) {
+    SCOPED_TRACE(toUTF8(target).c_str());
+    files().addFile(target);
+    ASSERT_TRUE(files().openServed(L"mem:there.mov", iFileManager::eFlagWrite, true));
+    FsysDirectoryEntry entry;
+    entry.addFile(kCookie, link(L"/Material/a.mov", target));
+    entry.addProxyFile(link(L"/Material/a.A0.proxy.360.mov", target));
+    EXPECT_EQ(entry.updateStatus(eHighRes), 1u);
+    EXPECT_EQ(entry.updateStatus(eProxy), 0u);
+    EXPECT_EQ(entry.getProxyFiles().front().getStatus(), 1u);
+    EXPECT_EQ(entry.getLinkedFilename(), target) << "as it stands";
+    EXPECT_EQ(entry.getProxyFiles().front().readLinkedFilename(), target);
+    entry.addFile(kCookie, MediaFileInfo(name(L"/Material/a.mov"), target, 512));
+    EXPECT_EQ(entry.updateStatus(eHighRes), 1u) << "known without a look at the link";
+  }
+}
+
+TEST_F(FsysDirectoryEntryStatusTest, AFileThatIsNoLinkNeedsNoFolderOfItsOwn) {
+  write(L"there.mov", "RIFF" + std::string(508, 'x'));
+  ASSERT_TRUE(files().openServed(L"mem:there.mov", iFileManager::eFlagWrite, true));
+  entry_.addFile(kCookie, MediaFileInfo(MaterialFilename(DriveId(), L"there.mov"), 512));
+  for (const wchar_t* path : {L"there.mov", L"mem:there.mov"})
+    addProxy(MediaFileInfo(MaterialFilename(DriveId(), path), 1000));
+  EXPECT_EQ(entry_.updateStatus(eHighRes), 2u);
+  entry_.updateStatus(eProxy);
+  EXPECT_EQ(entry_.getProxyFiles().front().getStatus(), 2u);
+  EXPECT_EQ(entry_.getProxyFiles().back().getStatus(), 2u);
+}
+
 TEST_F(FsysDirectoryEntryStatusTest, ALinkThatCannotBeReadIsMissing) {
   add(info(L"/Material/a.mov", 512));
   files().addFile(L"/m/Material/a.mov", std::vector<unsigned char>(512, 0));

@@ -446,6 +446,20 @@ TEST_F(MaterialLinkTest, ANetworkNameOfAShareHereIsLookedForWhereItLies) {
     EXPECT_EQ(MaterialLink::localTarget(other), other);
 }
 
+TEST_F(MaterialLinkTest, ATargetWithoutAFolderOfItsOwnIsAsGoodAsMissing) {
+  const MaterialFilename name(DriveId(), kLink);
+  for (const wchar_t* target :
+       {L"clip.mov", L"./clip.mov", L"../far/clip.mov", L"m", L" /far/a.mov", L"C:\\clip.mov",
+        L"\\\\OTHER\\media\\clip.mov", L"mem:clip.mov"}) {
+    write(target, "");
+    EXPECT_TRUE(files().openServed(L"mem:clip.mov", iFileManager::eFlagWrite, true));
+    EXPECT_EQ(create(true, target), 1u);
+    expectTarget(target);
+    EXPECT_EQ(MaterialLink::resolveLink(name), target) << "as it stands";
+    EXPECT_FALSE(MaterialLink::linkedFileExists(name)) << toUTF8(target).c_str();
+  }
+}
+
 RC_GTEST_PROP(MaterialLinkPropertyTest, AnyTargetBelow511BytesComesBack, ()) {
   auto byte = rc::gen::inRange(1, 256);
   auto bytes = *rc::gen::scale(5.0, rc::gen::container<std::vector<int>>(byte));

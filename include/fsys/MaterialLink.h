@@ -38,7 +38,9 @@ public:
                                 LightweightString<wchar_t>& result);
   // What getLinkedFilename gives for the file's path, whether or not it is a link.
   static LightweightString<wchar_t> resolveLink(const MaterialFilename& name);
-  // Whether the file is a link to something that exists here (localTarget).
+  // Whether the file is a link to something that exists here (localTarget). A target that does not
+  // begin at the root of all counts as missing, and the engine does not open it: it would be
+  // another file wherever this process happens to be.
   static bool linkedFileExists(const MaterialFilename& name);
   // Where a target lies on this machine: the network name of a file in one of its shares is the
   // path of that file; anything else stays as it stands.

@@ -10,6 +10,7 @@
 
 #include "fsys/FsysDirectoryEntry.h"
 #include "fsys/MaterialLink.h"
+#include "platform/OS.h"
 #include "tests/integration/CatalogueFixture.h"
 #include "tests/support/MountedFolder.h"
 
@@ -154,6 +155,20 @@ TEST_F(CatalogueLinksTest, WhatIsHeldOfADriveThatWentIsStillWhole) {
   EXPECT_EQ(entry->fileSize(), size);
 }
 
+// The folder in which the process is, for a scope.
+class WorkingFolder {
+public:
+  explicit WorkingFolder(const std::string& folder) : before_(std::filesystem::current_path()) {
+    std::filesystem::current_path(folder);
+  }
+  ~WorkingFolder() { std::filesystem::current_path(before_); }
+  WorkingFolder(const WorkingFolder&) = delete;
+  WorkingFolder& operator=(const WorkingFolder&) = delete;
+
+private:
+  const std::filesystem::path before_;
+};
+
 // Where nothing should lead ----------------------------------------------------------------------
 
 TEST_F(CatalogueLinksTest, ALinkToALinkIsFollowedOnceByTheCatalogueAndOnceByTheEngine) {
@@ -177,8 +192,8 @@ TEST_F(CatalogueLinksTest, ALinkToItselfIsAFileOf512Bytes) {
 }
 
 TEST_F(CatalogueLinksTest, ALinkToAFolderDoesNotOpen) {
-  for (const std::string& target : {drive_, drive_ + "/Material/..", std::string(".."),
-                                    std::string("/"), std::string("/dev/null")}) {
+  for (const std::string& target :
+       {drive_, drive_ + "/Material/..", std::string("/"), std::string("/dev/null")}) {
     const std::string path = link(target);
     ASSERT_TRUE(add(drive_));
     EXPECT_EQ(find(kPicture), target) << "something is there";
@@ -186,6 +201,36 @@ TEST_F(CatalogueLinksTest, ALinkToAFolderDoesNotOpen) {
     EXPECT_FALSE(opens(find(kPicture))) << target;
     ASSERT_TRUE(remove(drive_));
   }
+}
+
+// It would be another file, wherever the process happens to be.
+TEST_F(CatalogueLinksTest, ALinkWithoutAFolderOfItsOwnIsMissingWhereverTheProcessIs) {
+  const std::string here = madeFolder("here");
+  const WorkingFolder working(here);
+  const std::string targets[] = {"media.mov",         "./media.mov", "sub/media.mov",
+                                 "../here/media.mov", "..",          "mem:media.mov"};
+  madeFolder("here/sub");
+  for (const char* file : {"/media.mov", "/sub/media.mov", "/mem:media.mov"})
+    write(here + file, "media");
+  ASSERT_TRUE(OS()->getFileManager()->openServed(L"mem:media.mov", 2, true));
+  const auto before = treeOf(here);
+  for (const std::string& target : targets) {
+    SCOPED_TRACE(target);
+    const std::string path = link(target);
+    ASSERT_TRUE(add(drive_));
+    EXPECT_EQ(find(kPicture), "");
+    EXPECT_EQ(SystemCache::updateStatus(cookie(kPicture), 1), 1u);
+    const MaterialFilename name = SystemCache::find(cookie(kPicture));
+    EXPECT_FALSE(MaterialLink::linkedFileExists(name));
+    EXPECT_EQ(MaterialLink::resolveLink(name), wide(target)) << "the text as it stands";
+    EXPECT_FALSE(opens(path));
+    FsysFile* file = nullptr;
+    EXPECT_EQ(FsysOpen(&file, wide(path), 0, 2, nullptr), 0u);
+    EXPECT_TRUE(SystemCache::removeFile(cookie(kPicture), false, 3));
+    EXPECT_EQ(treeOf(here), before);
+    ASSERT_TRUE(remove(drive_));
+  }
+  OS()->getFileManager()->deleteFile(L"mem:media.mov");
 }
 
 TEST_F(CatalogueLinksTest, ALinkThroughASymbolicLinkPlaysWhatLiesBehindIt) {
