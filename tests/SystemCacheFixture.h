@@ -22,10 +22,17 @@ struct SystemCachePeer {
     SharedCriticalSectionLock lock(SystemCache::lock_);
     SystemCache::files_.put(cookie, entry);
   }
-  // Whether somebody holds the lock: a reader would have to wait for it.
+  // Whether somebody holds the lock or reads under it.
   static bool isLocked() {
+    if (!isOpenToReaders() || !SystemCache::lock_.tryEnter()) return true;
+    SystemCache::lock_.leave();
+    return false;
+  }
+
+private:
+  static bool isOpenToReaders() {
     SharedCriticalSectionRead read(SystemCache::lock_);
-    return !read.isBesideOthers();
+    return read.isBesideOthers();
   }
 };
 

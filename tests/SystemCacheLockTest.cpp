@@ -1,5 +1,6 @@
 // What is done while the catalogue's lock is held, and what before.
 
+#include "platform/fake/FakeErrors.h"
 #include "tests/SystemCacheFixture.h"
 
 namespace {
@@ -78,10 +79,70 @@ TEST_F(SystemCacheLockTest, OfAFolderOfOlderProxiesEachFileIsAskedAboutOnceAndBe
     EXPECT_TRUE(SystemCache::findEntryForCookie(other)->hasHighRes()) << "no file has its name";
 }
 
-TEST_F(SystemCacheLockTest, HowLargeAFileIsIsAskedBeforeTheLock) {
-  watch(L"/m/Material/a.mov");
-  SystemCache::addFile(kVision, MaterialFilename(DriveId('1'), L"/Material/a.mov"), true);
+// One entry ---------------------------------------------------------------------------------------
+
+TEST_F(SystemCacheLockTest, TheFilesOfAnEntryAreLookedForWithoutTheLock) {
+  watch(L"watched:");
+  for (const Cookie& cookie : {kVision, kOther})
+    SystemCache::addFile(
+        cookie, MediaFileInfo({DriveId('1'), L"/Material/a.mov"}, L"watched:a", 512), false);
+  SystemCache::updateStatus(kVision, 1);
   notesAre("free ");
+  Text path;
+  EXPECT_TRUE(SystemCache::findFileForCookie(kOther, path, DecodeFormat(eHighRes)));
+  EXPECT_EQ(path, L"watched:a");
+  notesAre("free ");
+}
+
+TEST_F(SystemCacheLockTest, LinksOfAShotAreReadWithoutTheLock) {
+  watch(L"watched:");
+  SystemCache::addFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, 512), false);
+  Vector<Text> files;
+  SystemCache::getFilesForShot(kVision, files);
+  notesAre("free ");
+  EXPECT_EQ(files.size(), 1u);
+}
+
+TEST_F(SystemCacheLockTest, TheSizesOfAShotAreAskedForWithoutTheLock) {
+  watch(L"watched:");
+  SystemCache::addFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, 1), false);
+  SystemCache::getShotFileSize(kVision);
+  notesAre("free ");
+}
+
+TEST_F(SystemCacheLockTest, WhereProxiesLeadIsReadWithoutTheLockWhenOneIsRemoved) {
+  watch(L"watched:");
+  SystemCache::addProxyFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, 512));
+  SystemCache::removeProxyFile(kVision, info(L"/Material/b.mov"));
+  notesAre("free ");
+  SystemCache::removeProxyFile(kVision, MediaFileInfo({DriveId(), L"watched:b"}, 512));
+  notesAre("free ");
+}
+
+TEST_F(SystemCacheLockTest, AProxyThatCannotBeRenamedIsReportedWithoutTheLock) {
+  SystemCache::addProxyFile(kVision, info(L"/Material/a.A0.proxy.1.mov"));
+  DiagnosticSinks sinks;
+  std::string notes;
+  sinks.out = [&notes](const std::string&) { WatchedFiles::note(notes); };
+  const DiagnosticSinks before = setDiagnosticSinks(sinks);
+  EXPECT_FALSE(SystemCache::renameProxyFile(kVision, L"/none", L"/m/b.mov"));
+  setDiagnosticSinks(before);
+  EXPECT_EQ(notes, "free ");
+}
+
+TEST_F(SystemCacheLockTest, WhereALinkLeadsIsReadWithoutTheLockWhenItsDriveChanges) {
+  watch(L"watched:");
+  SystemCache::addFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, 512), false);
+  EXPECT_TRUE(SystemCache::updateLinks(kVision, DriveId('1')));
+  notesAre("free ");
+}
+
+TEST_F(SystemCacheLockTest, LinksAreWrittenWithoutTheLock) {
+  watch(L"watched:");
+  SystemCache::addFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, L"/n/a.mov", 512), false);
+  os_->faults().fail(FaultPlan::eWrite, eOsIoError);
+  EXPECT_TRUE(SystemCache::realiseLinks(kVision));
+  EXPECT_EQ(watched_->removed, "free ") << "what could not be written whole";
 }
 
 // Lines and deletions -----------------------------------------------------------------------------
