@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fsys/SystemCache.h"
-#include "tests/StorageFixture.h"
+#include "tests/SystemCacheFixture.h"
 
 namespace {
 
@@ -44,6 +43,27 @@ TEST_F(ScanTallyTest, ItGoesOnFromScanToScanUntilTheCatalogueIsEmptied) {
   SystemCache::invalidate();
   EXPECT_EQ(SystemCache::getScanTally().folders, 0u);
   EXPECT_EQ(SystemCache::getScanTally().seen, 0u);
+}
+
+TEST_F(ScanTallyTest, TheTimeIsThatOfListingAndCataloguingOfAllScans) {
+  files().addFile(L"/m/Material/V4K7Q2M9A00.mov", std::vector<unsigned char>(1));
+  scan();
+  EXPECT_EQ(SystemCache::getScanTally().time_ms, 0) << "the clock stands still";
+  DiagnosticSinks sinks;
+  sinks.log = [this](const std::string& line) {
+    if (line.starts_with("augmented")) os_->clock().step(0.5);
+  };
+  const DiagnosticSinks before = setDiagnosticSinks(sinks);
+  SystemCachePeer::setDebug(1);
+  scan();
+  SystemCachePeer::setDebug(0);
+  setDiagnosticSinks(before);
+  EXPECT_EQ(SystemCache::getScanTally().time_ms, 0.5);
+  files().setDrive(L"/m/", {.silent = true});
+  scan();
+  EXPECT_EQ(SystemCache::getScanTally().time_ms, 1500.5) << "and the drive's patience";
+  SystemCache::invalidate();
+  EXPECT_EQ(SystemCache::getScanTally().time_ms, 0);
 }
 
 }  // namespace

@@ -220,6 +220,23 @@ TEST_F(SystemCacheScanTest, ALocationsPictureIsScannedBeforeItsSoundAndBothAreSa
             (Texts{"Added media location : /m/Material/\n", "Added media location : /m/Sound/\n"}));
 }
 
+TEST_F(SystemCacheScanTest, ALocationIsSaidWhenBothItsFoldersAreScanned) {
+  SystemCachePeer::setDebug(1);
+  Texts all;
+  DiagnosticSinks sinks;
+  sinks.log = sinks.logBoth = [&all](const std::string& line) {
+    if (line != kRule) all.push_back(line);
+  };
+  const DiagnosticSinks before = setDiagnosticSinks(sinks);
+  SystemCache::addMediaLocation(DriveId('1'));
+  setDiagnosticSinks(before);
+  EXPECT_EQ(all,
+            (Texts{"SystemCache::addDirectory( /m/Material/*.* )\n", "Num files 0\n",
+                   "Time taken (0.0ms)\n", "SystemCache::addDirectory( /m/Sound/*.* )\n",
+                   "Num files 0\n", "Time taken (0.0ms)\n", "Added media location : /m/Material/\n",
+                   "Added media location : /m/Sound/\n"}));
+}
+
 TEST_F(SystemCacheScanTest, ALocationIsSaidWithoutFoldersAndWithoutTheDebugKeyToo) {
   files().removeFolder(L"/m/Material");
   files().removeFolder(L"/m/Sound");
