@@ -141,6 +141,39 @@ TEST_F(SystemCacheLookUpTest, UpdatingTheLinksMovesTheFileToTheDrive) {
   EXPECT_EQ(SystemCache::find(kVision).getDrive(), DriveId('2'));
 }
 
+TEST_F(SystemCacheLookUpTest, LinksThatAreRealisedAreToldWhenThereIsAFileToOpen) {
+  writeDown();
+  put(L"/m/Material/a.mov", 512);
+  add(kVision, L"/Material/a.mov", 512);
+  ASSERT_TRUE(SystemCache::findEntryForCookie(kVision)->hasHighRes());
+  EXPECT_TRUE(SystemCache::realiseLinks(kVision));
+  EXPECT_EQ(messages_, Texts{}) << "the link leads nowhere";
+  SystemCache::addFile(kOther, info(L"/Material/a.mov", 1000, DriveId()), false);
+  ASSERT_FALSE(SystemCache::findEntryForCookie(kOther)->hasHighRes());
+  EXPECT_TRUE(SystemCache::realiseLinks(kOther));
+  EXPECT_EQ(messages_, Texts{"SysCacheAdd VZZZZZZZZ00"}) << "without a drive there is a path";
+}
+
+// Proxies -------------------------------------------------------------------------------------
+
+TEST_F(SystemCacheLookUpTest, WhatIsAddedAsAProxyIsOneWhateverItIs) {
+  add(kVision, L"/Material/a.mov");
+  for (const Cookie& cookie : {kVision, kOther}) {
+    SystemCache::addProxyFile(cookie, info(L"/Material/b.mov"));
+    EXPECT_EQ(proxiesOf(cookie), Texts{"/Material/b.mov"});
+    EXPECT_EQ(SystemCache::findEntryForCookie(cookie)->hasHighRes(), cookie == kVision);
+  }
+  EXPECT_EQ(pathOf(kVision), "/Material/a.mov");
+}
+
+TEST_F(SystemCacheLookUpTest, OfTheSoundOfWhatIsAddedAsAProxyThereIsNoEntry) {
+  add(kVision, L"/Material/a.mov");
+  for (const Cookie& cookie : {kVision, kOther})
+    SystemCache::addProxyFile(cookie, info(L"/Material/a.A2.proxy.360.mov"));
+  EXPECT_EQ(catalogued(), (Cookies{"V4K7Q2M9A00", "VZZZZZZZZ00"}));
+  EXPECT_EQ(proxiesOf(kVision).size(), 1u);
+}
+
 // By the kind of a channel --------------------------------------------------------------------
 
 TEST_F(SystemCacheLookUpTest, TheDriveOfThePictureIsThatOfVisionChannel0) {

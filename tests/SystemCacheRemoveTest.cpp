@@ -59,6 +59,14 @@ TEST_F(SystemCacheRemoveTest, HighResolutionGoesWithTheEntryThatHasNoProxies) {
   EXPECT_EQ(left(), "-");
 }
 
+TEST_F(SystemCacheRemoveTest, HighResolutionGoesWithTheEntryThatHasNoFileAtAll) {
+  SystemCache::addProxyFile(kVision, info(kProxy));
+  SystemCache::removeProxyFile(kVision, info(kProxy));
+  ASSERT_EQ(left(), "+");
+  EXPECT_TRUE(remove(1));
+  EXPECT_EQ(left(), "-");
+}
+
 TEST_F(SystemCacheRemoveTest, ProxiesGoWithoutTheEntryWhileItHasAFileOfHighResolution) {
   writeDown();
   addBoth();
@@ -248,6 +256,14 @@ TEST_F(SystemCacheRemoveTest, RemovingAProxyForgetsItAndLeavesItOnTheDisk) {
   EXPECT_EQ(proxiesOf(kVision), Texts{});
   EXPECT_EQ(left(), "p+") << "the entry stays too";
   EXPECT_EQ(messages_, Texts{});
+}
+
+TEST_F(SystemCacheRemoveTest, ALinkedProxyIsForgottenByWhereItLeads) {
+  const MediaFileInfo linked({DriveId('1'), kProxy}, L"/n/p.mov", 512);
+  SystemCache::addProxyFile(kVision, linked);
+  SystemCache::addProxyFile(kVision, info(L"/Material/b.A0.proxy.360.mov"));
+  SystemCache::removeProxyFile(kVision, linked);
+  EXPECT_EQ(proxiesOf(kVision), Texts{"/Material/b.A0.proxy.360.mov"});
 }
 
 TEST_F(SystemCacheRemoveTest, RenamingIsNotSupported) {

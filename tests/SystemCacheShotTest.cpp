@@ -117,6 +117,15 @@ TEST_F(SystemCacheShotTest, WhatIsFoundIsAppended) {
   EXPECT_EQ(names.size(), 2u);
 }
 
+TEST_F(SystemCacheShotTest, OfALinkTheFileIsItsTargetAsItStands) {
+  const MaterialFilename name(DriveId('1'), L"/Material/a.mov");
+  SystemCache::addFile(kVision, MediaFileInfo(name, L"/n/./clips/../a.mov", 512), false);
+  Vector<Text> files;
+  SystemCache::getFilesForShot(kVision, files);
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_EQ(files[0], L"/n/./clips/../a.mov");
+}
+
 TEST_F(SystemCacheShotTest, AShotsSizeIsThatOfItsFilesOnTheDisk) {
   addChannels(eCookieVision, 0, 1);
   addChannels(eCookieSound, 1, 1);
