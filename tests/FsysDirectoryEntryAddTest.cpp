@@ -49,6 +49,14 @@ TEST_F(FsysDirectoryEntryAddTest, ALinkNeverTakesThePlaceOfRealMedia) {
   EXPECT_EQ(proxies(), Texts());
 }
 
+TEST_F(FsysDirectoryEntryAddTest, TheSizeAloneSaysWhatIsRealMedia) {
+  add(MediaFileInfo(MaterialFilename(DriveId(), L"/Material/a.mov"), 1000));
+  ASSERT_FALSE(entry_.hasHighRes());
+  add(info(L"/Material/b.mov", 512));
+  EXPECT_EQ(entry_.fileSize(), 1000u);
+  EXPECT_FALSE(entry_.hasHighRes());
+}
+
 TEST_F(FsysDirectoryEntryAddTest, ALinkTakesThePlaceOfALinkAndOfASmallerFile) {
   add(info(L"/Material/a.mov", 511));
   add(info(L"/Material/b.mov", 512));

@@ -196,7 +196,8 @@ TEST_F(FsysDirectoryEntryLinkedFolderTest, ALinkThatLiesElsewhereThanItsPathSays
   const MaterialFilename doubled = name(L"//Material///c.mov");
   // On a disk both are one name.
   addLinkFile(doubled.getOsPath(), L"/m/Material/clip/a.mxf");
-  addLinkFile(L"/m/Material/c.mov", L"/m/Material/clip/a.mxf");
+  for (const wchar_t* path : {L"/m/Material/a.mov", L"/m/Material/b.mov", L"/m/Material/c.mov"})
+    addLinkFile(path, L"/m/Material/clip/a.mxf");
   EXPECT_EQ(entry_.deleteFile(name(L"/Material/door/../a.mov")), 1u);
   EXPECT_EQ(entry_.deleteFile(name(L"/Material/./b.mov")), 1u);
   EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf"));

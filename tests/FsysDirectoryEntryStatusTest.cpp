@@ -140,6 +140,13 @@ TEST_F(FsysDirectoryEntryStatusTest, AProxyThatIsALinkIsThereWhenItsTargetIs) {
   EXPECT_EQ(entry_.getProxyFiles().back().getStatus(), 1u);
 }
 
+TEST_F(FsysDirectoryEntryStatusTest, AProxyIsLookedForByItsLinkedNameWhateverItsSize) {
+  const MediaFileInfo own = media(L"/Material/a.A0.proxy.720.mov", 700);
+  addProxy(MediaFileInfo(own.getMaterialFilename(), L"/n/away.mov", 700));
+  EXPECT_EQ(entry_.updateStatus(eProxy), 0u);
+  EXPECT_EQ(entry_.getProxyFiles().front().getStatus(), 1u);
+}
+
 // Both -------------------------------------------------------------------------------------------
 
 TEST_F(FsysDirectoryEntryStatusTest, OfBothAnEmptyEntryMissesNothing) {

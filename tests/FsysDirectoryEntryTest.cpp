@@ -86,6 +86,11 @@ TEST_F(FsysDirectoryEntryTest, OfALinkTheNameIsTheTargetsAndTheLinkFilesNameItsO
   EXPECT_EQ(entry_.getLinkedFilename(), L"/n/./clips/../b.mxf");
 }
 
+TEST_F(FsysDirectoryEntryTest, TheNameIsTheLastPartOfWhereALinkLeadsWithoutDots) {
+  add(link(L"/Material/a.mov", L"/n/clips/b/.."));
+  EXPECT_EQ(entry_.getName(), L"clips");
+}
+
 TEST_F(FsysDirectoryEntryTest, OfAFileThatIsNoLinkTheLinkedNameIsItsOwn) {
   add(media(L"/Material/a.mov"));
   EXPECT_EQ(entry_.getLinkedFilename(), L"/m/Material/a.mov");
@@ -282,7 +287,8 @@ TEST_F(FsysDirectoryEntryUpdateLinksTest, TheDriveIsReplacedAndNothingElse) {
   EXPECT_EQ(entry_.primaryFilename().getPath(), L"/Material/a.mov");
   EXPECT_EQ(entry_.fileSize(), 512u);
   EXPECT_EQ(entry_.getLinkedFilename(), L"/n/away.mov");
-  EXPECT_EQ(entry_.updateStatus(eHighRes), 1u);
+  files().addFile(L"/n/away.mov");
+  EXPECT_EQ(entry_.updateStatus(eHighRes), 1u) << "what was found out stays";
   EXPECT_EQ(diagnostics_.outText(), "");
 }
 
