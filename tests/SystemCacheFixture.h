@@ -28,6 +28,13 @@ struct SystemCachePeer {
     SystemCache::lock_.leave();
     return false;
   }
+  // False, and nothing is forgotten, when somebody holds the lock or reads under it.
+  static bool tryInvalidate() {
+    if (!SystemCache::lock_.tryEnter()) return false;
+    SystemCache::invalidate();
+    SystemCache::lock_.leave();
+    return true;
+  }
 
 private:
   static bool isOpenToReaders() {
