@@ -116,15 +116,15 @@ TEST_F(SystemCacheLockTest, OfAFolderOfOlderProxiesEachFileIsAskedAboutOnceAndBe
 // One entry ---------------------------------------------------------------------------------------
 
 TEST_F(SystemCacheLockTest, TheFilesOfAnEntryAreLookedForWithoutTheLock) {
-  watch(L"watched:");
+  watch(L"/n/watched");
   for (const Cookie& cookie : {kVision, kOther})
     SystemCache::addFile(
-        cookie, MediaFileInfo({DriveId('1'), L"/Material/a.mov"}, L"watched:a", 512), false);
+        cookie, MediaFileInfo({DriveId('1'), L"/Material/a.mov"}, L"/n/watched", 512), false);
   SystemCache::updateStatus(kVision, 1);
   notesAre("free ");
   Text path;
   EXPECT_TRUE(SystemCache::findFileForCookie(kOther, path, DecodeFormat(eHighRes)));
-  EXPECT_EQ(path, L"watched:a");
+  EXPECT_EQ(path, L"/n/watched");
   notesAre("free ");
 }
 
