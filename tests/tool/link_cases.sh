@@ -178,6 +178,44 @@ case_a_proxys_name_is_made_and_read() {
   tells "is no proxy"
 }
 
+case_numbers_are_decimal() {
+  expect 0 proxy name clip.mov mov 0720 010
+  [ "$(cat out)" = clip.A10.proxy.720.mov ] || { cat out; fail "another name"; }
+  expect 0 proxy name clip.mov mov 08 000
+  [ "$(cat out)" = clip.A0.proxy.8.mov ] || { cat out; fail "another name"; }
+  local number
+  for number in 0x10 0X10 0b11 0o17 1e2 5.0 "1'0" ' 5' '5 ' +5 ''; do
+    expect 2 proxy name clip.mov mov "$number" 2
+    says "HEIGHT: Value $number not in range 0 to 2147483647"
+    expect 2 proxy name clip.mov mov 360 "$number"
+    says "CHANNELS: Value $number not in range 0 to 255"
+  done
+  expect 2 find V4K7Q2M9A00 --height 0x10
+  says "--height: Value 0x10 not in range 1 to 4294967295"
+  head -c 3000 /dev/zero >file
+  for number in "read file" "write new --pattern --size 512" "copy file new" "verify new"; do
+    # shellcheck disable=SC2086
+    expect 2 $number --inflight 0x10
+    says "--inflight: Value 0x10 not in range 1 to 32"
+    # shellcheck disable=SC2086
+    expect 2 $number --inflight 041
+  done
+  expect 0 read file --repeat 010 --json
+  is bytes 30000
+  expect 2 read file --repeat 0x10
+  says "--repeat: Value 0x10 not in range 1 to 1000000"
+  expect 0 write stamped --pattern --size 4096 --seed 010
+  expect 0 verify stamped --check-only --seed 10
+  expect 7 verify stamped --check-only --seed 8
+  expect 0 verify stamped --check-only --seed 00010
+  for number in "write new --pattern --size 512" "verify new"; do
+    # shellcheck disable=SC2086
+    expect 2 $number --seed 0x10
+    says "--seed: Value 0x10 not in range 0 to 18446744073709551615"
+  done
+  expect 0 verify new --size 4096 --seed 18446744073709551615
+}
+
 case_proxies_that_cannot_be_named_are_refused() {
   local words
   for words in "clip.mov mov 360 256" "clip.mov mov 360 -1" "clip.mov mov -1 2" "clip.mov mov x 2" \

@@ -5,6 +5,7 @@
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/FileCopier.h"
 #include "tools/fsys/Limits.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/PlainFile.h"
 #include "tools/fsys/Progress.h"
 #include "tools/fsys/Text.h"
@@ -19,7 +20,7 @@ CLI::App* CopyCommand::define(CLI::App& app) {
       ->expected(2, CLI::detail::expected_max_vector_size);
   addSize(command, "--block", block_, 1, Limits::kMostBlock, "Bytes a transfer (1 MiB)");
   command->add_option("--inflight", inFlight_, "Reads, and as many writes, in flight (8)")
-      ->check(CLI::Range(1u, Limits::kMostInFlight));
+      ->transform(NumberRange(1u, Limits::kMostInFlight));
   command->add_flag("--force", force_, "Replace what has the name already");
   return command;
 }

@@ -8,6 +8,7 @@
 #include "tools/fsys/CookieWord.h"
 #include "tools/fsys/FileChoice.h"
 #include "tools/fsys/MediaFile.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/ProxyFacts.h"
 #include "tools/fsys/Text.h"
 
@@ -36,7 +37,7 @@ CLI::App* FindCommand::defineStorage(CLI::App& app) {
   command->add_option("--level", level_, "auto, high or proxy (auto)")
       ->check(CLI::IsMember({"auto", "high", "proxy"}));
   command->add_option("--height", height_, "With auto: a proxy of at least so many lines will do")
-      ->check(CLI::Range(1u, std::numeric_limits<uint32_t>::max()))
+      ->transform(NumberRange(1u, std::numeric_limits<uint32_t>::max()))
       ->type_name("N");
   return command;
 }

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "fsys/MediaFileInfo.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/ProxyFacts.h"
 #include "tools/fsys/Text.h"
 
@@ -22,10 +23,10 @@ CLI::App* ProxyNameCommand::define(CLI::App& app) {
   addWord(command, "EXTENSION", extension_, "The proxy's, without its dot");
   command->add_option("HEIGHT", height_, "Of its picture, in lines")
       ->required()
-      ->check(CLI::Range(0, kMostHeight));
+      ->transform(NumberRange(0, kMostHeight));
   command->add_option("CHANNELS", channels_, "How many sound channels it carries")
       ->required()
-      ->check(CLI::Range(0u, kMostChannels));
+      ->transform(NumberRange(0u, kMostChannels));
   return command;
 }
 

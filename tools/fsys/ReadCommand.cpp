@@ -5,6 +5,7 @@
 
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/Limits.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/PartFile.h"
 #include "tools/fsys/PlainFile.h"
 #include "tools/fsys/Progress.h"
@@ -18,9 +19,9 @@ CLI::App* ReadCommand::define(CLI::App& app) {
   command->add_option("FILE", file_, "The file")->required();
   addSize(command, "--block", block_, 1, Limits::kMostBlock, "Bytes a read (1 MiB)");
   command->add_option("--inflight", inFlight_, "Reads in flight (8)")
-      ->check(CLI::Range(1u, Limits::kMostInFlight));
+      ->transform(NumberRange(1u, Limits::kMostInFlight));
   CLI::Option* repeat = command->add_option("--repeat", repeat_, "How often it is read (1)")
-                            ->check(CLI::Range(uint64_t{1}, uint64_t{1000000}));
+                            ->transform(NumberRange(uint64_t{1}, uint64_t{1000000}));
   CLI::Option* to =
       command->add_option("--to", to_, "Write the bytes to this file; - is standard output");
   to->excludes(repeat);

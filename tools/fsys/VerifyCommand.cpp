@@ -2,11 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <limits>
 #include <new>
 
 #include "tools/fsys/EngineFile.h"
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/Limits.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/PlainFile.h"
 #include "tools/fsys/Progress.h"
 #include "tools/fsys/ReadStream.h"
@@ -23,10 +25,11 @@ CLI::App* VerifyCommand::define(CLI::App& app) {
   CLI::Option* size = addSize(command, "--size", size_, 0, Limits::kMostFile,
                               "How large the file is made (64 MiB)");
   size->each([this](const std::string&) { haveSize_ = true; });
-  command->add_option("--seed", seed_, "What the stamps are made from (0)");
+  command->add_option("--seed", seed_, "What the stamps are made from (0)")
+      ->transform(NumberRange(uint64_t{0}, std::numeric_limits<uint64_t>::max()));
   addSize(command, "--block", block_, 1, Limits::kMostBlock, "Bytes a transfer (1 MiB)");
   command->add_option("--inflight", inFlight_, "Transfers in flight (8)")
-      ->check(CLI::Range(1u, Limits::kMostInFlight));
+      ->transform(NumberRange(1u, Limits::kMostInFlight));
   CLI::Option* check = command->add_flag("--check-only", checkOnly_,
                                          "Write nothing: check a file that was made so before");
   command->add_flag("--force", force_, "Replace a file that exists")->excludes(check);

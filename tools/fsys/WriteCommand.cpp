@@ -2,12 +2,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <limits>
 #include <new>
 #include <optional>
 
 #include "tools/fsys/DurableFile.h"
 #include "tools/fsys/EngineSession.h"
 #include "tools/fsys/Limits.h"
+#include "tools/fsys/NumberRange.h"
 #include "tools/fsys/PlainFile.h"
 #include "tools/fsys/Progress.h"
 #include "tools/fsys/Stamp.h"
@@ -33,14 +35,16 @@ CLI::App* WriteCommand::define(CLI::App& app) {
   command->add_option("FILE", file_, "The file; writing continues at its end")->required();
   addSize(command, "--block", block_, 1, Limits::kMostBlock, "Bytes a write (1 MiB)");
   command->add_option("--inflight", inFlight_, "Writes in flight (4)")
-      ->check(CLI::Range(1u, Limits::kMostInFlight));
+      ->transform(NumberRange(1u, Limits::kMostInFlight));
   CLI::Option* size = addSize(command, "--size", size_, 0, Limits::kMostFile,
                               "How much is written; all of standard input without it");
   size->each([this](const std::string&) { haveSize_ = true; });
   CLI::Option* pattern =
       command->add_flag("--pattern", pattern_, "Write stamped sectors instead of standard input");
   pattern->needs(size);
-  command->add_option("--seed", seed_, "The pattern's seed (0)")->needs(pattern);
+  command->add_option("--seed", seed_, "The pattern's seed (0)")
+      ->transform(NumberRange(uint64_t{0}, std::numeric_limits<uint64_t>::max()))
+      ->needs(pattern);
   command->add_flag("--truncate", truncate_, "Remove the file first, instead of continuing it");
   CLI::Option* flush = addSize(command, "--flush-every", flushEvery_, 1, Limits::kMostFile,
                                "Make the file durable after so many bytes, and at its end");
