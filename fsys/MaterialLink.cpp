@@ -124,8 +124,15 @@ bool createOrReplace(const Path& path, const Link& link) {
 }
 
 bool hasLinksSize(const Path& path) {
+  iFileManager* manager = files();
   uint64_t bytes = 0;
-  return files()->getFileSize(path, bytes) && bytes == MaterialLink::kBytes;
+  return !manager->isServed(path) && manager->getFileSize(path, bytes) &&
+         bytes == MaterialLink::kBytes;
+}
+
+unsigned refused(uint32_t why) {
+  OS()->getErrors()->setLastError(why);
+  return eResultFailed;
 }
 
 // False. What the thread's last error does not tell yet is told there.
@@ -140,10 +147,8 @@ bool isMedia(std::string_view start) { return start.starts_with(kMediaTag); }
 }  // namespace
 
 unsigned MaterialLink::createLink(const Path& linkPath, const Path& target, bool replace) {
-  if (stripPath(linkPath).empty()) {
-    OS()->getErrors()->setLastError(eOsInvalid);
-    return eResultFailed;
-  }
+  if (stripPath(linkPath).empty()) return refused(eOsInvalid);
+  if (files()->isServed(linkPath)) return refused(eOsNotSupported);
   Link link;
   if (!makeContent(target, link)) return eResultFailed;
   bool isMade = replace ? createOrReplace(linkPath, link) : createWhereNothingIs(linkPath, link);

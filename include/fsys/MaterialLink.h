@@ -7,8 +7,9 @@
 // MaterialLink: small files that stand in a media folder for media elsewhere.
 // Story      A link is exactly kBytes long and does not begin with "RIFF": the path of the media in
 //            UTF-8, a zero, and zeros to its end. A path that is itself a link's is not followed
-//            further: one level. A link is made whole: it is written beside its place, as a file
-//            whose name ends in ".partial", when something may stand there already.
+//            further: one level. What is served (iFileManager::isServed) is never a link. A link is
+//            made whole: it is written beside its place, as a file whose name ends in ".partial",
+//            when something may stand there already.
 // Threads    any; there is no state. Waits for the file's drive.
 // Units      bytes.
 // Errors     false or 0, and nothing is said, save one assertion in createLink. The thread's last
@@ -22,12 +23,13 @@ public:
   // Makes the file `linkPath` a link to `target`: 1, and its content is on the disk, though its
   // name may not be yet, or 0, and what stood there stands there still. An empty target gives a
   // link that leads nowhere. Refused before anything is opened: a path without a last part, with
-  // eOsInvalid as the error; a target of kBytes bytes or more, one that is no name (toPathBytes),
-  // and one that begins with "RIFF". A target of kBytes - 1 bytes is taken, but cannot be read
-  // back. Without `replace` a path that exists is left alone. With it an existing file is replaced,
-  // which takes the right to write it and to make files in its folder; a symbolic link is replaced
-  // itself, not written through. A file of more than kBytes is media: it is never emptied, the
-  // assertion "false" is reported, and the answer is 0.
+  // eOsInvalid as the error, and one that is served, with eOsNotSupported; a target of kBytes bytes
+  // or more, one that is no name (toPathBytes), and one that begins with "RIFF". A target of
+  // kBytes - 1 bytes is taken, but cannot be read back. Without `replace` a path that exists is
+  // left alone. With it an existing file is replaced, which takes the right to write it and to make
+  // files in its folder; a symbolic link is replaced itself, not written through. A file of more
+  // than kBytes is media: it is never emptied, the assertion "false" is reported, and the answer is
+  // 0.
   static unsigned createLink(const LightweightString<wchar_t>& linkPath,
                              const LightweightString<wchar_t>& target, bool replace);
   // False also for a file of that size that cannot be read.
