@@ -1,5 +1,6 @@
 # shellcheck shell=bash disable=SC2154
-# Media, links and proxies of odd sizes and names, looked for and deleted. Sourced by tool_test.sh.
+# Media, links and proxies of odd sizes and names, and on drives of two names, looked for and
+# deleted. Sourced by tool_test.sh.
 
 # What begins with "RIFF" is media, whatever its size.
 case_media_of_a_links_size_is_no_link() {
@@ -94,4 +95,43 @@ case_proxies_of_very_many_channels_are_counted_and_deleted() {
     [ ! -e "$(echo raid/Material/V"${shot}0$number".*)" ] || fail "it was not deleted"
   done
   expect 3 find "S${shot}FF"
+}
+
+# A drive that is registered under a second name, too, has each file twice.
+case_media_on_a_drive_with_two_names_is_no_proxy() {
+  media_drive one
+  ln -s one alias
+  media "one/Material/$vision.mov" 3000
+  "$fsys" locations add alias --quiet || fail "alias was not added"
+  expect 3 rm "$vision" --proxy --yes
+  [ -e "one/Material/$vision.mov" ] || fail "the media is gone"
+}
+
+case_a_file_that_goes_under_one_of_two_names_is_gone_under_the_other() {
+  media_drive one
+  ln -s one alias
+  mkdir one/Material/below
+  media "one/Material/$vision.mov" 3000
+  media "one/Material/$vision.mov.qvix"
+  media "one/Material/$vision.A0.proxy.360.mov" 100
+  media one/Material/below/reel.mov
+  "$fsys" locations add alias --quiet || fail "alias was not added"
+  expect 0 rm "$vision" --high --proxy --yes --json
+  is files.0.file "$PWD/one/Material/$vision.A0.proxy.360.mov"
+  is files.1.file "$PWD/alias/Material/$vision.A0.proxy.360.mov"
+  is files.1.deleted True
+  [ "$(find one -type f)" = one/Material/below/reel.mov ] || { find one; fail "something is left"; }
+  # A link goes with its folder where the folder lies below it by name.
+  expect 0 link create "one/Material/$vision.mov" one/Material/below/reel.mov
+  expect 0 rm "$vision" --high --proxy --yes --json
+  is files.0.folder "$PWD/one/Material/below/"
+  is files.1.file "$PWD/alias/Material/$vision.mov"
+  is files.1.deleted True
+  [ "$(find one | sort)" = $'one\none/Material\none/Sound' ] || { find one; fail "something is left"; }
+  mkdir one/Material/below
+  media one/Material/below/reel.mov
+  expect 0 link create "one/Material/$vision.mov" alias/Material/below/reel.mov
+  expect 6 rm "$vision" --high --proxy --yes
+  [ "$(cat err)" = "fsys rm: deleting \"$PWD/alias/Material/below/\": it is still there" ] ||
+    { cat err; fail "something else was told"; }
 }
