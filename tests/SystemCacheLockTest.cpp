@@ -113,6 +113,12 @@ TEST_F(SystemCacheLockTest, OfAFolderOfOlderProxiesEachFileIsAskedAboutOnceAndBe
     EXPECT_TRUE(SystemCache::findEntryForCookie(other)->hasHighRes()) << "no file has its name";
 }
 
+TEST_F(SystemCacheLockTest, HowLargeAFileIsIsAskedBeforeTheLock) {
+  watch(L"/m/Material/a.mov");
+  SystemCache::addFile(kVision, MaterialFilename(DriveId('1'), L"/Material/a.mov"), true);
+  notesAre("free ");
+}
+
 // One entry ---------------------------------------------------------------------------------------
 
 TEST_F(SystemCacheLockTest, TheFilesOfAnEntryAreLookedForWithoutTheLock) {
