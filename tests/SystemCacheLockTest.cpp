@@ -5,6 +5,7 @@
 
 #include "platform/fake/FakeErrors.h"
 #include "tests/SystemCacheFixture.h"
+#include "tests/support/ForwardingOS.h"
 
 namespace {
 
@@ -22,6 +23,16 @@ struct WatchedFiles : iFileProvider {
 
   std::string asked;
   std::string removed;
+};
+
+// Each time the file manager is asked for, it is noted whether the lock is held then.
+struct WatchedSystem final : ForwardingOS {
+  iFileManager* getFileManager() override {
+    (SystemCachePeer::isLocked() ? held : free) += 1;
+    return ForwardingOS::getFileManager();
+  }
+  unsigned held = 0;
+  unsigned free = 0;
 };
 
 // Emptier: two other threads, which empty the catalogue at the first moment at which they can. One
@@ -135,11 +146,12 @@ TEST_F(SystemCacheLockTest, TheFilesOfAnEntryAreLookedForWithoutTheLock) {
 }
 
 TEST_F(SystemCacheLockTest, LinksOfAShotAreReadWithoutTheLock) {
-  watch(L"watched:");
-  SystemCache::addFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, 512), false);
+  SystemCache::addFile(kVision, info(L"/Material/a.mov", 512), false);
   Vector<Text> files;
+  WatchedSystem system;
   SystemCache::getFilesForShot(kVision, files);
-  notesAre("free ");
+  EXPECT_GT(system.free, 0u);
+  EXPECT_EQ(system.held, 0u);
   EXPECT_EQ(files.size(), 1u);
 }
 
@@ -151,12 +163,14 @@ TEST_F(SystemCacheLockTest, TheSizesOfAShotAreAskedForWithoutTheLock) {
 }
 
 TEST_F(SystemCacheLockTest, WhereProxiesLeadIsReadWithoutTheLockWhenOneIsRemoved) {
-  watch(L"watched:");
-  SystemCache::addProxyFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, 512));
+  SystemCache::addProxyFile(kVision, info(L"/Material/a.mov", 512));
+  WatchedSystem system;
   SystemCache::removeProxyFile(kVision, info(L"/Material/b.mov"));
-  notesAre("free ");
-  SystemCache::removeProxyFile(kVision, MediaFileInfo({DriveId(), L"watched:b"}, 512));
-  notesAre("free ");
+  const unsigned ofTheListed = system.free;
+  EXPECT_GT(ofTheListed, 0u);
+  SystemCache::removeProxyFile(kVision, info(L"/Material/c.mov", 512));
+  EXPECT_GT(system.free, ofTheListed);
+  EXPECT_EQ(system.held, 0u);
 }
 
 TEST_F(SystemCacheLockTest, AProxyThatCannotBeRenamedIsReportedWithoutTheLock) {
@@ -171,18 +185,21 @@ TEST_F(SystemCacheLockTest, AProxyThatCannotBeRenamedIsReportedWithoutTheLock) {
 }
 
 TEST_F(SystemCacheLockTest, WhereALinkLeadsIsReadWithoutTheLockWhenItsDriveChanges) {
-  watch(L"watched:");
-  SystemCache::addFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, 512), false);
+  SystemCache::addFile(kVision, info(L"/Material/a.mov", 512), false);
+  WatchedSystem system;
   EXPECT_TRUE(SystemCache::updateLinks(kVision, DriveId('1')));
-  notesAre("free ");
+  EXPECT_GT(system.free, 0u);
+  EXPECT_EQ(system.held, 0u);
 }
 
 TEST_F(SystemCacheLockTest, LinksAreWrittenWithoutTheLock) {
-  watch(L"watched:");
-  SystemCache::addFile(kVision, MediaFileInfo({DriveId(), L"watched:a"}, L"/n/a.mov", 512), false);
-  os_->faults().fail(FaultPlan::eWrite, eOsIoError);
+  SystemCache::addFile(kVision, MediaFileInfo({DriveId('1'), L"/Material/a.mov"}, L"/n/a.mov", 512),
+                       false);
+  WatchedSystem system;
   EXPECT_TRUE(SystemCache::realiseLinks(kVision));
-  EXPECT_EQ(watched_->removed, "free ") << "what could not be written whole";
+  EXPECT_TRUE(files().hasFile(L"/m/Material/a.mov"));
+  EXPECT_GT(system.free, 0u);
+  EXPECT_EQ(system.held, 0u);
 }
 
 // Lines and deletions -----------------------------------------------------------------------------
