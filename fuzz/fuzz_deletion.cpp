@@ -93,7 +93,10 @@ void arrange(FakeFileManager& files, const Play& play) {
   files.addLink(textOf(kDoor), L"/n/Material/own");
   const Text local = MaterialLink::localTarget(fromUTF8(play.target));
   std::string bytes;
-  if (play.isPut && toPathBytes(local, bytes) && !local.empty() && !files.exists(local))
+  // Nothing lies below a file.
+  const bool isBelowIt = local.view().starts_with(std::wstring(play.path.view()) + L'/');
+  if (play.isPut && toPathBytes(local, bytes) && !local.empty() && !isBelowIt &&
+      !files.exists(local))
     files.addFile(local);
   files.addFile(play.path + L".qvix");
   files.addFile(play.path + L".");
