@@ -19,8 +19,9 @@ using Text = LightweightString<wchar_t>;
 constexpr std::wstring_view kNetworkName = L"\\\\";
 constexpr const wchar_t* kSideFiles = L".*";
 
-uint32_t deleteOne(const Text& path) {
-  if (OS()->getFileManager()->deleteFile(path)) return eResultOk;
+uint32_t deleteWhole(const MediaRemoval& media) {
+  MediaLeft ignored;
+  if (OS()->getFileManager()->deleteMedia(media, ignored)) return eResultOk;
   const uint32_t error = OS()->getErrors()->getLastError();
   return error == 0 || error == eResultOk ? uint32_t{eOsIoError} : error;
 }
@@ -41,11 +42,11 @@ bool isPlainFolder(const Text& folder) {
 // Of a folder, or of '..', that is not what lies in it.
 Text linkedFolder(const Text& target) { return getPath(withoutSeparator(normalisedPath(target))); }
 
-// Of the files that lie beside one. A path without a last part has none: its pattern would be that
-// of hidden files.
+// Of the names of the files that lie beside one. A path without a last part has none: its pattern
+// would be that of hidden files.
 Text sidePatternOf(const Text& path) {
   const Text name = stripPath(path);
-  return name.empty() ? Text() : folderOf(path) + literalName(name) + kSideFiles;
+  return name.empty() ? Text() : literalName(name) + kSideFiles;
 }
 
 bool isNetworkName(const Text& path) { return path.view().starts_with(kNetworkName); }
@@ -65,15 +66,16 @@ Text linkedFolderBelow(const MaterialFilename& file, Text& target) {
   return isBelow ? linked : Text();
 }
 
-// The folder in which the link was read may have become another one since.
-void deleteLinkedFolder(const MaterialFilename& file) {
-  const Text path = file.getOsPath();
+// The folder in which the link was read may be another one by the time of the deletion, so that
+// what was read of it goes with the order.
+void addLinkedFolder(const MaterialFilename& file, MediaRemoval& media) {
   Text target;
   const Text linked = linkedFolderBelow(file, target);
-  FileStart link{stripPath(path), {}};
-  if (linked.empty() || !toPathBytes(target, link.bytes)) return;
-  link.bytes.push_back('\0');
-  (void)OS()->getFileManager()->deleteSubfolder(getPath(path), linked, link);
+  if (linked.empty() || !toPathBytes(target, media.start)) return;
+  media.start.push_back('\0');
+  media.subfolder = linked;
+  // The same file, without doubled separators, as the folder is told.
+  media.path = getPath(media.path) + stripPath(media.path);
 }
 
 }  // namespace
@@ -89,20 +91,18 @@ Vector<LightweightString<wchar_t>> sideFilesOf(const LightweightString<wchar_t>&
   Vector<Text> paths;
   Vector<iFileManager::ListedFile> files;
   const Text pattern = sidePatternOf(path);
-  if (!pattern.empty()) (void)OS()->getFileManager()->listFiles(pattern, files);
   const Text folder = folderOf(path);
+  if (!pattern.empty()) (void)OS()->getFileManager()->listFiles(folder + pattern, files);
   for (const iFileManager::ListedFile& side : files) paths.add(folder + side.name);
   return paths;
 }
 
 uint32_t FsysDirectoryEntry::deleteFile(const MaterialFilename& file) {
-  Text path;
-  if (!file.getOsPathToChange(path)) return eOsNotFound;
-  deleteLinkedFolder(MaterialFilename(DriveId(), path));  // its drive may go meanwhile
-  const uint32_t result = deleteOne(path);
-  if (const Text pattern = sidePatternOf(path); !pattern.empty())
-    (void)OS()->getFileManager()->deleteMatching(pattern);
-  return result;
+  MediaRemoval media;
+  if (!file.getOsPathToChange(media.path)) return eOsNotFound;
+  media.sideFiles = sidePatternOf(media.path);
+  addLinkedFolder(MaterialFilename(DriveId(), media.path), media);  // its drive may go meanwhile
+  return deleteWhole(media);
 }
 
 uint32_t FsysDirectoryEntry::deleteProxies() {

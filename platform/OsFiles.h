@@ -15,10 +15,20 @@ struct FILE_INFO {
   uint64_t writePosition = 0;  // where writing continues: the file's size, in bytes
 };
 
-// FileStart: what a file begins with.
-struct FileStart {
-  LightweightString<wchar_t> name;  // its last part; empty: there is no such file
-  std::string bytes;
+// MediaRemoval: a media file that is to be deleted, and what goes with it.
+struct MediaRemoval {
+  LightweightString<wchar_t> path;       // the file's
+  LightweightString<wchar_t> sideFiles;  // a pattern of names in its folder; empty: none of them
+  // Of a link: the folder below its own that holds its media, by its whole name; empty: none.
+  LightweightString<wchar_t> subfolder;
+  std::string start;  // with a subfolder: what the file begins with
+};
+
+// MediaLeft: why that stays which was to go with a media file. 1: it is gone, or none was asked
+// for; else the first OsError.
+struct MediaLeft {
+  uint32_t subfolder = 1;
+  uint32_t sideFiles = 1;
 };
 
 // iFile: one open file.
@@ -192,29 +202,28 @@ public:
   // to stand for itself goes through literalName. False, and no files, when the folder cannot be
   // read; true with none when nothing matches.
   virtual bool listFiles(const LightweightString<wchar_t>& pattern, Vector<ListedFile>& files) = 0;
-  // Deletes the files that listFiles has for the pattern, all in the one folder that it opens: what
-  // takes the folder's place meanwhile keeps its own. A link is deleted itself. What cannot be
-  // deleted stays, and the rest goes all the same: false, and the last error is the first one; also
-  // when the folder cannot be read. eOsNotSupported: a provider serves the name. True: none is left
-  // of those that were there.
-  virtual bool deleteMatching(const LightweightString<wchar_t>& pattern) = 0;
   // Gives a file another name on the same drive, in one step; a file of that name is replaced.
   virtual bool renameFile(const LightweightString<wchar_t>& from,
                           const LightweightString<wchar_t>& to) = 0;
   // Makes the folder's names durable. True where the file system knows no such thing.
   virtual bool syncFolder(const LightweightString<wchar_t>& path) = 0;
-  // Deletes a folder that lies below another, with everything in it. What follows in `subfolder`
-  // after as many characters as `folder` has, names the way down; it begins like that, case aside.
-  // No link is followed below `folder`, not even one that takes a folder's place meanwhile: a link
-  // is deleted itself. Nothing on another file system is. eOsInvalid, and nothing deleted: a name
-  // on the way down is empty, "." or "..", or there is none, or `subfolder` as a whole leads to
-  // another folder; or `witness`, unless its name is empty, is no file that lies in the very folder
-  // in which the way down begins, not by a link, and begins so. What cannot be deleted stays, and
-  // the rest goes all the same, unless one is moved meanwhile (ESTALE): false, and the last error
-  // is the first one. True: all of it is gone.
-  virtual bool deleteSubfolder(const LightweightString<wchar_t>& folder,
-                               const LightweightString<wchar_t>& subfolder,
-                               const FileStart& witness) = 0;
+  // Deletes a media file: its subfolder with everything in it, then the file, then its side files,
+  // all in the one folder that is opened by the path first of all: what takes that folder's place
+  // meanwhile keeps its own. False when the file stays. What of the rest stays is told in `left`,
+  // and keeps nothing else from going.
+  // With a subfolder the file is looked at before anything goes. It begins otherwise, or is no
+  // regular file: eOsInvalid; it is gone, or cannot be read: that error; and nothing goes. A
+  // symbolic link goes alone: its subfolder stays (eOsInvalid), for what begins so lies elsewhere.
+  // The subfolder's name begins like the path of the file's folder, case aside; what follows after
+  // as many characters names the way down. eOsInvalid, and it stays: a name on the way down is
+  // empty, "." or "..", or there is none, or the name as a whole leads to another folder. No link
+  // is followed below the file's folder, not even one that takes a folder's place meanwhile: a link
+  // is deleted itself. Nothing on another file system is, and nothing more once a folder on the way
+  // back up was moved (ESTALE). What cannot be deleted stays, and the rest goes all the same.
+  // The side files are those that listFiles has for the pattern. A link is deleted itself.
+  // Of a file that a provider serves nothing else goes, and no subfolder that one serves
+  // (eOsNotSupported).
+  virtual bool deleteMedia(const MediaRemoval& media, MediaLeft& left) = 0;
   // The name behind all links; the last component need not exist. False when it cannot be told.
   virtual bool followLinks(const LightweightString<wchar_t>& path,
                            LightweightString<wchar_t>& target) = 0;

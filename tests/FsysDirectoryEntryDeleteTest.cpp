@@ -86,7 +86,7 @@ TEST_F(FsysDirectoryEntryDeleteTest, WhatGoesWrongBesideItIsNotTold) {
   EXPECT_EQ(deleteFile(L"/Material/a.mov"), 1u);
   expectGone({L"/m/Material/a.mov", L"/m/Material/a.mov.1", L"/m/Material/a.mov.3"});
   expectThere({L"/m/Material/a.mov.2"});
-  os_->faults().fail(FaultPlan::eDeleteMatching, eOsAccessDenied);
+  os_->faults().fail(FaultPlan::eDeleteSideFiles, eOsAccessDenied);
   media(L"/Material/a.mov");
   EXPECT_EQ(deleteFile(L"/Material/a.mov"), 1u);
   expectThere({L"/m/Material/a.mov.2"});
@@ -96,7 +96,7 @@ TEST_F(FsysDirectoryEntryDeleteTest, WhatLiesBesideItIsDeletedInTheFolderWhereIt
   media(L"/Material/a.mov");
   addFiles({L"/m/Material/a.mov.1", L"/m/Material/a.mov.2"});
   EXPECT_EQ(deleteFile(L"/Material/a.mov"), 1u);
-  EXPECT_EQ(os_->faults().calls(FaultPlan::eDeleteMatching), 1u);
+  EXPECT_EQ(os_->faults().calls(FaultPlan::eDeleteMedia), 1u);
   EXPECT_EQ(os_->faults().calls(FaultPlan::eListFiles), 0u);
   expectGone({L"/m/Material/a.mov.1", L"/m/Material/a.mov.2"});
 }

@@ -3,9 +3,30 @@
 
 #include <array>
 
+#include <functional>
+#include <utility>
+
 #include "tests/DirectoryEntryFixture.h"
+#include "tests/support/ForwardingOS.h"
 
 namespace {
+
+// Does something when the files are asked for the nth time.
+class ChangeBeforeCall final : public ForwardingOS {
+public:
+  ChangeBeforeCall(unsigned nth, std::function<void()> change)
+      : left_(nth), change_(std::move(change)) {}
+
+  iFileManager* getFileManager() override {
+    if (left_ > 0 && --left_ == 0) change_();
+    return ForwardingOS::getFileManager();
+  }
+  bool isDone() const { return left_ == 0; }
+
+private:
+  unsigned left_;
+  std::function<void()> change_;
+};
 
 class FsysDirectoryEntryLinkedFolderTest : public DirectoryEntryFixture {
 protected:
@@ -213,6 +234,49 @@ TEST_F(FsysDirectoryEntryLinkedFolderTest, ThePlaceOfTheFolderIsThatOfALinkThatS
   EXPECT_EQ(entry_.deleteFile(name(L"/Material/a.mov")), 1u);
   EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf")) << "what said so lies in another folder";
   expectCanaries();
+}
+
+// One whose text begins alike is another, too.
+TEST_F(FsysDirectoryEntryLinkedFolderTest,
+       ALinkThatIsAnotherWhenTheDeletionBeginsStaysWithAllOfIt) {
+  unsigned refused = 0;
+  for (unsigned nth = 1;; ++nth) {
+    for (const wchar_t* path : {L"/m/Material/clip/a.mxf", L"/m/Material/clip/a.mxf.more/b.mxf",
+                                L"/m/Material/a.mov.qvix"})
+      files().addFile(path);
+    link(L"/Material/a.mov", L"/m/Material/clip/a.mxf");
+    uint32_t result = 0;
+    {
+      ChangeBeforeCall door(
+          nth, [this] { link(L"/Material/a.mov", L"/m/Material/clip/a.mxf.more/b.mxf"); });
+      result = entry_.deleteFile(name(L"/Material/a.mov"));
+      if (!door.isDone()) break;
+    }
+    EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf")) << nth;
+    const bool isWhole = isThere(kLink) && isThere(L"/m/Material/a.mov.qvix") &&
+                         isThere(L"/m/Material/clip/a.mxf.more/b.mxf");
+    EXPECT_EQ(result, isWhole ? uint32_t{eOsInvalid} : 1u) << nth;
+    EXPECT_EQ(isThere(kLink), isWhole) << nth;
+    refused += isWhole;
+    expectCanaries();
+  }
+  EXPECT_GT(refused, 0u);
+  EXPECT_FALSE(isThere(L"/m/Material/clip/a.mxf")) << "it stayed the same";
+}
+
+TEST_F(FsysDirectoryEntryLinkedFolderTest, ALinkThatIsGoneWhenTheDeletionBeginsKeepsItsFolder) {
+  unsigned kept = 0;
+  for (unsigned nth = 1;; ++nth) {
+    files().addFile(L"/m/Material/clip/a.mxf");
+    link(L"/Material/a.mov", L"/m/Material/clip/a.mxf");
+    ChangeBeforeCall door(nth, [this] { remove(kLink); });
+    const uint32_t result = entry_.deleteFile(name(L"/Material/a.mov"));
+    if (!door.isDone()) break;
+    EXPECT_EQ(result, eOsNotFound) << nth;
+    EXPECT_TRUE(isThere(L"/m/Material/clip/a.mxf")) << nth;
+    ++kept;
+  }
+  EXPECT_GT(kept, 0u);
 }
 
 // Letters ----------------------------------------------------------------------------------------

@@ -65,11 +65,9 @@ public:
   bool folderExists(const Path& path) override;
   bool isWritable(const Path& path) override;
   bool listFiles(const Path& pattern, Vector<ListedFile>& files) override;
-  bool deleteMatching(const Path& pattern) override;
   bool renameFile(const Path& from, const Path& to) override;
   bool syncFolder(const Path& path) override;
-  bool deleteSubfolder(const Path& folder, const Path& subfolder,
-                       const FileStart& witness) override;
+  bool deleteMedia(const MediaRemoval& media, MediaLeft& left) override;
   bool followLinks(const Path& path, Path& target) override;
   bool copyMode(const Path& from, const Path& to) override;
   Path getUNCName(const Path& path) override;
@@ -173,8 +171,11 @@ private:
   uint32_t checkWritable(const std::wstring& path) const;
   uint32_t findMatching(const Path& pattern, std::wstring& inside, Vector<ListedFile>& files) const;
   uint32_t removeName(const std::wstring& name);
+  Path folderOfFile(const Path& path) const;
+  uint32_t checkStart(const std::wstring& file, const std::string& start) const;
   uint32_t findSubfolder(const Path& folder, const Path& subfolder, std::wstring& found) const;
-  bool hasWitness(const Path& folder, const FileStart& witness) const;
+  uint32_t removeSubfolder(const MediaRemoval& media, const std::wstring& file);
+  uint32_t removeSideFiles(const MediaRemoval& media);
   uint32_t removeTree(const std::wstring& tree);
   uint32_t checkRename(const std::wstring& from, const std::wstring& to) const;
 

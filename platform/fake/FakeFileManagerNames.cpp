@@ -201,20 +201,6 @@ uint32_t FakeFileManager::findMatching(const Path& pattern, std::wstring& inside
   return kSucceeded;
 }
 
-bool FakeFileManager::deleteMatching(const Path& pattern) {
-  uint32_t result = faults_.next(FaultPlan::eDeleteMatching).error;
-  if (result == 0 && isServed(pattern)) result = eOsNotSupported;
-  Vector<ListedFile> files;
-  std::wstring inside;
-  if (result == 0) result = findMatching(pattern, inside, files);
-  for (const ListedFile& file : files) {
-    uint32_t error = faults_.next(FaultPlan::eDeleteFile).error;
-    if (error == 0) error = removeName(inside + textOf(file.name));
-    if (result == kSucceeded) result = error;
-  }
-  return answer(result);
-}
-
 // Files and links, sorted; `inside` has a separator at its end.
 std::set<std::wstring> FakeFileManager::namesIn(const std::wstring& inside) const {
   std::set<std::wstring> names;
@@ -267,6 +253,11 @@ uint32_t FakeFileManager::removeName(const std::wstring& name) {
   return kSucceeded;
 }
 
+// As it stands, with the separator at its end.
+FakeFileManager::Path FakeFileManager::folderOfFile(const Path& path) const {
+  return path.substr(0, textOf(path).rfind(separator_) + 1);
+}
+
 // The folder by its name without links.
 uint32_t FakeFileManager::findSubfolder(const Path& folder, const Path& subfolder,
                                         std::wstring& found) const {
@@ -314,23 +305,58 @@ uint32_t FakeFileManager::removeTree(const std::wstring& tree) {
   return isWhole ? kSucceeded : kOtherDrive;
 }
 
-bool FakeFileManager::hasWitness(const Path& folder, const FileStart& witness) const {
-  if (witness.name.empty()) return true;
-  const std::wstring name = withEnd(resolved(textOf(folder)), separator_) + textOf(witness.name);
-  auto file = names_.files.find(name);
-  if (file == names_.files.end()) return false;
-  std::string start(witness.bytes.size(), '\0');
-  return file->second->read(0, start.data(), static_cast<uint32_t>(start.size())) == start.size() &&
-         start == witness.bytes;
+// 1: the file begins so.
+uint32_t FakeFileManager::checkStart(const std::wstring& file, const std::string& start) const {
+  auto found = names_.files.find(file);
+  if (found == names_.files.end()) return isFolder(file) ? eOsInvalid : eOsNotFound;
+  std::string bytes(start.size(), '\0');
+  const auto size = static_cast<uint32_t>(bytes.size());
+  bool beginsSo = found->second->read(0, bytes.data(), size) == size && bytes == start;
+  return beginsSo ? kSucceeded : uint32_t{eOsInvalid};
 }
 
-bool FakeFileManager::deleteSubfolder(const Path& folder, const Path& subfolder,
-                                      const FileStart& witness) {
+// 1, or the first OsError.
+uint32_t FakeFileManager::removeSubfolder(const MediaRemoval& media, const std::wstring& file) {
+  if (names_.links.contains(file)) return eOsInvalid;
   uint32_t result = faults_.next(FaultPlan::eDeleteSubfolder).error;
   std::wstring tree;
-  if (result == 0) result = findSubfolder(folder, subfolder, tree);
-  if (result == kSucceeded && !hasWitness(folder, witness)) result = eOsInvalid;
-  if (result == kSucceeded) result = removeTree(tree);
+  if (result == 0) result = findSubfolder(folderOfFile(media.path), media.subfolder, tree);
+  return result == kSucceeded ? removeTree(tree) : result;
+}
+
+// 1, or the first OsError.
+uint32_t FakeFileManager::removeSideFiles(const MediaRemoval& media) {
+  uint32_t result = faults_.next(FaultPlan::eDeleteSideFiles).error;
+  Vector<ListedFile> files;
+  std::wstring inside;
+  if (result == 0) result = findMatching(folderOfFile(media.path) + media.sideFiles, inside, files);
+  for (const ListedFile& side : files) {
+    uint32_t error = faults_.next(FaultPlan::eDeleteFile).error;
+    if (error == 0) error = removeName(inside + textOf(side.name));
+    if (result == kSucceeded) result = error;
+  }
+  return result;
+}
+
+bool FakeFileManager::deleteMedia(const MediaRemoval& media, MediaLeft& left) {
+  left = MediaLeft();
+  uint32_t result = faults_.next(FaultPlan::eDeleteMedia).error;
+  if (result == 0 && isServed(media.path)) {
+    if (!media.subfolder.empty()) left.subfolder = eOsNotSupported;
+    if (!media.sideFiles.empty()) left.sideFiles = eOsNotSupported;
+    return deleteFile(media.path);
+  }
+  if (result == 0) result = checkItself(media.path);
+  const std::wstring file = resolvedFolder(textOf(media.path));
+  if (result == kSucceeded) result = checkPlace(file);
+  const bool hasSubfolder = !media.subfolder.empty();
+  if (result == kSucceeded && hasSubfolder && !names_.links.contains(file))
+    result = checkStart(file, media.start);
+  if (result != kSucceeded) return answer(result);
+  if (hasSubfolder) left.subfolder = removeSubfolder(media, file);
+  if (uint32_t error = faults_.next(FaultPlan::eDeleteFile).error) result = error;
+  if (result == kSucceeded) result = removeName(file);
+  if (!media.sideFiles.empty()) left.sideFiles = removeSideFiles(media);
   return answer(result);
 }
 

@@ -31,9 +31,10 @@ public:
     eGetInfo,
     eExists,
     eGetFileSize,
-    eDeleteFile,  // each of those of eDeleteMatching, too
-    eDeleteMatching,
+    eDeleteFile,   // the file and each side file of an eDeleteMedia, too
+    eDeleteMedia,  // refused: nothing goes
     eDeleteSubfolder,
+    eDeleteSideFiles,
     eCreateFolder,
     eFolderExists,
     eIsWritable,

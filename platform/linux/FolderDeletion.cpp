@@ -10,7 +10,6 @@ namespace {
 
 constexpr int kToPass = O_PATH | O_DIRECTORY | O_CLOEXEC;
 constexpr int kToRead = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-constexpr int kToReadFile = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 }  // namespace
 
@@ -50,11 +49,11 @@ int FolderDeletion::openAbove(const Folder& folder, const Place& place, Folder& 
   return error;
 }
 
-int FolderDeletion::remove(const std::string& folder, const std::vector<std::string>& below,
+int FolderDeletion::remove(int above, const std::vector<std::string>& below,
                            const std::string& whole) {
   Folder top;
   Place named;
-  int error = goDown(folder, below);
+  int error = goDown(above, below);
   if (error == 0) error = openBelow(below.back(), kToRead, top);
   if (error == 0) error = lookAt(AT_FDCWD, whole.c_str(), AT_SYMLINK_NOFOLLOW, named);
   if (error == 0 && named != top.place) error = EINVAL;
@@ -65,25 +64,9 @@ int FolderDeletion::remove(const std::string& folder, const std::vector<std::str
   return error_;
 }
 
-// A fifo or a device is not read.
-bool FolderDeletion::hasWitness() const {
-  if (witness_.empty()) return true;
-  Descriptor file(openat(here_.descriptor.number(), witness_.c_str(), kToReadFile));
-  struct stat status = {};
-  if (!file.isOpen() || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode))
-    return false;
-  std::string start(start_.size(), '\0');
-  ssize_t bytes = 0;
-  do {
-    bytes = pread(file.number(), start.data(), start.size(), 0);
-  } while (bytes < 0 && errno == EINTR);
-  return bytes == std::ssize(start) && start == start_;
-}
-
 // To the folder that holds the last of the names.
-int FolderDeletion::goDown(const std::string& folder, const std::vector<std::string>& below) {
-  int error = open(AT_FDCWD, folder.c_str(), kToPass, here_);
-  if (error == 0 && !hasWitness()) error = EINVAL;
+int FolderDeletion::goDown(int above, const std::vector<std::string>& below) {
+  int error = open(above, ".", kToPass, here_);
   for (size_t i = 0; error == 0 && i + 1 < below.size(); ++i) {
     Folder next;
     error = openBelow(below[i], kToPass, next);

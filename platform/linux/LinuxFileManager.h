@@ -35,13 +35,10 @@ public:
   bool folderExists(const LightweightString<wchar_t>& path) override;
   bool isWritable(const LightweightString<wchar_t>& path) override;
   bool listFiles(const LightweightString<wchar_t>& pattern, Vector<ListedFile>& files) override;
-  bool deleteMatching(const LightweightString<wchar_t>& pattern) override;
   bool renameFile(const LightweightString<wchar_t>& from,
                   const LightweightString<wchar_t>& to) override;
   bool syncFolder(const LightweightString<wchar_t>& path) override;
-  bool deleteSubfolder(const LightweightString<wchar_t>& folder,
-                       const LightweightString<wchar_t>& subfolder,
-                       const FileStart& witness) override;
+  bool deleteMedia(const MediaRemoval& media, MediaLeft& left) override;
   bool followLinks(const LightweightString<wchar_t>& path,
                    LightweightString<wchar_t>& target) override;
   bool copyMode(const LightweightString<wchar_t>& from,
@@ -52,6 +49,7 @@ public:
 
 private:
   Qv::Ptr<DriveProbe> probeOf(const LightweightString<wchar_t>& path);
+  uint32_t deleteSubfolder(int held, const MediaRemoval& media) const;
 
   ProviderTable providers_;
   MountTable mounts_;

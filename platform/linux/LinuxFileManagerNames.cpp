@@ -6,17 +6,13 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
-#include <vector>
 
-#include "platform/common/FolderBelow.h"
 #include "platform/common/NamePattern.h"
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/FileOpening.h"
-#include "platform/linux/FolderDeletion.h"
 #include "platform/linux/FolderListing.h"
 #include "platform/linux/LinuxFailure.h"
 #include "platform/linux/LinuxFileManager.h"
@@ -117,20 +113,6 @@ Descriptor folderOfPattern(const Path& pattern, std::wstring_view& signs) {
   return opened;
 }
 
-// False, and the thread's last error set, when it cannot be read.
-bool listOpened(int folder, std::wstring_view signs, Vector<iFileManager::ListedFile>& files) {
-  FolderListing listing(folder, signs);
-  files.swap(listing.files());
-  return listing.error() == 0 || failed(osErrorOf(listing.error()));
-}
-
-// 0, or the system's error number. What is gone already is what was wanted.
-int removeFrom(int folder, const std::string& name) {
-  while (unlinkat(folder, name.c_str(), 0) != 0)
-    if (errno != EINTR) return errno == ENOENT ? 0 : errno;
-  return 0;
-}
-
 // The mount that holds a path, and the path without links. False, and the thread's last error set,
 // when it is not known.
 bool locate(MountTable& mounts, const std::string& path, MountedAt& at, std::string& whole) {
@@ -181,25 +163,10 @@ bool LinuxFileManager::listFiles(const Path& pattern, Vector<ListedFile>& files)
   files.clear();
   std::wstring_view signs;
   Descriptor folder = folderOfPattern(pattern, signs);
-  return folder.isOpen() && listOpened(folder.number(), signs, files);
-}
-
-bool LinuxFileManager::deleteMatching(const Path& pattern) try {
-  if (isServed(pattern)) return failed(eOsNotSupported);
-  Vector<ListedFile> files;
-  std::wstring_view signs;
-  Descriptor folder = folderOfPattern(pattern, signs);
-  if (!folder.isOpen() || !listOpened(folder.number(), signs, files)) return false;
-  int first = 0;
-  for (const ListedFile& file : files) {
-    std::string name;
-    (void)toPathBytes(file.name, name);  // it was made of bytes
-    int error = removeFrom(folder.number(), name);
-    if (first == 0) first = error;
-  }
-  return first == 0 || failed(osErrorOf(first));
-} catch (const std::bad_alloc&) {
-  return failed(eOsNoMemory);
+  if (!folder.isOpen()) return false;
+  FolderListing listing(folder.number(), signs);
+  files.swap(listing.files());
+  return listing.error() == 0 || failed(osErrorOf(listing.error()));
 }
 
 bool LinuxFileManager::renameFile(const Path& from, const Path& to) {
@@ -221,24 +188,6 @@ bool LinuxFileManager::syncFolder(const Path& path) {
   int error = syncOpened(descriptor);
   close(descriptor);
   return error == 0 || failed(osErrorOf(error));
-}
-
-bool LinuxFileManager::deleteSubfolder(const Path& folder, const Path& subfolder,
-                                       const FileStart& witness) try {
-  std::string top;
-  std::string whole;
-  std::string seen;
-  if (!bytesOf(folder, top) || !bytesOf(subfolder, whole)) return false;
-  if (!bytesOf(witness.name, seen)) return false;
-  if (isServed(folder) || isServed(subfolder)) return failed(eOsNotSupported);
-  std::vector<std::string> below;
-  for (const Path& name : namesBelow(folder.view(), subfolder.view(), getSeparator()))
-    if (!bytesOf(name, below.emplace_back())) return false;
-  if (below.empty()) return failed(eOsInvalid);
-  int error = FolderDeletion(seen, witness.bytes).remove(top, below, whole);
-  return error == 0 || failed(osErrorOf(error));
-} catch (const std::bad_alloc&) {
-  return failed(eOsNoMemory);
 }
 
 bool LinuxFileManager::followLinks(const Path& path, Path& target) {

@@ -313,8 +313,12 @@ TEST_F(FakeOSTest, EveryServiceCanBeMadeToFail) {
   EXPECT_FALSE(os_->files().openFile(L"/a", 3, 3, 0, 0));
   EXPECT_FALSE(os_->files().getDisk(L"/a"));
   EXPECT_FALSE(os_->files().deleteFile(L"/a"));
-  EXPECT_FALSE(os_->files().deleteMatching(L"/*"));
-  EXPECT_FALSE(os_->files().deleteSubfolder(L"/", L"/f", {}));
+  MediaLeft left;
+  EXPECT_FALSE(os_->files().deleteMedia({L"/a", {}, {}, {}}, left));
+  os_->files().addFile(L"/b");
+  EXPECT_TRUE(os_->files().deleteMedia({L"/b", L"b.*", L"/c", {}}, left));
+  EXPECT_EQ(left.subfolder, eOsIoError);
+  EXPECT_EQ(left.sideFiles, eOsIoError);
   EXPECT_FALSE(os_->files().createFolder(L"/f"));
   EXPECT_FALSE(os_->files().hasFile(L"/a"));
   expectNamesFail();

@@ -30,6 +30,14 @@ protected:
     EXPECT_TRUE(files()->createFolder(path(name)));
     return path(name);
   }
+  // Deletes a file with what lies beside it. 1, or why some of that stayed.
+  uint32_t leftBeside(const wchar_t* name, const PathString& pattern) {
+    MediaLeft left{0, 0};
+    forgetLastError();
+    EXPECT_TRUE(files()->deleteMedia({path(name), pattern, {}, {}}, left));
+    EXPECT_EQ(lastError(), 0u);
+    return left.sideFiles;
+  }
   static std::string content(const PathString& name) {
     Qv::Ptr<iFile> file = openFile(name, Files::eAccessRead, Files::eOpenExisting);
     if (!file) return "none";
@@ -165,32 +173,37 @@ TYPED_TEST(NamesConformance, WhatIsNoFolderCannotBeListed) {
   this->expectError(this->files()->listFiles(PathString(L"/a\0/*", 5), found), eOsInvalid);
 }
 
-TYPED_TEST(NamesConformance, DeletingByAPatternTakesWhatItsListingHasAndNothingElse) {
+TYPED_TEST(NamesConformance, WhatGoesBesideAFileIsWhatAListingHasAndNothingElse) {
   wchar_t separator = this->files()->getSeparator();
   for (const wchar_t* name : {L"take*", L"take*.idx", L"take*.b\xDCFF", L"take1.idx", L"take*x"})
     this->makeFile(name, std::string("x"));
   std::wstring folder = std::wstring(L"take*.folder") + separator;
   this->makeFolder(folder.c_str());
   this->makeFile((folder + L"inside").c_str(), std::string("12"));
-  this->forgetLastError();
-  EXPECT_TRUE(this->files()->deleteMatching(this->path(L"") + literalName(L"take*") + L".*"));
-  EXPECT_EQ(this->listed(L"*"), "take*:1 take*x:1 take1.idx:1");
+  EXPECT_EQ(this->leftBeside(L"take*", literalName(L"take*") + L".*"), 1u);
+  EXPECT_EQ(this->listed(L"*"), "take*x:1 take1.idx:1");
   EXPECT_EQ(this->listed((folder + L"*").c_str()), "inside:2");
-  EXPECT_TRUE(this->files()->deleteMatching(this->path(L"none*")));
-  EXPECT_EQ(this->lastError(), 0u);
-  EXPECT_TRUE(this->files()->deleteMatching(this->path(L"take*")));
+  this->makeFile(L"take*", std::string("x"));
+  EXPECT_EQ(this->leftBeside(L"take*", L"none*"), 1u);
+  EXPECT_EQ(this->listed(L"*"), "take*x:1 take1.idx:1");
+  this->makeFile(L"file", std::string("x"));
+  EXPECT_EQ(this->leftBeside(L"file", L""), 1u);
+  EXPECT_EQ(this->listed(L"*"), "take*x:1 take1.idx:1") << "an empty pattern is that of none";
+  this->makeFile(L"file", std::string("x"));
+  EXPECT_EQ(this->leftBeside(L"file", L"take*"), 1u);
   EXPECT_EQ(this->listed(L"*"), "");
 }
 
-TYPED_TEST(NamesConformance, WhatCannotBeListedOrIsServedHasNothingToDelete) {
-  wchar_t separator = this->files()->getSeparator();
-  PathString file = this->makeFile(L"file", std::string("x"));
-  PathString none = this->path(L"none") + separator + L"*";
-  this->expectError(this->files()->deleteMatching(none), eOsNotFound);
-  this->expectError(this->files()->deleteMatching(file + separator + L"*"), eOsNotAFolder);
-  this->expectError(this->files()->deleteMatching(PathString(L"/a\0/*", 5)), eOsInvalid);
-  this->expectError(this->files()->deleteMatching(L"mem:*"), eOsNotSupported);
-  EXPECT_TRUE(this->files()->exists(file));
+TYPED_TEST(NamesConformance, WhatLiesBesideAFileThatStaysGoesAllTheSame) {
+  PathString folder = this->makeFolder(L"folder");
+  MediaLeft left;
+  for (const wchar_t* name : {L"folder.1", L"none.1"}) this->makeFile(name, std::string("x"));
+  this->expectError(this->files()->deleteMedia({folder, L"folder.*", {}, {}}, left), eOsIsAFolder);
+  EXPECT_EQ(this->listed(L"*"), "none.1:1");
+  this->expectError(this->files()->deleteMedia({this->path(L"none"), L"none.*", {}, {}}, left),
+                    eOsNotFound);
+  EXPECT_EQ(this->listed(L"*"), "");
+  EXPECT_TRUE(this->files()->folderExists(folder));
 }
 
 TYPED_TEST(NamesConformance, AListedNameIsTheNameByWhichTheFileIsOpened) {

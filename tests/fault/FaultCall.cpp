@@ -12,15 +12,13 @@ template <int... errors>
 constexpr uint32_t kErrors[] = {eOsErrorBase + static_cast<uint32_t>(errors)...};
 
 const char* const kNames[] = {
-    "openMedia",      "openFile",        "openServed",      "getDisk",       "getDisks",
-    "onDrive",        "getSpace",        "exists",          "getFileSize",   "deleteFile",
-    "deleteMatching", "deleteSubfolder", "createFolder",    "folderExists",  "isWritable",
-    "listFiles",      "renameFile",      "syncFolder",      "followLinks",   "copyMode",
-    "getUNCName",     "getShares",       "getSize",         "getInfo",       "read",
-    "write",          "settle",          "flush",           "attach",        "startRead",
-    "startWrite",     "finishRead",      "finishWrite",     "createContext", "createPort",
-    "createEvent",    "createThread",    "createTaskQueue", "postTask",      "allocateRegion",
-    "allocate"};
+    "openMedia",       "openFile",    "openServed",     "getDisk",    "getDisks",    "onDrive",
+    "getSpace",        "exists",      "getFileSize",    "deleteFile", "deleteMedia", "createFolder",
+    "folderExists",    "isWritable",  "listFiles",      "renameFile", "syncFolder",  "followLinks",
+    "copyMode",        "getUNCName",  "getShares",      "getSize",    "getInfo",     "read",
+    "write",           "settle",      "flush",          "attach",     "startRead",   "startWrite",
+    "finishRead",      "finishWrite", "createContext",  "createPort", "createEvent", "createThread",
+    "createTaskQueue", "postTask",    "allocateRegion", "allocate"};
 static_assert(std::size(kNames) == kFaultCalls);
 
 // Of drives and names; none for the other calls.
@@ -39,8 +37,8 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
       kErrors<ENOENT, EACCES, EIO, EMFILE, ENFILE, ENOMEM, ELOOP, ENOTDIR, ESTALE>;
   constexpr const auto& renaming = kErrors<EXDEV, EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOSPC,
                                            ENOMEM, EDQUOT, ELOOP, ENOTDIR, EISDIR, ESTALE>;
-  constexpr const auto& emptying = kErrors<EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOMEM, ELOOP,
-                                           ENOTDIR, ENOTEMPTY, EXDEV, EMFILE, ENFILE, ESTALE>;
+  constexpr const auto& deleting = kErrors<EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOMEM, ELOOP,
+                                           ENOTDIR, EISDIR, EMFILE, ENFILE, ESTALE>;
   constexpr const auto& syncing =
       kErrors<EIO, ENOSPC, EDQUOT, EACCES, ENOENT, EMFILE, ENFILE, ENOMEM, EROFS>;
   switch (call) {
@@ -70,9 +68,8 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
       return renaming;
     case FaultCall::eSyncFolder:
       return syncing;
-    case FaultCall::eDeleteMatching:
-    case FaultCall::eDeleteSubfolder:
-      return emptying;
+    case FaultCall::eDeleteMedia:
+      return deleting;
     case FaultCall::eDeleteFile:
     case FaultCall::eCreateFolder:
     case FaultCall::eCopyMode:

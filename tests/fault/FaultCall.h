@@ -17,8 +17,7 @@ enum class FaultCall : size_t {
   eExists,
   eGetFileSize,  // by name
   eDeleteFile,
-  eDeleteMatching,  // none of them is deleted
-  eDeleteSubfolder,
+  eDeleteMedia,  // nothing goes
   eCreateFolder,
   eFolderExists,
   eIsWritable,

@@ -50,6 +50,11 @@ bool FaultFileManager::deleteFile(const Path& path) {
   return !isRefused(FaultCall::eDeleteFile) && below()->deleteFile(path);
 }
 
+bool FaultFileManager::deleteMedia(const MediaRemoval& media, MediaLeft& left) {
+  left = MediaLeft();
+  return !isRefused(FaultCall::eDeleteMedia) && below()->deleteMedia(media, left);
+}
+
 bool FaultFileManager::createFolder(const Path& path) {
   return !isRefused(FaultCall::eCreateFolder) && below()->createFolder(path);
 }

@@ -24,14 +24,7 @@ public:
   }
   bool getFileSize(const Path& path, uint64_t& bytes) override;
   bool deleteFile(const Path& path) override;
-  bool deleteMatching(const Path& pattern) override {
-    return !isRefused(FaultCall::eDeleteMatching) && below()->deleteMatching(pattern);
-  }
-  bool deleteSubfolder(const Path& folder, const Path& subfolder,
-                       const FileStart& witness) override {
-    return !isRefused(FaultCall::eDeleteSubfolder) &&
-           below()->deleteSubfolder(folder, subfolder, witness);
-  }
+  bool deleteMedia(const MediaRemoval& media, MediaLeft& left) override;
   bool createFolder(const Path& path) override;
   wchar_t getSeparator() const override { return below()->getSeparator(); }
   Vector<Qv::Ptr<iDiskDrive>> getDisks() override;

@@ -121,6 +121,7 @@ protected:
   bool callOfAName(FaultCall kind) {
     iFileManager* files = OS()->getFileManager();
     Text behind(L"before");
+    MediaLeft left;
     Vector<iFileManager::ListedFile> listed;
     listed.add({});
     switch (kind) {
@@ -136,13 +137,13 @@ protected:
         os_->files().addFile(Text(L"/m/from"));
         return files->renameFile(Text(L"/m/from"), Text(L"/m/to")) &&
                !os_->files().hasFile(Text(L"/m/from"));
-      case FaultCall::eDeleteMatching:
+      case FaultCall::eDeleteMedia:
+        os_->files().addFile(Text(L"/m/gone"));
         os_->files().addFile(Text(L"/m/gone.1"));
-        return files->deleteMatching(Text(L"/m/gone.*")) &&
-               !os_->files().hasFile(Text(L"/m/gone.1"));
-      case FaultCall::eDeleteSubfolder:
         os_->files().addFile(Text(L"/m/sub/a"));
-        return files->deleteSubfolder(Text(L"/m"), Text(L"/m/sub"), {}) &&
+        return files->deleteMedia({Text(L"/m/gone"), Text(L"gone.*"), Text(L"/m/sub"), {}}, left) &&
+               !os_->files().hasFile(Text(L"/m/gone")) &&
+               !os_->files().hasFile(Text(L"/m/gone.1")) &&
                !os_->files().hasFile(Text(L"/m/sub/a"));
       case FaultCall::eSyncFolder:
         return files->syncFolder(Text(L"/m"));

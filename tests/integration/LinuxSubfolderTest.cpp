@@ -1,4 +1,5 @@
-// What deleting a folder below another leaves alone on a real system, whatever is put in its way.
+// What deleting media with a folder below its own leaves alone on a real system, whatever is put in
+// its way.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -14,6 +15,7 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "tests/integration/LinuxFileFixture.h"
 #include "tests/support/AsNobody.h"
@@ -47,19 +49,27 @@ protected:
   void makeFolder(std::string_view name) const {
     ASSERT_EQ(mkdir(folder_.bytes(name).c_str(), 0700), 0) << name;
   }
-  bool deleted(std::string_view folder, std::string_view subfolder) const {
-    linuxErrors()->setLastError(0);
-    return linuxFileManager()->deleteSubfolder(folder_ / folder, folder_ / subfolder, {});
+  // The file a.mov of that folder, and the subfolder that goes with it.
+  MediaRemoval order(const std::string& folder, std::string_view subfolder) const {
+    return {folder_ / (folder + "/a.mov"), {}, folder_ / subfolder, "link"};
   }
-  void expectRefused(std::string_view folder, std::string_view subfolder, uint32_t error) const {
-    EXPECT_FALSE(deleted(folder, subfolder));
-    EXPECT_EQ(lastError(), error);
+  // What the file takes along when it is deleted. 1, or why that stayed.
+  uint32_t taken(const std::string& folder, std::string_view subfolder) const {
+    MediaLeft left{0, 0};
+    folder_.put(folder + "/a.mov", "link to it");
+    linuxErrors()->setLastError(0);
+    EXPECT_TRUE(linuxFileManager()->deleteMedia(order(folder, subfolder), left));
+    EXPECT_EQ(lastError(), 0u);
+    EXPECT_FALSE(isThere(folder + "/a.mov"));
+    return left.subfolder;
+  }
+  void expectRefused(const std::string& folder, std::string_view subfolder, uint32_t error) const {
+    EXPECT_EQ(taken(folder, subfolder), error) << subfolder;
     EXPECT_EQ(folder_.content("m/sub/a"), "alive");
     EXPECT_EQ(folder_.content("m/sub/deep/b"), "alive");
   }
   void expectGone() const {
-    EXPECT_TRUE(deleted("m", "m/sub"));
-    EXPECT_EQ(lastError(), 0u);
+    EXPECT_EQ(taken("m", "m/sub"), 1u);
     EXPECT_FALSE(isThere("m/sub"));
   }
   // Three folders in one; the name of that which is told last, and entered first.
@@ -81,7 +91,7 @@ protected:
     if (!server.isMounted() || mount(folder_.bytes("server").c_str(), folder_.bytes(place).c_str(),
                                      nullptr, MS_BIND, nullptr) != 0)
       return false;
-    std::thread deleting([&] { EXPECT_FALSE(deleted("m", "m/sub")); });
+    std::thread deleting([&] { EXPECT_NE(taken("m", "m/sub"), 1u); });
     server.waitUntilHeld(1);
     change(place);
     server.letGo();
@@ -131,22 +141,49 @@ TEST_F(LinuxSubfolderTest, AFileThatHasAnotherNameOutsideKeepsItsContentThere) {
   expectGone();
 }
 
-TEST_F(LinuxSubfolderTest, AWitnessIsReadWhereItLiesAndNothingElseIs) {
-  folder_.put("link.text", "m/sub");
-  std::filesystem::create_directories(folder_.bytes("m/sub"));
-  ASSERT_EQ(symlink("../link.text", folder_.bytes("m/a").c_str()), 0);
-  ASSERT_EQ(mkfifo(folder_.bytes("m/b").c_str(), 0600), 0);
-  for (const wchar_t* witness : {L"a", L"b"}) {
-    EXPECT_FALSE(
-        linuxFileManager()->deleteSubfolder(folder_ / "m", folder_ / "m/sub", {witness, "m/sub"}));
-    EXPECT_EQ(OS()->getErrors()->getLastError(), eOsInvalid);
+TEST_F(LinuxSubfolderTest, ASymbolicLinkGoesWithWhatLiesBesideItAndItsSubfolderStays) {
+  folder_.put("a.mov", "link to it");
+  folder_.put("m/a.mov.1", "beside");
+  link("../a.mov", "m/a.mov");
+  MediaRemoval media = order("m", "m/sub");
+  media.sideFiles = L"a.mov.*";
+  MediaLeft left;
+  EXPECT_TRUE(linuxFileManager()->deleteMedia(media, left));
+  EXPECT_EQ(left.subfolder, eOsInvalid);
+  EXPECT_EQ(left.sideFiles, 1u);
+  EXPECT_FALSE(isThere("m/a.mov") || isThere("m/a.mov.1"));
+  EXPECT_EQ(folder_.content("a.mov"), "link to it");
+  EXPECT_EQ(folder_.content("m/sub/deep/b"), "alive");
+}
+
+TEST_F(LinuxSubfolderTest, WhatIsNoRegularFileIsNotReadAndNothingGoes) {
+  ASSERT_EQ(mkfifo(folder_.bytes("m/a.mov").c_str(), 0600), 0);
+  MediaRemoval media = order("m", "m/sub");
+  media.start.clear();
+  MediaLeft left;
+  linuxErrors()->setLastError(0);
+  EXPECT_FALSE(linuxFileManager()->deleteMedia(media, left));
+  EXPECT_EQ(lastError(), eOsInvalid);
+  EXPECT_TRUE(isThere("m/a.mov"));
+  EXPECT_EQ(folder_.content("m/sub/deep/b"), "alive");
+}
+
+TEST_F(LinuxSubfolderTest, APathThatEndsInASeparatorNamesAFolder) {
+  MediaLeft left;
+  for (const auto& [name, error] : {std::pair("m/sub/", eOsIsAFolder),
+                                    {"m/sub//", eOsIsAFolder},
+                                    {"m/beside/", eOsNotAFolder}}) {
+    EXPECT_FALSE(linuxFileManager()->deleteMedia({folder_ / name, {}, {}, {}}, left));
+    EXPECT_EQ(lastError(), error) << name;
   }
-  EXPECT_TRUE(std::filesystem::exists(folder_.bytes("m/sub")));
+  EXPECT_FALSE(linuxFileManager()->deleteMedia({L"/", {}, {}, {}}, left));
+  EXPECT_EQ(lastError(), eOsIsAFolder);
+  EXPECT_TRUE(isThere("m/sub/deep/b"));
 }
 
 TEST_F(LinuxSubfolderTest, TheFolderAboveMayBeBehindALink) {
   link("m", "to-m");
-  EXPECT_TRUE(deleted("to-m", "to-m/sub"));
+  EXPECT_EQ(taken("to-m", "to-m/sub"), 1u);
   EXPECT_FALSE(isThere("m/sub"));
 }
 
@@ -156,13 +193,11 @@ TEST_F(LinuxSubfolderTest, ADriveThatIsMountedInsideStaysAndTheRestGoes) {
   if (mount("none", place.c_str(), "tmpfs", 0, "size=1m") != 0)
     GTEST_SKIP() << "nothing can be mounted here";
   folder_.put("m/sub/deep/drive/kept", "alive");
-  EXPECT_FALSE(deleted("m", "m/sub"));
-  EXPECT_EQ(lastError(), kOtherDrive);
+  EXPECT_EQ(taken("m", "m/sub"), kOtherDrive);
   EXPECT_EQ(folder_.content("m/sub/deep/drive/kept"), "alive");
   EXPECT_FALSE(isThere("m/sub/a"));
   EXPECT_FALSE(isThere("m/sub/deep/b"));
-  EXPECT_FALSE(deleted("m", "m/sub/deep/drive"));
-  EXPECT_EQ(lastError(), kOtherDrive);
+  EXPECT_EQ(taken("m", "m/sub/deep/drive"), kOtherDrive);
   EXPECT_EQ(folder_.content("m/sub/deep/drive/kept"), "alive");
   umount2(place.c_str(), MNT_DETACH);
 }
@@ -172,10 +207,8 @@ TEST_F(LinuxSubfolderTest, AFolderThatIsMountedInsideFromTheSameDriveStays) {
   std::string place = folder_.bytes("m/sub/bound");
   if (mount(folder_.bytes("canary").c_str(), place.c_str(), nullptr, MS_BIND, nullptr) != 0)
     GTEST_SKIP() << "nothing can be mounted here";
-  EXPECT_FALSE(deleted("m", "m/sub"));
-  EXPECT_EQ(lastError(), kOtherDrive);
-  EXPECT_FALSE(deleted("m", "m/sub/bound/inner")) << "nor is it on the way down";
-  EXPECT_EQ(lastError(), kOtherDrive);
+  EXPECT_EQ(taken("m", "m/sub"), kOtherDrive);
+  EXPECT_EQ(taken("m", "m/sub/bound/inner"), kOtherDrive) << "nor is it on the way down";
   umount2(place.c_str(), MNT_DETACH);
 }
 
@@ -188,7 +221,7 @@ TEST_F(LinuxSubfolderTest, AFolderWithTheNameInAnotherCaseIsAnother) {
   EXPECT_EQ(folder_.content("M/sub/a"), "alive");
   link("m", "also-M");
   link("also-M", "ALSO-M");
-  EXPECT_TRUE(deleted("also-M", "ALSO-M/sub")) << "here both lead to the same";
+  EXPECT_EQ(taken("also-M", "ALSO-M/sub"), 1u) << "here both lead to the same";
 }
 
 TEST_F(LinuxSubfolderTest, DotsEmptyNamesAndOtherFoldersAreRefused) {
@@ -198,11 +231,7 @@ TEST_F(LinuxSubfolderTest, DotsEmptyNamesAndOtherFoldersAreRefused) {
                            "m/sub//", "m", "m/", "", "canary", "canary/inner", "M"})
     expectRefused("m", name, eOsInvalid);
   expectRefused("m/sub", "m/subtle", eOsInvalid);
-  expectRefused("", "", eOsInvalid);
   EXPECT_EQ(folder_.content("m/subtle/a"), "alive");
-  linuxErrors()->setLastError(0);
-  EXPECT_FALSE(linuxFileManager()->deleteSubfolder(L"", L"", {}));
-  EXPECT_EQ(lastError(), eOsInvalid);
 }
 
 TEST_F(LinuxSubfolderTest, FifosAndSocketsGoAndAreNotWaitedFor) {
@@ -219,9 +248,9 @@ TEST_F(LinuxSubfolderTest, NamesOfAnyBytesGoAndNoneIsAPattern) {
   folder_.put("m/sub/\xFE/x", "x");
   makeFolder("m/s*");
   folder_.put("m/s*/x", "x");
-  EXPECT_TRUE(deleted("m", "m/s*"));
+  EXPECT_EQ(taken("m", "m/s*"), 1u);
   EXPECT_TRUE(isThere("m/sub/a"));
-  EXPECT_TRUE(deleted("m", "m/sub/\xFE"));
+  EXPECT_EQ(taken("m", "m/sub/\xFE"), 1u);
   EXPECT_TRUE(isThere("m/sub/\xFF\xC3"));
   expectGone();
   EXPECT_EQ(folder_.content("m/*"), "alive");
@@ -237,14 +266,14 @@ TEST_F(LinuxSubfolderTest, WhatMayNotBeRemovedStaysAndTheRestGoes) {
     bool isSet = chmod(folder_.bytes("n/sub/shut").c_str(), 0000) == 0 &&
                  chmod(folder_.bytes("n/sub/blind").c_str(), 0600) == 0 &&
                  chmod(folder_.bytes("n/sub/locked").c_str(), 0500) == 0;
-    bool isRefused = isSet && !deleted("n", "n/sub") && lastError() == eOsAccessDenied;
+    bool isRefused = isSet && taken("n", "n/sub") == eOsAccessDenied;
     bool isRestGone = !isThere("n/sub/a") && !isThere("n/sub/z");
     bool areKept = true;
     for (const char* name : {"n/sub/shut", "n/sub/blind", "n/sub/locked"}) {
       chmod(folder_.bytes(name).c_str(), 0700);
       areKept = areKept && isThere(std::string(name) + "/kept");
     }
-    return isRefused && isRestGone && areKept && deleted("n", "n/sub");
+    return isRefused && isRestGone && areKept && taken("n", "n/sub") == 1;
   });
   if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
   EXPECT_EQ(seen, eRight);
@@ -272,15 +301,19 @@ TEST_F(LinuxSubfolderTest, AVeryDeepTreeTakesFewDescriptorsAndGoes) {
 
 TEST_F(LinuxSubfolderTest, WithoutADescriptorNothingIsDeleted) {
   // What looks at calls takes a descriptor for the first of a kind.
-  bool isDeleted = deleted("m", "m/none");
-  ASSERT_FALSE(isDeleted);
+  EXPECT_EQ(taken("m", "m/none"), eOsNotFound);
+  folder_.put("m/a.mov", "link to it");
+  const MediaRemoval media = order("m", "m/sub");
+  MediaLeft left;
+  bool isDeleted = true;
   {
     NoDescriptors none;
-    isDeleted = deleted("m", "m/sub");
+    isDeleted = linuxFileManager()->deleteMedia(media, left);
   }
   EXPECT_FALSE(isDeleted);
   EXPECT_EQ(lastError(), eOsTooManyFiles);
   EXPECT_TRUE(isThere("m/sub/deep/b"));
+  EXPECT_TRUE(isThere("m/a.mov"));
 }
 
 TEST_F(LinuxSubfolderTest, AFileInUseGoesAndWhoHasItOpenKeepsIt) {
@@ -326,14 +359,14 @@ TEST_F(LinuxSubfolderTest, AWayBackThatIsLostIsNoSuccess) {
   if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << "system calls cannot be filtered here";
   pid_t child = fork();
   if (child == 0) {
-    // The folder above is opened first, and the one that is to go after it.
-    int first = fcntl(0, F_DUPFD_CLOEXEC, 0);
-    int second = fcntl(0, F_DUPFD_CLOEXEC, 0);
-    close(first);
-    close(second);
-    auto number = static_cast<uint32_t>(second);
-    _exit(SystemCallFilter::refuse(SYS_openat, ENOENT, number, number) && !deleted("m", "m/sub") &&
-                  lastError() == eOsErrorBase + ESTALE
+    // The folder above is opened first, then once more for the way down, and after it the one that
+    // is to go.
+    int numbers[] = {fcntl(0, F_DUPFD_CLOEXEC, 0), fcntl(0, F_DUPFD_CLOEXEC, 0),
+                     fcntl(0, F_DUPFD_CLOEXEC, 0)};
+    for (int number : numbers) close(number);
+    auto last = static_cast<uint32_t>(numbers[2]);
+    _exit(SystemCallFilter::refuse(SYS_openat, ENOENT, last, last) &&
+                  taken("m", "m/sub") == eOsErrorBase + ESTALE
               ? eRight
               : eWrong);
   }
@@ -343,25 +376,31 @@ TEST_F(LinuxSubfolderTest, AWayBackThatIsLostIsNoSuccess) {
   EXPECT_TRUE(isThere("m/sub"));
 }
 
-TEST_F(LinuxSubfolderTest, WhereverMemoryIsRefusedItSaysSoAndNothingElseIsDeleted) {
+TEST_F(LinuxSubfolderTest, WhereverMemoryIsRefusedWhatStaysIsToldAndNothingElseIsDeleted) {
   FailingHeap heap;
   if (!heap.isAsked()) GTEST_SKIP() << "a sanitizer's own heap is in use";
-  Path folder = folder_ / "m";
-  Path subfolder = folder_ / "m/sub";
+  MediaRemoval media = order("m", "m/sub");
+  media.sideFiles = L"a.mov.*";
   unsigned refusals = 0;
   for (int nth = 0;; ++nth) {
+    folder_.put("m/a.mov", "link to it");
+    folder_.put("m/a.mov.1", "beside");
+    std::filesystem::create_directories(folder_.bytes("m/sub"));
+    MediaLeft left;
     linuxErrors()->setLastError(0);
     heap.refuse(nth, true);
-    bool isDeleted = linuxFileManager()->deleteSubfolder(folder, subfolder, {});
-    if (!heap.letBe()) {
-      EXPECT_TRUE(isDeleted);
-      break;
-    }
+    bool isDeleted = linuxFileManager()->deleteMedia(media, left);
+    if (!heap.letBe()) break;
     ++refusals;
-    EXPECT_FALSE(isDeleted) << nth;
-    EXPECT_EQ(lastError(), eOsNoMemory) << nth;
-    EXPECT_TRUE(isThere("m/sub")) << nth;
+    // One part stays: all of it, the subfolder, or what lies beside the file.
+    EXPECT_EQ(isThere("m/a.mov"), !isDeleted) << nth;
+    EXPECT_EQ(isThere("m/sub"), !isDeleted || left.subfolder != 1) << nth;
+    EXPECT_EQ(isThere("m/a.mov.1"), !isDeleted || left.sideFiles != 1) << nth;
+    unsigned told = 0;
+    for (uint32_t error : {lastError(), left.subfolder, left.sideFiles})
+      told += error == eOsNoMemory;
+    EXPECT_EQ(told, 1u) << nth;
   }
   EXPECT_GT(refusals, 2u);
-  EXPECT_FALSE(isThere("m/sub"));
+  for (const char* gone : {"m/sub", "m/a.mov", "m/a.mov.1"}) EXPECT_FALSE(isThere(gone)) << gone;
 }

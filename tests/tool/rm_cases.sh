@@ -156,7 +156,7 @@ case_a_failure_of_an_interrupted_rm_is_told() {
   media "disk/Material/$vision.A0.proxy.90.mov"
   mount --bind "disk/Material/$vision.mov" "disk/Material/$vision.A0.proxy.90.mov"
   mounted+=("$PWD/disk/Material/$vision.A0.proxy.90.mov")
-  inject unlink:signal=INT:when=1 rm "$vision" --high --proxy --yes
+  inject unlinkat:signal=INT:when=1 rm "$vision" --high --proxy --yes
   [ "$code" = 130 ] || { cat out err; fail "exit code $code"; }
   says "deleting \"$PWD/disk/Material/$vision.A0.proxy.90.mov\": Device or resource busy"
   says "interrupted"
@@ -414,7 +414,7 @@ case_what_cannot_be_deleted_is_told() {
 case_an_interrupted_rm_tells_what_is_gone() {
   may_trace
   canary_tree
-  inject unlink:signal=INT:when=1 rm "$vision" --high --proxy --yes --json
+  inject unlinkat:signal=INT:when=1 rm "$vision" --high --proxy --yes --json
   [ "$code" = 130 ] || { cat out err; fail "exit code $code"; }
   is error.kind interrupted
   is files.0.deleted True
@@ -443,7 +443,7 @@ case_what_may_be_left_on_a_drive_that_is_silent_now_is_not_known() {
   media "share/Material/$vision.mov"
   media "share/Material/$vision.mov.qvix"
   # It falls silent when the last is gone.
-  strace -f -qq -o trace -e trace=unlinkat -e inject=unlinkat:delay_exit=5000000:when=1 \
+  strace -f -qq -o trace -e trace=unlinkat -e inject=unlinkat:delay_exit=5000000:when=2 \
     "$fsys" rm "$vision" --high --yes --json >out 2>err </dev/null &
   until_true '[ ! -e "share/Material/$vision.mov.qvix" ]'
   order s
