@@ -331,6 +331,17 @@ case_a_link_that_leads_elsewhere_by_the_time_of_the_answer_stays() {
   [ -e "raid/Material/$vision.mov" ] || fail "the link is gone"
 }
 
+# None of the two is below the link, so that neither goes with it.
+case_a_link_to_other_media_by_the_time_of_the_answer_stays() {
+  media_drive raid
+  media away/one.mov
+  media away/two.mov
+  expect 0 link create "raid/Material/$vision.mov" away/one.mov
+  answer 6 $'y\n' "'$fsys' link create 'raid/Material/$vision.mov' away/two.mov --replace --quiet"
+  grep -q 'it has changed meanwhile, and stays' shown || { cat shown; fail "it did not say so"; }
+  [ -e "raid/Material/$vision.mov" ] || fail "the link is gone"
+}
+
 case_media_that_has_taken_the_place_of_a_link_by_the_time_of_the_answer_stays() {
   media_drive raid
   media elsewhere.mov 3000

@@ -97,6 +97,20 @@ case_proxies_of_very_many_channels_are_counted_and_deleted() {
   expect 3 find "S${shot}FF"
 }
 
+# It has the same name and size, and lies in the folder on which the drive was mounted.
+case_media_below_a_drive_that_is_away_by_the_time_of_the_answer_stays() {
+  in_own_namespace
+  mkdir -p raid/Material
+  media "raid/Material/$vision.mov"
+  mount_memory raid
+  media_drive raid
+  media "raid/Material/$vision.mov"
+  answer 6 $'y\n' "umount -l raid"
+  mounted=()
+  grep -q 'it has changed meanwhile, and stays' shown || { cat shown; fail "it did not say so"; }
+  [ -e "raid/Material/$vision.mov" ] || fail "the media of another disk is gone"
+}
+
 # A drive that is registered under a second name, too, has each file twice.
 case_media_on_a_drive_with_two_names_is_no_proxy() {
   media_drive one

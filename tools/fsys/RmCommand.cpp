@@ -194,15 +194,23 @@ bool RmCommand::mayGoOn() const {
                                     hasFolder ? " and a folder with all in it" : ""));
 }
 
+// Waits for its drive.
+bool RmCommand::Doomed::leadsElsewhere() const {
+  if (file.bytes != MaterialLink::kBytes) return false;
+  PathString target;
+  (void)MaterialLink::getLinkedFilename(file.path, target);
+  return !(target == (file.isLink ? file.target : file.path));
+}
+
 // Waits for its drive. A link that is gone by now leads nowhere, and has not changed.
-bool RmCommand::Doomed::hasChanged() const {
+bool RmCommand::Doomed::hasChanged(const PathString& now) const {
   uint64_t bytes = 0;
   const bool isThere = OS()->getFileManager()->getFileSize(file.path, bytes);
-  if (isThere && bytes != file.bytes) return true;
+  if (isThere && (bytes != file.bytes || !(now == disk) || leadsElsewhere())) return true;
   const bool isAway = !isThere && OS()->getErrors()->getLastError() == eOsNotFound;
-  const Vector<PathString> now = sideFilesOf(file.path);
+  const Vector<PathString> sides = sideFilesOf(file.path);
   return (!isAway && !(linkedFolderOf(file.name) == folder)) ||
-         !std::all_of(now.begin(), now.end(), [this](const PathString& side) {
+         !std::all_of(sides.begin(), sides.end(), [this](const PathString& side) {
            return std::find(beside.begin(), beside.end(), side) != beside.end();
          });
 }
@@ -221,13 +229,13 @@ bool RmCommand::Doomed::isGone() const {
 }
 
 // Whoever was asked may have taken long to answer: a link that leads elsewhere by now stays, and so
-// do media that has come in its place, and a file beside which others have come. Where a drive has
-// two names a file goes under both with the first.
+// do media that has come in its place, also on another disk, and a file beside which others have
+// come. Where a drive has two names a file goes under both with the first.
 void RmCommand::deleteOne(const Qv::Ptr<FsysDirectoryEntry>& entry, Doomed& doomed) {
   auto result = askDrive(
       doomed.file.path,
-      [entry, doomed]() -> std::optional<uint32_t> {
-        if (doomed.hasChanged()) return std::nullopt;
+      [entry, doomed, disk = diskOf(doomed.file.path)]() -> std::optional<uint32_t> {
+        if (doomed.hasChanged(disk)) return std::nullopt;
         return entry->deleteFile(doomed.file.name);
       },
       kFolderPatience_ms);

@@ -27,8 +27,10 @@ private:
     std::vector<ToolError> failures = {};  // why it was not deleted
     std::vector<ToolError> left = {};  // why the folder or one beside it is not known to be gone
 
-    // Whether something would go that was not said, or another file than was said.
-    bool hasChanged() const;
+    // Whether something would go that was not said, or another file than was said. `now`: the disk
+    // that holds the path, as diskOf.
+    bool hasChanged(const PathString& now) const;
+    bool leadsElsewhere() const;
     bool isGone() const;
     Json json() const;
   };
