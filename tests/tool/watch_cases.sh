@@ -140,6 +140,23 @@ case_a_share_that_falls_silent_is_told_once() {
   [ "$(grep -c answer words)" = 4 ] || { cat words; fail "other words"; }
 }
 
+# The library reads where an entry's links lead when one of its proxies goes.
+case_a_proxy_that_goes_beside_one_on_a_silent_share_is_told() {
+  in_own_namespace
+  mount_share share
+  media_drive raid
+  media_drive share
+  media "raid/Material/$vision.A0.proxy.360.mov"
+  "$fsys" link create "share/Material/$vision.A0.proxy.90.mov" "$PWD/away.mov" --quiet
+  start_watching
+  order s
+  until_true "grep -q '^no answer  *$PWD/share/Material/\$' words || { sleep 0.2; false; }"
+  rm "raid/Material/$vision.A0.proxy.360.mov"
+  until_said "^gone  *$vision " '"gone"'
+  order a
+  stop_watching
+}
+
 case_a_drive_that_comes_and_goes_is_watched() {
   media_drive raid
   mkdir -p new/Material new/Sound

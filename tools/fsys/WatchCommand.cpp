@@ -11,6 +11,7 @@
 #include "tools/fsys/DriveQuestion.h"
 #include "tools/fsys/Interrupt.h"
 #include "tools/fsys/MediaDrives.h"
+#include "tools/fsys/MediaFile.h"
 #include "tools/fsys/NumberRange.h"
 #include "tools/fsys/Text.h"
 
@@ -37,8 +38,10 @@ bool isCatalogued(const Cookie& cookie, const MaterialFilename& name) {
   });
 }
 
+// The library reads where the entry's proxies lead, and waits for their drives.
 void forget(const Cookie& cookie, const MediaFileInfo& info) {
-  if (SystemCache::Entry entry = SystemCache::findEntryForCookie(cookie)) entry->removeFile(info);
+  SystemCache::Entry entry = SystemCache::findEntryForCookie(cookie);
+  if (entry && allAnswer(*entry)) entry->removeFile(info);
 }
 
 std::vector<bool> onlineDrives() {
