@@ -115,6 +115,7 @@ bool SystemCache::isEligible(const Text& name) {
 void SystemCache::initialise(bool force) {
   CriticalSectionLock lock(initialising_);
   if (isInitialised_ && !force) return;
+  isInitialised_.set(false);
   invalidate();
   DriveId id;
   for (bool more = DiskManager::getFirstMaterialVolume(id); more;

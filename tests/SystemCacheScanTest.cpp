@@ -329,6 +329,17 @@ TEST_F(SystemCacheScanTest, AfterAScanThatThrewTheNextOneInitialises) {
   EXPECT_EQ(proxiesOf(kVision), Texts{});
 }
 
+TEST_F(SystemCacheScanTest, AfterAForcedScanThatThrewTheNextOneInitialises) {
+  put(L"/m/Material/V4K7Q2M9A00.mov");
+  put(L"/n/Sound/S4K7Q2M9A01.wav");
+  SystemCache::initialise(false);
+  whenTold() = [](const std::string&) { throw std::runtime_error("of the log"); };
+  EXPECT_THROW(SystemCache::initialise(true), std::runtime_error);
+  whenTold() = nullptr;
+  SystemCache::initialise(false);
+  EXPECT_EQ(catalogued(), (Cookies{"S4K7Q2M9A01", "V4K7Q2M9A00"}));
+}
+
 TEST_F(SystemCacheScanTest, ACatalogueThatWasInvalidatedStaysInitialised) {
   put(L"/m/Material/V4K7Q2M9A00.mov");
   SystemCache::initialise(false);
