@@ -148,6 +148,21 @@ case_a_file_of_a_links_size_without_a_path_in_it_is_told() {
   expect 3 link show short
 }
 
+# It would be another file wherever the process is.
+case_a_link_to_no_whole_path_is_missing() {
+  media_drive raid
+  media reel.mov
+  printf 'reel.mov' >"raid/Material/$vision.mov"
+  truncate -s 512 "raid/Material/$vision.mov"
+  expect 3 link check "raid/Material/$vision.mov" --json
+  is links.0.target reel.mov
+  is links.0.state missing
+  expect 0 link show "raid/Material/$vision.mov" --json
+  is target_exists False
+  expect 0 shot "$vision" --json
+  is channels.0.bytes None
+}
+
 case_a_proxys_name_is_made_and_read() {
   expect 0 proxy name clip.mov mov 360 2
   [ "$(cat out)" = clip.A2.proxy.360.mov ] || { cat out; fail "another name"; }

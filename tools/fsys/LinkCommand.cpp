@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "fsys/LinkTarget.h"
 #include "fsys/MaterialLink.h"
 #include "platform/DriveErrand.h"
 #include "tools/fsys/DriveQuestion.h"
@@ -60,7 +61,8 @@ LinkCommand::Look LinkCommand::lookAt(const char* doing, const PathString& path)
   if (!look.isLink) return look;
   look.target = seen->leadsTo;
   const PathString target = MaterialLink::localTarget(look.target);
-  auto isThere = askDrive(target, [target] { return OS()->getFileManager()->exists(target); });
+  auto isThere = askDrive(
+      target, [target] { return hasOwnFolder(target) && OS()->getFileManager()->exists(target); });
   look.isTargetThere = isThere && *isThere;
   look.isTargetSilent = !isThere;
   return look;

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "fsys/LinkTarget.h"
 #include "platform/DriveErrand.h"
 #include "tools/fsys/CookieWord.h"
 #include "tools/fsys/Interrupt.h"
@@ -39,7 +40,7 @@ private:
 // Of what is opened; none of a file that is not there, or does not tell.
 std::optional<uint64_t> sizeOf(const PathString& named) {
   const PathString path = MaterialLink::localTarget(named);
-  if (path.empty()) return std::nullopt;
+  if (!hasOwnFolder(path)) return std::nullopt;
   auto size = askDrive(path, [path] {
     uint64_t bytes = 0;
     bool isThere = OS()->getFileManager()->getFileSize(path, bytes);
