@@ -51,21 +51,29 @@ int removeFrom(int folder, const std::string& name) {
   return 0;
 }
 
+// 0: it is so. EINVAL: it is not; or another error number. Some file systems answer in pieces.
+int compareStart(int file, const std::string& start) {
+  std::string found(start.size(), '\0');
+  for (size_t done = 0; done < found.size();) {
+    ssize_t bytes = pread(file, found.data() + done, found.size() - done, static_cast<off_t>(done));
+    if (bytes < 0 && errno == EINTR) continue;
+    if (bytes < 0) return errno;
+    if (bytes == 0) return EINVAL;
+    done += static_cast<size_t>(bytes);
+  }
+  return found == start ? 0 : EINVAL;
+}
+
 // 0: the file begins so. EINVAL: it does not; ELOOP: it is a symbolic link; or another error
 // number. A fifo or a device is not read.
 int lookAtStart(int folder, const std::string& name, const std::string& start) {
   Descriptor file;
   struct stat status = {};
-  if (int error = openIn(folder, name, kToLook, file)) return error;
+  if (int error = openIn(folder, name, kToLook, file))
+    return error == ENXIO || error == ENODEV ? EINVAL : error;  // a socket, or a device without one
   if (fstat(file.number(), &status) != 0) return errno;
   if (!S_ISREG(status.st_mode)) return EINVAL;
-  std::string found(start.size(), '\0');
-  ssize_t bytes = 0;
-  do {
-    bytes = pread(file.number(), found.data(), found.size(), 0);
-  } while (bytes < 0 && errno == EINTR);
-  if (bytes < 0) return errno;
-  return bytes == std::ssize(found) && found == start ? 0 : EINVAL;
+  return compareStart(file.number(), start);
 }
 
 // 1, or the first OsError. What is gone already is what was wanted.

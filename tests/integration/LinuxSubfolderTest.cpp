@@ -21,6 +21,7 @@
 #include "tests/support/AsNobody.h"
 #include "tests/support/FailingHeap.h"
 #include "tests/support/HeldFileSystem.h"
+#include "tests/support/MountedShare.h"
 #include "tests/support/NoDescriptors.h"
 #include "tests/support/OwnMounts.h"
 #include "tests/support/SystemCallFilter.h"
@@ -157,15 +158,27 @@ TEST_F(LinuxSubfolderTest, ASymbolicLinkGoesWithWhatLiesBesideItAndItsSubfolderS
 }
 
 TEST_F(LinuxSubfolderTest, WhatIsNoRegularFileIsNotReadAndNothingGoes) {
-  ASSERT_EQ(mkfifo(folder_.bytes("m/a.mov").c_str(), 0600), 0);
   MediaRemoval media = order("m", "m/sub");
   media.start.clear();
-  MediaLeft left;
-  linuxErrors()->setLastError(0);
-  EXPECT_FALSE(linuxFileManager()->deleteMedia(media, left));
-  EXPECT_EQ(lastError(), eOsInvalid);
-  EXPECT_TRUE(isThere("m/a.mov"));
-  EXPECT_EQ(folder_.content("m/sub/deep/b"), "alive");
+  for (const mode_t kind : {S_IFIFO, S_IFSOCK}) {
+    ASSERT_EQ(mknod(folder_.bytes("m/a.mov").c_str(), kind | 0600, 0), 0);
+    MediaLeft left;
+    linuxErrors()->setLastError(0);
+    EXPECT_FALSE(linuxFileManager()->deleteMedia(media, left));
+    EXPECT_EQ(lastError(), eOsInvalid);
+    EXPECT_EQ(folder_.content("m/sub/deep/b"), "alive");
+    EXPECT_EQ(unlink(folder_.bytes("m/a.mov").c_str()), 0);
+  }
+}
+
+TEST_F(LinuxSubfolderTest, ALinkThatIsReadInPiecesTakesItsSubfolderAlong) {
+  MountedShare share(folder_.bytes("share"));
+  if (!share.whyNot().empty()) GTEST_SKIP() << share.whyNot();
+  makeFolder("share/sub");
+  folder_.put("share/sub/a", "alive");
+  share.answerInPieces();
+  EXPECT_EQ(taken("share", "share/sub"), 1u);
+  EXPECT_FALSE(isThere("share/sub"));
 }
 
 TEST_F(LinuxSubfolderTest, APathThatEndsInASeparatorNamesAFolder) {

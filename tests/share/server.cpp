@@ -1,8 +1,8 @@
 // Serves a network share from memory: fsys_share_server FOLDER SOURCE. The system lists the mount
 // as one of sshfs, from SOURCE. It writes a byte when the share is mounted, and one for each order,
 // which is a byte that it reads: 's' for silence, 'a' to answer again, 'd' to take 5 ms for each
-// answer from then on. When there is nothing more to read the share is unmounted, whatever it was
-// doing.
+// answer from then on, 'p' to read files that are opened from then on in pieces of three bytes.
+// When there is nothing more to read the share is unmounted, whatever it was doing.
 // The process that takes the orders asks the share nothing, so that it can always end it; its child
 // answers the system, and is stopped for a silence.
 
@@ -17,6 +17,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -28,8 +29,11 @@ constexpr unsigned kBlockBytes = 4096;
 constexpr unsigned kBlocks = 1 << 18;
 constexpr timespec kDelay = {0, 5'000'000};
 constexpr int kDelaySignal = SIGUSR1;
+constexpr size_t kPieceBytes = 3;
+constexpr int kPiecesSignal = SIGUSR2;
 
 volatile sig_atomic_t isSlow = 0;
+volatile sig_atomic_t isInPieces = 0;
 
 // Asked once for each answer.
 MemoryTree& tree() {
@@ -61,6 +65,18 @@ int tellSpace(const char*, struct statvfs* space) {
   return 0;
 }
 
+// Read directly, a file's short answers reach whoever reads.
+int open(const char*, fuse_file_info* file) {
+  file->direct_io = isInPieces != 0;
+  file->fh = file->direct_io;  // all that a read is told of it
+  return 0;
+}
+
+int readFile(const char* path, char* to, size_t bytes, off_t offset, fuse_file_info* file) {
+  const size_t most = file->fh != 0 ? std::min(bytes, kPieceBytes) : bytes;
+  return tree().read(path, static_cast<uint64_t>(offset), to, most);
+}
+
 fuse_operations operations() {
   fuse_operations all = {};
   all.init = begin;
@@ -87,9 +103,8 @@ fuse_operations operations() {
   all.truncate = [](const char* path, off_t bytes, fuse_file_info*) {
     return tree().resize(path, static_cast<size_t>(bytes));
   };
-  all.read = [](const char* path, char* to, size_t bytes, off_t offset, fuse_file_info*) {
-    return tree().read(path, static_cast<uint64_t>(offset), to, bytes);
-  };
+  all.open = open;
+  all.read = readFile;
   all.write = [](const char* path, const char* from, size_t bytes, off_t offset, fuse_file_info*) {
     return tree().write(path, static_cast<uint64_t>(offset), from, bytes);
   };
@@ -100,13 +115,26 @@ fuse_operations operations() {
   return all;
 }
 
+int signalOf(char order) {
+  switch (order) {
+    case 's':
+      return SIGSTOP;
+    case 'd':
+      return kDelaySignal;
+    case 'p':
+      return kPiecesSignal;
+    default:
+      return SIGCONT;
+  }
+}
+
 bool tell() { return write(STDOUT_FILENO, "!", 1) == 1; }
 
 // False when there are no more orders.
 bool obey(pid_t server) {
   char order = 0;
   if (read(STDIN_FILENO, &order, 1) != 1) return false;
-  kill(server, order == 's' ? SIGSTOP : order == 'd' ? kDelaySignal : SIGCONT);
+  kill(server, signalOf(order));
   siginfo_t stopped;
   if (order == 's') waitid(P_PID, static_cast<id_t>(server), &stopped, WSTOPPED | WNOWAIT);
   return tell();
@@ -134,6 +162,7 @@ int main(int count, char** words) {
   fuse* share = fuse_new(&list, &all, sizeof(all), nullptr);
   if (!share || fuse_mount(share, words[1]) != 0) return 1;
   signal(kDelaySignal, [](int) { isSlow = 1; });
+  signal(kPiecesSignal, [](int) { isInPieces = 1; });
   pid_t server = fork();
   if (server == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -7,7 +7,7 @@
 // MountedShare: a mounted network share, empty at first, in whose folders and files whatever is
 // made stays until the end. The system lists it as one of sshfs.
 // Story      A program of its own serves it from memory (tests/share); it is told to fall silent,
-//            to answer again, and to answer slowly. However this process ends, that program sees
+//            to answer again, slowly, and in pieces. However this process ends, that program sees
 //            it and unmounts.
 // Threads    one.
 // Errors     whyNot() says why there is none.
@@ -24,6 +24,8 @@ public:
   void answer() { order('a'); }
   // Each answer takes 5 ms from then on, and one is given after the other.
   void answerSlowly() { order('d'); }
+  // Files that are opened from then on are read three bytes at a time.
+  void answerInPieces() { order('p'); }
 
 private:
   void start(const std::string& folder, const char* source);
