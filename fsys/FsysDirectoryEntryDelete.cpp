@@ -51,6 +51,15 @@ Text sidePatternOf(const Text& path) {
 
 bool isNetworkName(const Text& path) { return path.view().starts_with(kNetworkName); }
 
+// Whether it is no symbolic link: what one says as a link lies elsewhere. False, too, where it
+// cannot be told.
+bool liesItself(const Text& folder, const Text& name) {
+  iFileManager* files = OS()->getFileManager();
+  Text whole, own;
+  return files->followLinks(folder + name, whole) && files->followLinks(folder, own) &&
+         whole == joinPaths(own, name);
+}
+
 // `target`: what the link says.
 Text linkedFolderBelow(const MaterialFilename& file, Text& target) {
   const Text path = file.getOsPath();
@@ -63,7 +72,7 @@ Text linkedFolderBelow(const MaterialFilename& file, Text& target) {
   // Both end in a separator: what is longer and begins alike is another folder, and below it.
   const bool isBelow =
       !own.empty() && linked.length() > own.length() && startsWithNoCase(linked.view(), own.view());
-  return isBelow ? linked : Text();
+  return isBelow && liesItself(own, stripPath(path)) ? linked : Text();
 }
 
 // The folder in which the link was read may be another one by the time of the deletion, so that

@@ -24,8 +24,8 @@ struct MediaRemoval {
   std::string start;  // with a subfolder: what the file begins with
 };
 
-// MediaLeft: why that stays which was to go with a media file. 1: it is gone, or none was asked
-// for; else the first OsError.
+// MediaLeft: why that stays which was to go with a media file. 1: it is gone, none was asked for,
+// or nothing went at all; else the first OsError.
 struct MediaLeft {
   uint32_t subfolder = 1;
   uint32_t sideFiles = 1;
@@ -212,8 +212,8 @@ public:
   // meanwhile keeps its own. False when the file stays. What of the rest stays is told in `left`,
   // and keeps nothing else from going.
   // With a subfolder the file is looked at before anything goes. It begins otherwise, or is no
-  // regular file: eOsInvalid; it is gone, or cannot be read: that error; and nothing goes. A
-  // symbolic link goes alone: its subfolder stays (eOsInvalid), for what begins so lies elsewhere.
+  // regular file: eOsInvalid; it is gone, or cannot be read: that error; and nothing goes. The
+  // subfolder of a symbolic link stays (eOsInvalid), for what begins so lies elsewhere.
   // The subfolder's name begins like the path of the file's folder, case aside; what follows after
   // as many characters names the way down. eOsInvalid, and it stays: a name on the way down is
   // empty, "." or "..", or there is none, or the name as a whole leads to another folder. No link

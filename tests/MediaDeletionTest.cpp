@@ -40,9 +40,11 @@ TEST_F(MediaDeletionTest, OnlyALinkIntoAFolderBelowItsOwnHasAFolder) {
   link(L"/Material/away.mov", L"/n/a.mov");
   link(L"/Material/beside.mov", L"/m/Material/media.mov");
   link(L"/Material/broken.mov", L"/m/Material/below/none.mov");
+  files().addLink(L"/m/Material/symbolic.mov", L"/m/Material/below.mov");
   EXPECT_EQ(linkedFolderOf(name(L"/Material/below.mov")), Text(L"/m/Material/below/deep/"));
-  for (const wchar_t* other : {L"/Material/away.mov", L"/Material/beside.mov",
-                               L"/Material/broken.mov", L"/Material/media.mov", L"/Material/none"})
+  for (const wchar_t* other :
+       {L"/Material/away.mov", L"/Material/beside.mov", L"/Material/broken.mov",
+        L"/Material/media.mov", L"/Material/none", L"/Material/symbolic.mov"})
     EXPECT_TRUE(linkedFolderOf(name(other)).empty()) << toUTF8(other).c_str();
 }
 

@@ -141,10 +141,11 @@ public:
 
   // Deletes that file and those beside it, whose names are its own, a dot, and anything; nothing
   // lies beside a path that ends in a separator. When it is a link to a file in a folder below its
-  // own, that whole folder goes first, unless its own path has '.' or '..' in it. All that goes
-  // lies in one folder, the file's own. What goes wrong there or beside it is not told. Where such
-  // a link is gone when the deletion begins (eOsNotFound), or is another file (eOsInvalid), nothing
-  // goes; nor does anything of a file whose drive is not registered any more (eOsNotFound).
+  // own, that whole folder goes first, unless its own path has '.' or '..' in it or names a
+  // symbolic link. All that goes lies in one folder, the file's own. What goes wrong there or
+  // beside it is not told. Where such a link is gone when the deletion begins (eOsNotFound), or is
+  // another file (eOsInvalid), nothing goes; nor does anything of a file whose drive is not
+  // registered any more (eOsNotFound).
   uint32_t deleteFile(const MaterialFilename& file);
   // Deletes the files of those types, proxies first, and forgets them, whether or not they could be
   // deleted. The last error counts. No type is reported, and 1.
