@@ -17,15 +17,15 @@
 namespace {
 
 // A folder m with files of a pattern, and beside it another that nothing may touch.
-class LinuxDeleteMatchingTest : public LinuxFileFixture {
+class LinuxSideFilesTest : public LinuxFileFixture {
 protected:
-  LinuxDeleteMatchingTest() {
+  LinuxSideFilesTest() {
     for (const char* name : {"m", "canary"})
       EXPECT_EQ(mkdir(folder_.bytes(name).c_str(), 0700), 0) << name;
     for (const char* name : {"m/a.1", "m/a.2", "m/b.1", "canary/a.1", "canary/song"})
       folder_.put(name, "alive");
   }
-  ~LinuxDeleteMatchingTest() override {
+  ~LinuxSideFilesTest() override {
     EXPECT_EQ(folder_.content("canary/a.1"), "alive");
     EXPECT_EQ(folder_.content("canary/song"), "alive");
   }
@@ -55,7 +55,7 @@ private:
 
 }  // namespace
 
-TEST_F(LinuxDeleteMatchingTest, ALinkGoesItselfAndOneThatLeadsNowhereStays) {
+TEST_F(LinuxSideFilesTest, ALinkGoesItselfAndOneThatLeadsNowhereStays) {
   link("../canary/song", "m/a.link");
   link("nowhere", "m/a.none");
   link("../canary", "m/a.folder");
@@ -65,7 +65,7 @@ TEST_F(LinuxDeleteMatchingTest, ALinkGoesItselfAndOneThatLeadsNowhereStays) {
 }
 
 // The listing waits for what a link in the folder leads to, and meanwhile another takes its name.
-TEST_F(LinuxDeleteMatchingTest, WhatTakesTheFoldersPlaceMeanwhileKeepsItsOwn) {
+TEST_F(LinuxSideFilesTest, WhatTakesTheFoldersPlaceMeanwhileKeepsItsOwn) {
   HeldFileSystem server(folder_.bytes("server"), HeldFileSystem::eEverything);
   if (!server.isMounted()) GTEST_SKIP() << "nothing can be mounted here";
   link(folder_.bytes("server"), "m/a.slow");
@@ -80,7 +80,7 @@ TEST_F(LinuxDeleteMatchingTest, WhatTakesTheFoldersPlaceMeanwhileKeepsItsOwn) {
   EXPECT_TRUE(isThere("moved/b.1"));
 }
 
-TEST_F(LinuxDeleteMatchingTest, WhatIsGoneWhenItIsToGoIsToldOfTheFileAlone) {
+TEST_F(LinuxSideFilesTest, WhatIsGoneWhenItIsToGoIsToldOfTheFileAlone) {
   if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << "system calls cannot be filtered here";
   EXPECT_TRUE(holdsApart([this] {
     MediaLeft left{0, 0};
@@ -91,7 +91,7 @@ TEST_F(LinuxDeleteMatchingTest, WhatIsGoneWhenItIsToGoIsToldOfTheFileAlone) {
   EXPECT_TRUE(isThere("m/a.1"));
 }
 
-TEST_F(LinuxDeleteMatchingTest, ANameWithoutAFolderIsOneInTheWorkingFolder) {
+TEST_F(LinuxSideFilesTest, ANameWithoutAFolderIsOneInTheWorkingFolder) {
   EXPECT_TRUE(holdsApart([this] {
     MediaLeft left{0, 0};
     return chdir(folder_.bytes("m").c_str()) == 0 &&
