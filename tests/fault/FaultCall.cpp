@@ -37,8 +37,9 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
       kErrors<ENOENT, EACCES, EIO, EMFILE, ENFILE, ENOMEM, ELOOP, ENOTDIR, ESTALE>;
   constexpr const auto& renaming = kErrors<EXDEV, EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOSPC,
                                            ENOMEM, EDQUOT, ELOOP, ENOTDIR, EISDIR, ESTALE>;
-  constexpr const auto& deleting = kErrors<EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOMEM, ELOOP,
-                                           ENOTDIR, EISDIR, EMFILE, ENFILE, ESTALE>;
+  constexpr const auto& deleting =
+      kErrors<EACCES, EPERM, EBUSY, EIO, ENOENT, EROFS, ENOMEM, ELOOP, ENOTDIR, EISDIR, ENOTEMPTY,
+              EXDEV, EMFILE, ENFILE, ESTALE>;
   constexpr const auto& syncing =
       kErrors<EIO, ENOSPC, EDQUOT, EACCES, ENOENT, EMFILE, ENFILE, ENOMEM, EROFS>;
   switch (call) {

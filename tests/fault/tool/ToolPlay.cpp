@@ -74,6 +74,8 @@ int codeOf(FaultCall call, uint32_t error) {
       return eNoSpace;
     case ENOMEM:
       return eResources;
+    case ENOTEMPTY:
+      return eExists;
     default:
       return eIo;
   }
