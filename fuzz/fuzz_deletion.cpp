@@ -13,6 +13,7 @@
 #include "fuzz/Lines.h"
 #include "fuzz/Require.h"
 #include "platform/fake/FakeOSScope.h"
+#include "platform/fake/FakePath.h"
 #include "tests/support/TestDiagnostics.h"
 
 namespace {
@@ -85,22 +86,28 @@ bool isLink(const Play& play) {
          play.target.size() < MaterialLink::kBytes - 1;
 }
 
+// Where nothing can be.
+bool isBelowAFile(FakeFileManager& files, const Text& path) {
+  const auto& all = files.names().files;
+  return std::any_of(all.begin(), all.end(), [&path](const auto& file) {
+    return FakePath::isWithin(path.view(), file.first, L'/');
+  });
+}
+
 void arrange(FakeFileManager& files, const Play& play) {
   Vector<iFileManager::Share> shares;  // asked for once in the process
   shares.add({L"\\\\me\\media", L"/m/"});
   files.setShares(shares);
   for (const wchar_t* canary : kCanaries) files.addFile(canary);
   files.addLink(textOf(kDoor), L"/n/Material/own");
-  const Text local = MaterialLink::localTarget(fromUTF8(play.target));
-  std::string bytes;
-  // Nothing lies below a file.
-  const bool isBelowIt = local.view().starts_with(std::wstring(play.path.view()) + L'/');
-  if (play.isPut && toPathBytes(local, bytes) && !local.empty() && !isBelowIt &&
-      !files.exists(local))
-    files.addFile(local);
   files.addFile(play.path + L".qvix");
   files.addFile(play.path + L".");
   Lines::put(files, play.path, play.content);
+  const Text local = MaterialLink::localTarget(fromUTF8(play.target));
+  std::string bytes;
+  if (play.isPut && toPathBytes(local, bytes) && !local.empty() && !isBelowAFile(files, local) &&
+      !files.exists(local))
+    files.addFile(local);
 }
 
 Paths pathsIn(FakeFileManager& files) {
