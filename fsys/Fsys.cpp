@@ -99,6 +99,18 @@ void Fsys::beginEnd() {
   ending_ = true;
 }
 
+// A file that a callback has closed, and no thread has; null when there is none.
+FsysFile* Fsys::claimOwed() {
+  CriticalSectionLock lock(ownLock_);
+  for (FsysFile* file : openFiles_) {
+    if (!file->isCloseOwed_) continue;
+    file->isCloseOwed_ = false;
+    openFiles_.remove(file);
+    return file;
+  }
+  return nullptr;
+}
+
 // Outside the lock: what a task does may come to it.
 void Fsys::endQueue(Qv::Ptr<iTaskQueue>& queue) {
   Qv::Ptr<iTaskQueue> ending;
@@ -257,6 +269,14 @@ void Fsys::giveBack(FsysFile* file) {
   openFiles_.add(file);
 }
 
+// No thread came to close it. When the engine has begun to end, the callback that asked for it was
+// promised that.
+void Fsys::giveBackUnclosed(FsysFile* file) {
+  CriticalSectionLock lock(ownLock_);
+  file->isCloseOwed_ = ending_;
+  openFiles_.add(file);
+}
+
 uint32_t Fsys::Close(FsysFile* file, CompletionCallback) {
   if (!file) return eResultFailed;
   if (DeliveryScope::active()) return closeLater(file);
@@ -287,6 +307,13 @@ uint32_t Fsys::closeLater(FsysFile* file) {
   file->closing_.set(false);
   OsAtomics::store(FsysError, uint32_t{eOsNoMemory});
   return eResultFailed;
+}
+
+// The callback has returned long ago, and hears nothing of it.
+void Fsys::closeForCallback(FsysFile* file) {
+  const uint32_t result = closeClaimed(file);
+  if (result != eResultOk)
+    Log("A file could not be closed: its last sector failed with 0x%x\n", result);
 }
 
 uint32_t Fsys::closeClaimed(FsysFile* file) {
@@ -368,6 +395,7 @@ void Fsys::reportOutstandingWrites(FsysFile* file) {
 void Fsys::drainAll() {
   markAllClosing(readFiles_, readFilesLock_);
   markAllClosing(writeFiles_, writeFilesLock_);
+  while (FsysFile* file = claimOwed()) closeForCallback(file);
   for (size_t i = 0; FsysFile* file = fileAt(readFiles_, readFilesLock_, i); ++i)
     file->StartRequests(file->readRequests_);
   writePoll_->Kick();

@@ -192,6 +192,33 @@ TEST_F(FsysCloseFromCallbackTest, ACloseThatDidNotRunBeforeTheEngineEndsIsDoneBy
   EXPECT_EQ(os_->files().bytesOf(L"/m/a"), patternBytes(512));
 }
 
+// The end alone would close every other one.
+TEST_F(FsysCloseFromCallbackTest, EveryCloseThatDidNotRunBeforeTheEngineEndsIsDoneByThatEnd) {
+  os_->threads().holdTasks(true);
+  const std::vector<FsysFile*> files{openForWriting(L"/m/0"), openForWriting(L"/m/1"),
+                                     openForWriting(L"/m/2")};
+  recorder_->onCall([&files](const Recorder::Call& call) {
+    if (call.ticket >= 3) return;
+    EXPECT_EQ(FsysClose(files[call.ticket], nullptr), 1u);
+  });
+  for (int i = 0; i < 3; ++i) {
+    write(files[i], TestHolder::ofPattern(512), i);
+    write(files[i], TestHolder::ofPattern(512, 512), 3 + i);
+  }
+  passOverWrites();
+  for (size_t i = 0; i < 3; ++i) {
+    os_->asyncIo().finish(i);
+    os_->asyncIo().stall(i);
+  }
+  EXPECT_EQ(recorder_->tickets(), (std::vector<int>{0, 1, 2}));
+  EXPECT_EQ(os_->threads().tasks(), 3u);
+
+  FsysUninitialize(Shutdown::eNormal);
+  EXPECT_EQ(recorder_->tickets(), (std::vector<int>{0, 1, 2, 3, 4, 5}));
+  for (size_t i = 3; i < 6; ++i) EXPECT_EQ(recorder_->at(i).status, eRequestFailed) << i;
+  EXPECT_EQ(os_->threads().tasks(), 0u);
+}
+
 class CloseAtTheEndTest : public FsysCloseFromCallbackTest,
                           public testing::WithParamInterface<bool> {
 protected:

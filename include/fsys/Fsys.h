@@ -84,6 +84,8 @@ private:
   bool isOpen(FsysFile* file);
   bool claim(FsysFile* file);
   void giveBack(FsysFile* file);
+  void giveBackUnclosed(FsysFile* file);
+  void closeForCallback(FsysFile* file);
   uint32_t closeClaimed(FsysFile* file);
   uint32_t closeLater(FsysFile* file);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
@@ -98,6 +100,7 @@ private:
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
   Vector<FsysFile*> takeLeftOpen();
   void beginEnd();
+  FsysFile* claimOwed();
   void endQueue(Qv::Ptr<iTaskQueue>& queue);
   iTaskQueue* servedTransfers();
 

@@ -99,6 +99,7 @@ private:
   bool excuseGivenUp(const Handle& handle);
   void beginClosing(const Handle& handle);
   void closed(const Handle& handle);
+  bool isBeingClosed(const FsysFile* file) const;
   void endEngine();
   void finish();
   void calmDown();

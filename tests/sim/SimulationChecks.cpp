@@ -99,7 +99,14 @@ void Simulation::closed(const Handle& handle) {
   if (handle->writing) hold(handle->stream.whyNotComplete(), "f" + std::to_string(handle->number));
 }
 
-// Every other file is closed, in the order of the list; the rest is left.
+bool Simulation::isBeingClosed(const FsysFile* file) const {
+  return std::any_of(handles_.begin(), handles_.end(), [file](const Handle& handle) {
+    return handle->state == SimHandle::eClosing && handle->file == file;
+  });
+}
+
+// What callbacks have closed goes first, and of the others every other one is closed, in the order
+// of the list; the rest is left.
 void Simulation::endEngine() {
   if (!theFsys) return;
   trace_.note("the engine ends");
@@ -107,8 +114,9 @@ void Simulation::endEngine() {
   double longest_ms = kSlack_ms;
   for (const Vector<FsysFile*>* files :
        {&FsysPeer::readFiles(*theFsys), &FsysPeer::writeFiles(*theFsys)}) {
-    for (size_t i = 0; i < files->size(); ++i)
-      if (i % 2 == 1) left.push_back((*files)[i]);
+    size_t others = 0;
+    for (FsysFile* file : *files)
+      if (!isBeingClosed(file) && others++ % 2 == 1) left.push_back(file);
     longest_ms += static_cast<double>(files->size()) * (kDrain_ms + kLongestClose_ms);
   }
   for (const Handle& handle : handles_)
