@@ -231,7 +231,8 @@ case_a_mount_that_comes_and_goes_is_watched() {
   wait "$other"
   [ $? = 130 ] || { cat objects; fail "another exit code with --json"; }
   # The drives, the changes, the end.
-  told_objects 'assert objects[0]["drives"], objects[0]
+  told_objects 'assert not text, text
+assert objects[0]["drives"], objects[0]
 changes = [value["change"] for value in objects[1:-1]]
 assert changes == ["new", "changed", "changed", "gone"], changes
 assert objects[1]["drive"]["file_system"] == "tmpfs"
