@@ -100,15 +100,11 @@ void Fsys::beginEnd() {
 }
 
 // A file that a callback has closed, and no thread has; null when there is none.
-FsysFile* Fsys::claimOwed() {
+FsysFile* Fsys::takeOwed() {
   CriticalSectionLock lock(ownLock_);
-  for (FsysFile* file : openFiles_) {
-    if (!file->isCloseOwed_) continue;
-    file->isCloseOwed_ = false;
-    openFiles_.remove(file);
-    return file;
-  }
-  return nullptr;
+  FsysFile* file = owed_;
+  if (file) owed_ = file->nextOwed_;
+  return file;
 }
 
 // Outside the lock: what a task does may come to it.
@@ -269,12 +265,14 @@ void Fsys::giveBack(FsysFile* file) {
   openFiles_.add(file);
 }
 
-// No thread came to close it. When the engine has begun to end, the callback that asked for it was
-// promised that.
+// No thread came to close it. Once the engine has begun to end, the callback that asked for it was
+// promised that, and others may have opened files on the list's room: the file needs none.
 void Fsys::giveBackUnclosed(FsysFile* file) {
   CriticalSectionLock lock(ownLock_);
-  file->isCloseOwed_ = ending_;
-  openFiles_.add(file);
+  if (!ending_) return openFiles_.add(file);
+  FsysFile** end = &owed_;
+  while (*end) end = &(*end)->nextOwed_;
+  *end = file;
 }
 
 uint32_t Fsys::Close(FsysFile* file, CompletionCallback) {
@@ -395,7 +393,7 @@ void Fsys::reportOutstandingWrites(FsysFile* file) {
 void Fsys::drainAll() {
   markAllClosing(readFiles_, readFilesLock_);
   markAllClosing(writeFiles_, writeFilesLock_);
-  while (FsysFile* file = claimOwed()) closeForCallback(file);
+  while (FsysFile* file = takeOwed()) closeForCallback(file);
   for (size_t i = 0; FsysFile* file = fileAt(readFiles_, readFilesLock_, i); ++i)
     file->StartRequests(file->readRequests_);
   writePoll_->Kick();

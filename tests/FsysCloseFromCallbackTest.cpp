@@ -219,6 +219,42 @@ TEST_F(FsysCloseFromCallbackTest, EveryCloseThatDidNotRunBeforeTheEngineEndsIsDo
   EXPECT_EQ(os_->threads().tasks(), 0u);
 }
 
+TEST_F(FsysCloseFromCallbackTest, ACloseThatTheEndOwesIsTriedOnceAndLogged) {
+  os_->threads().holdTasks(true);
+  FsysFile* file = openForWriting(L"/m/a");
+  uint32_t result = 77;
+  closeIn(file, result);
+  write(file, TestHolder::ofPattern(512));
+  os_->run();
+  FsysFilePeer::giveSegment(*file, TestHolder::ofPattern(512, 512), 100);
+  FsysFilePeer::setPosition(*file, 612);
+  os_->faults().fail(FaultPlan::eStartWrite, eOsIoError, 1, FaultPlan::eFromThenOn);
+  FsysUninitialize(Shutdown::eNormal);
+  EXPECT_EQ(result, 1u);
+  const std::vector<std::string> log = texts_.log();
+  EXPECT_EQ(std::count(log.begin(), log.end(),
+                       "A file could not be closed: its last sector failed with 0x1005\n"),
+            1);
+  EXPECT_EQ(os_->files().liveFiles(), 0u);
+}
+
+// The second file is one of those that the end leaves open.
+TEST_F(FsysCloseFromCallbackTest, ACloseThatWasRefusedIsNotOwedByTheEnd) {
+  FsysFile* files[] = {openForWriting(L"/m/0"), openForWriting(L"/m/1")};
+  uint32_t result = 77;
+  closeIn(files[1], result);
+  os_->faults().fail(FaultPlan::ePostTask, eOsNoMemory);
+  write(files[1], TestHolder::ofPattern(512), 1);
+  write(files[1], TestHolder::ofPattern(512, 512), 2);
+  passOverWrites();
+  os_->asyncIo().finish(0);
+  os_->asyncIo().stall(0);
+  EXPECT_EQ(result, 0u);
+  FsysUninitialize(Shutdown::eNormal);
+  EXPECT_EQ(recorder_->tickets(), std::vector<int>{1}) << "who is left calls nobody";
+  EXPECT_EQ(files[1]->GetName(), Text(L"/m/1"));
+}
+
 class CloseAtTheEndTest : public FsysCloseFromCallbackTest,
                           public testing::WithParamInterface<bool> {
 protected:

@@ -44,8 +44,9 @@ public:
                     uint32_t flags, CompletionCallback callback);
   // Drains, closes and deletes the file; waits at most some seconds for transfers that do not end,
   // and gives their callers a failure. 1; or the failing result of sending the pending segment, and
-  // the file stays open. From a callback: 1 at once, and a thread of the engine's closes it; 0, and
-  // the file stays open, when there is no memory for that. The callback is not used.
+  // the file stays open. From a callback: 1 at once, and a thread of the engine's closes it, or the
+  // engine's end when that comes first; 0, and the file stays open, when there is no memory for
+  // that. The callback is not used.
   uint32_t Close(FsysFile* file, CompletionCallback callback);
   uint32_t SetCoalesceLength(FsysFile* file, uint32_t length);
   uint32_t GetWriteBytesOutstanding(unsigned int* bytes);
@@ -100,7 +101,7 @@ private:
   void closeEveryOther(Vector<FsysFile*>& files, CriticalSection& lock);
   Vector<FsysFile*> takeLeftOpen();
   void beginEnd();
-  FsysFile* claimOwed();
+  FsysFile* takeOwed();
   void endQueue(Qv::Ptr<iTaskQueue>& queue);
   iTaskQueue* servedTransfers();
 
@@ -123,6 +124,7 @@ private:
   Qv::Ptr<iTaskQueue> servedTransfers_ GUARDED_BY(ownLock_);
   Qv::Ptr<iTaskQueue> closes_ GUARDED_BY(ownLock_);
   bool ending_ GUARDED_BY(ownLock_) = false;
+  FsysFile* owed_ GUARDED_BY(ownLock_) = nullptr;  // closes that no thread came to, as a chain
 };
 
 // The engine; null before FsysInitialize and after FsysUninitialize.

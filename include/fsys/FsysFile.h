@@ -237,7 +237,7 @@ private:
   OsCounter<uint32_t> readBytesOutstanding_;
 
   // Ours.
-  bool isCloseOwed_ = false;  // to the callback that asked for it; guarded by the engine's own lock
+  FsysFile* nextOwed_ = nullptr;  // whose close is owed as well; guarded by the engine's own lock
   uint32_t writeCacheCapacity_ = 0;
   uint32_t writersInside_ = 0;  // calls of DirectWrite; guarded by *lock_
   const bool mayNameVolume_;    // a drive's location can have that name
