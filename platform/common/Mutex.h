@@ -15,6 +15,8 @@ public:
 
   void lock() ACQUIRE() { mutex_.lock(); }
   void unlock() RELEASE() { mutex_.unlock(); }
+  // Does not wait: false when somebody has it.
+  bool tryLock() TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
 private:
   std::mutex mutex_;

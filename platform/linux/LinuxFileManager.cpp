@@ -50,6 +50,15 @@ bool makeFolder(const std::string& path) {
   return false;
 }
 
+// The library may be unloaded and loaded again, many times in the life of a process.
+struct Unloading {
+  LinuxFileManager* manager = nullptr;
+  ~Unloading() {
+    if (manager) manager->letGo();
+  }
+};
+constinit Unloading unloading;
+
 }  // namespace
 
 Qv::Ptr<iFile> LinuxFileManager::openMedia(const Path& path, unsigned flags, bool write,
@@ -151,6 +160,6 @@ bool LinuxFileManager::createFolder(const Path& path) {
 
 iFileManager* linuxFileManager() {
   // Never destroyed: files are opened and deleted while the process ends.
-  static LinuxFileManager& manager = *new LinuxFileManager;
+  static LinuxFileManager& manager = *(unloading.manager = new LinuxFileManager);
   return &manager;
 }

@@ -47,6 +47,9 @@ public:
   LightweightString<wchar_t> getUNCName(const LightweightString<wchar_t>& path) override;
   Vector<Share> getShares(const LightweightString<wchar_t>& workstation) override;
 
+  // Gives back what it keeps open between two questions. It can be asked on.
+  void letGo() { mounts_.unwatch(); }
+
 private:
   Qv::Ptr<DriveProbe> probeOf(const LightweightString<wchar_t>& path);
   uint32_t deleteSubfolder(int held, const MediaRemoval& media) const;

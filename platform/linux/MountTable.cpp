@@ -116,6 +116,14 @@ Qv::Ptr<MountTree> MountTable::latest() {
   return tree_;
 }
 
+void MountTable::unwatch() {
+  // A process that was forked may have the lock of a thread that is not in it.
+  if (!lock_.tryLock()) return;
+  if (watch_ >= 0 && process_ == getpid()) close(watch_);
+  watch_ = -1;
+  lock_.unlock();
+}
+
 bool MountTable::hasChangedLocked() {
   // A change is told once: to whoever asks first of those who share the descriptor. A forked
   // process leaves it to its parent, and does not close what may be another's by now.

@@ -32,6 +32,9 @@ public:
   // All mounts, as they are now. When the system does not tell, for want of descriptors or memory,
   // as they were; the next call asks again.
   Qv::Ptr<MountTree> latest();
+  // Closes what tells of changes; whoever asks after that opens it anew. Never waits: while another
+  // thread asks, it stays open.
+  void unwatch();
 
 private:
   // Drives that the system mounts on its way along one path.

@@ -1,5 +1,5 @@
-// Loads a plug-in that uses the library, and unloads it, several times: no thread and nothing of
-// the library may be left. While the system holds its transfers, it stays in memory.
+// Loads a plug-in that uses the library, and unloads it, several times: no thread, no descriptor
+// and nothing of the library may be left. While the system holds its transfers, it stays in memory.
 // Usage: fsys_unload PLUG-IN shut-down|leave-it|held
 
 #include <dlfcn.h>
@@ -35,10 +35,13 @@ bool isMapped(const char* library) {
   return false;
 }
 
-long threads() {
-  std::filesystem::directory_iterator all("/proc/self/task");
+long countIn(const char* folder) {
+  std::filesystem::directory_iterator all(folder);
   return std::distance(begin(all), end(all));
 }
+
+long threads() { return countIn("/proc/self/task"); }
+long descriptors() { return countIn("/proc/self/fd"); }
 
 // A thread that has ended is counted until the kernel has forgotten it.
 bool returnsTo(long before) {
@@ -60,10 +63,12 @@ int loadAndUnload(const char* plugIn, const std::string& path, bool waits, bool 
 }
 
 int leaveNothing(const char* plugIn, const std::string& path, bool shutsDown) {
-  const long before = threads();
+  const long threadsBefore = threads();
+  const long descriptorsBefore = descriptors();
   if (int code = loadAndUnload(plugIn, path, shutsDown, shutsDown)) return code;
   if (isMapped("libfsys.so")) return fail("unloading", "the library is still there");
-  if (!returnsTo(before)) return fail("unloading", "a thread is left");
+  if (!returnsTo(threadsBefore)) return fail("unloading", "a thread is left");
+  if (descriptors() != descriptorsBefore) return fail("unloading", "a descriptor is left");
   return 0;
 }
 
