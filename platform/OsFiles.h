@@ -122,7 +122,8 @@ public:
   // all who do the same, in this process and in others; whoever opens it so for writing alone
   // shares it with nobody. An open that finds the lock taken fails with eOsAccessDenied and does
   // not empty the file. Opening without the attribute asks for no lock, and a file system that
-  // knows none gives the file without it.
+  // knows none gives the file without it. Who locks a name means that very file: a link of that
+  // name is not followed (ELOOP), and no file is made behind one.
   enum Attribute : unsigned { eAttributeHoldLock = 32 };
 
   // One file of a listing.

@@ -52,7 +52,9 @@ Qv::Ptr<iFile> FakeFileManager::openFile(const Path& path, unsigned access, unsi
                (how.writable || creation != eCreateOrReplace);
   if (open.result == 0 && !valid) open.result = eOsInvalid;
   Content content;
-  if (open.result == 0) open.result = openContent(path, how.writable, creation, content);
+  if (open.result == 0 && how.holdLock && creation != eCreateNew) open.result = checkNoLink(path);
+  if (open.result == 0 || open.result == kSucceeded)
+    open.result = openContent(path, how.writable, creation, content);
   if (open.result == kSucceeded && how.holdLock &&
       (content->soleLocks > 0 || (!how.readable && content->sharedLocks > 0)))
     open.result = eOsAccessDenied;

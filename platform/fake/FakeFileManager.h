@@ -152,6 +152,7 @@ private:
   Content find(const Path& path) const;
   uint32_t check(const Path& path) const;
   uint32_t checkItself(const Path& path) const;
+  uint32_t checkNoLink(const Path& path) const;
   // Whether what the name lies in is a folder. A name without links.
   uint32_t checkPlace(const std::wstring& name) const;
   uint32_t openContent(const Path& path, bool write, unsigned creation, Content& content);

@@ -87,6 +87,12 @@ uint32_t FakeFileManager::checkItself(const Path& path) const {
   return kSucceeded;
 }
 
+uint32_t FakeFileManager::checkNoLink(const Path& path) const {
+  uint32_t result = checkItself(path);
+  bool isLink = names_.links.contains(resolvedFolder(textOf(path)));
+  return result == kSucceeded && isLink ? kTooManyLinks : result;
+}
+
 uint32_t FakeFileManager::checkPlace(const std::wstring& name) const {
   std::wstring folder = folderOf(name, separator_);
   if (folder.empty() || isFolder(folder)) return kSucceeded;

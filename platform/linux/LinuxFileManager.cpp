@@ -93,6 +93,7 @@ Qv::Ptr<iFile> LinuxFileManager::openFile(const Path& path, unsigned access, uns
   how.read = (access & eAccessRead) != 0;
   how.write = (access & eAccessWrite) != 0;
   how.holdLock = (attributes & eAttributeHoldLock) != 0;
+  how.noLink = how.holdLock;
   bool isKnown = (access & ~unsigned{eAccessReadWrite}) == 0 && (how.read || how.write);
   // What is to be cut off must be writable.
   isKnown = isKnown && setCreation(creation, how) && (how.write || !how.empty);

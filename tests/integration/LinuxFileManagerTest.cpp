@@ -8,7 +8,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "tests/integration/LinuxFileFixture.h"
@@ -165,6 +167,33 @@ TEST_F(LinuxFileManagerTest, AFileThatSomebodyLocksForHimselfIsNotReplacedByALoc
   EXPECT_EQ(lastError(), eOsAccessDenied);
   EXPECT_EQ(folder_.content("lock"), "content");
   close(other);
+}
+
+TEST_F(LinuxFileManagerTest, WhatIsToBeLockedIsNeverBehindALink) {
+  folder_.put("file", "content");
+  std::filesystem::create_directory(folder_.bytes("inner"));
+  folder_.put("inner/file", "content");
+  link("file", "to-file");
+  link("none", "to-none");
+  link("inner", "to-inner");
+  auto isLocked = [&](std::string_view name, unsigned access, unsigned creation) {
+    return bool(openGeneral(folder_ / name, access, creation, Manager::eAttributeHoldLock));
+  };
+  for (const char* name : {"to-file", "to-none"}) {
+    for (unsigned access : {1u, 2u, 3u})
+      for (unsigned creation : {Manager::eOpenExisting, Manager::eOpenOrCreate}) {
+        linuxErrors()->setLastError(0);
+        EXPECT_FALSE(isLocked(name, access, creation)) << name;
+        EXPECT_EQ(lastError(), eOsErrorBase + ELOOP) << name;
+      }
+    EXPECT_FALSE(isLocked(name, 2, Manager::eCreateOrReplace)) << name;
+    EXPECT_FALSE(isLocked(name, 3, Manager::eCreateNew)) << name;
+    EXPECT_EQ(lastError(), eOsExists) << name;
+  }
+  EXPECT_FALSE(isThere("none"));
+  EXPECT_EQ(folder_.content("file"), "content");
+  EXPECT_TRUE(isLocked("to-inner/file", 3, Manager::eOpenOrCreate)) << "its folder may be one";
+  EXPECT_TRUE(openGeneral(folder_ / "to-file", 3, Manager::eOpenOrCreate)) << "without a lock";
 }
 
 TEST_F(LinuxFileManagerTest, FoldersAreMadeWithTheirParentsAndAreThereAlreadyTheSecondTime) {
