@@ -123,7 +123,8 @@ public:
   // shares it with nobody. An open that finds the lock taken fails with eOsAccessDenied and does
   // not empty the file. Opening without the attribute asks for no lock, and a file system that
   // knows none gives the file without it. Who locks a name means that very file: a link of that
-  // name is not followed (ELOOP), and no file is made behind one.
+  // name is not followed (ELOOP), and no file is made behind one. The lock is free when the last
+  // reference has gone: that waits for the drive, but for two seconds at most.
   enum Attribute : unsigned { eAttributeHoldLock = 32 };
 
   // One file of a listing.

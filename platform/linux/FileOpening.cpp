@@ -97,7 +97,8 @@ Qv::Ptr<OpenDescriptors> openRegularFile(const std::string& path, const FileOpen
     return nullptr;
   }
   if (how.direct) opened->openDirect();
-  if (how.async) opened->askFileSystem();
+  // Who holds a lock holds it for long, and lets go of it wherever he is.
+  if (how.async || how.holdLock) opened->askFileSystem();
   return opened;
 }
 
