@@ -234,6 +234,11 @@ public:
   virtual bool copyMode(const LightweightString<wchar_t>& from,
                         const LightweightString<wchar_t>& to) = 0;
 
+  // Marks a file that others are to notice: every user may read it, and its time of last change is
+  // now. A link of that name is not followed, and a file that has another name as well is left as
+  // it is (eOsNotPermitted): there it may be a secret. False when one of both was not done.
+  virtual bool markFile(const LightweightString<wchar_t>& path) = 0;
+
   // The name by which other machines know a path: below a network mount the name of its server
   // (two backslashes, server, share, rest), below a share of this machine that of this workstation.
   // Empty when it has none; it never ends in a backslash. Looks at lists, never at the drive.

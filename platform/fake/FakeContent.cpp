@@ -40,6 +40,7 @@ std::shared_ptr<FakeContent> FakeContent::copy() const {
   auto other = std::make_shared<FakeContent>();
   other->readOnly = readOnly;
   other->mode = mode;
+  other->marked_ms = marked_ms;
   other->size_ = size_;
   for (const auto& [number, block] : blocks_)
     other->blocks_[number] = std::make_unique<Block>(*block);

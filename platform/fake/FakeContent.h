@@ -23,6 +23,7 @@ public:
 
   bool readOnly = false;
   unsigned mode = 0644;  // permissions: kept and copied, and nothing follows from them
+  double marked_ms = 0;  // when it was marked last
   // Files that hold a lock on it (eAttributeHoldLock): any number that read, or one that does not.
   unsigned sharedLocks = 0;
   unsigned soleLocks = 0;

@@ -70,6 +70,7 @@ public:
   bool deleteMedia(const MediaRemoval& media, MediaLeft& left) override;
   bool followLinks(const Path& path, Path& target) override;
   bool copyMode(const Path& from, const Path& to) override;
+  bool markFile(const Path& path) override;
   Path getUNCName(const Path& path) override;
   Vector<Share> getShares(const Path& workstation) override;
 
@@ -103,6 +104,8 @@ public:
   std::vector<unsigned char> bytesOf(const Path& path) const;
   // Its permissions; 0 when it is not there.
   unsigned modeOf(const Path& path) const;
+  // When it was marked last, by the fake's clock; 0 when it was not.
+  double markedAt_ms(const Path& path) const;
   const std::vector<FakeOpen>& opens() const { return opens_; }
   const std::vector<FakeTransferRecord>& transfers() const { return transfers_; }
   void clearRecords();
@@ -167,6 +170,8 @@ private:
   void moveName(const std::wstring& from, const std::wstring& to);
   std::set<std::wstring> namesIn(const std::wstring& inside) const;
   bool isName(const std::wstring& name) const;
+  uint32_t findItself(const Path& path, Content& content) const;
+  void changeMode(const Path& path, const Content& content, unsigned mode);
   bool isFolder(const std::wstring& path) const;
   uint32_t look(FaultPlan::eCall call, const Path& path) const;
   uint32_t checkWritable(const std::wstring& path) const;

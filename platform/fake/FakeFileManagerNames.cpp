@@ -17,6 +17,7 @@ constexpr uint32_t kSucceeded = 1;
 constexpr uint32_t kOtherDrive = eOsErrorBase + 18;
 constexpr uint32_t kTooManyLinks = eOsErrorBase + 40;
 constexpr unsigned kMostLinks = 40;
+constexpr unsigned kEveryoneReads = 0444;
 
 // Whether one of these names lies in the folder; `inside` has a separator at its end.
 template <typename Names, typename Name>
@@ -414,11 +415,34 @@ bool FakeFileManager::copyMode(const Path& from, const Path& to) {
   Content target = find(to);
   if (result == kSucceeded && (!source || !target)) result = eOsNotFound;
   if (result == kSucceeded && driveOf(textOf(to)).readOnly) result = eOsReadOnly;
+  if (result == kSucceeded) changeMode(to, target, source->mode);
+  return answer(result);
+}
+
+void FakeFileManager::changeMode(const Path& path, const Content& content, unsigned mode) {
+  content->mode = mode;
+  FakeEffect effect{FakeEffect::eMode, textOf(path), content};
+  effect.mode = mode;
+  note(std::move(effect));
+}
+
+// A file that no provider serves, and no link.
+uint32_t FakeFileManager::findItself(const Path& path, Content& content) const {
+  uint32_t result = isServed(path) ? uint32_t{eOsNotSupported} : checkNoLink(path);
+  if (result == kSucceeded) result = check(path);
+  if (result == kSucceeded) result = checkPlace(resolved(textOf(path)));
+  content = find(path);
+  return result == kSucceeded && !content ? uint32_t{eOsNotFound} : result;
+}
+
+bool FakeFileManager::markFile(const Path& path) {
+  uint32_t error = faults_.next(FaultPlan::eMarkFile).error;
+  Content content;
+  uint32_t result = error != 0 ? error : findItself(path, content);
+  if (result == kSucceeded && driveOf(textOf(path)).readOnly) result = eOsReadOnly;
   if (result == kSucceeded) {
-    target->mode = source->mode;
-    FakeEffect effect{FakeEffect::eMode, textOf(to), target};
-    effect.mode = source->mode;
-    note(std::move(effect));
+    changeMode(path, content, content->mode | kEveryoneReads);
+    content->marked_ms = clock_.now_ms();
   }
   return answer(result);
 }
@@ -430,4 +454,9 @@ void FakeFileManager::setMode(const Path& path, unsigned mode) {
 unsigned FakeFileManager::modeOf(const Path& path) const {
   Content content = find(path);
   return content ? content->mode : 0;
+}
+
+double FakeFileManager::markedAt_ms(const Path& path) const {
+  Content content = find(path);
+  return content ? content->marked_ms : 0;
 }

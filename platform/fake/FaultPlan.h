@@ -43,6 +43,7 @@ public:
     eSyncFolder,
     eFollowLinks,
     eCopyMode,
+    eMarkFile,
     eGetUNCName,
     eGetShares,
     eRead,   // synchronous, at an offset or at the position

@@ -43,6 +43,7 @@ public:
                    LightweightString<wchar_t>& target) override;
   bool copyMode(const LightweightString<wchar_t>& from,
                 const LightweightString<wchar_t>& to) override;
+  bool markFile(const LightweightString<wchar_t>& path) override;
 
   LightweightString<wchar_t> getUNCName(const LightweightString<wchar_t>& path) override;
   Vector<Share> getShares(const LightweightString<wchar_t>& workstation) override;

@@ -26,6 +26,8 @@ using Path = LightweightString<wchar_t>;
 
 constexpr unsigned kMostLinks = 40;    // one after the other: as many as the system follows
 constexpr mode_t kPermissions = 0777;  // nothing that lends the owner's rights to who runs it
+constexpr mode_t kEveryMode = 07777;
+constexpr mode_t kEveryoneReads = 0444;
 
 bool failed(uint32_t error) {
   failWith(error);
@@ -213,6 +215,21 @@ bool LinuxFileManager::copyMode(const Path& from, const Path& to) {
   // The owner first: a new one takes away what the mode must then say.
   takeOwner(opened->cached(), status);
   return succeeded(fchmod(opened->cached(), status.st_mode & kPermissions));
+}
+
+// Who may write a file that is not his may change its time, but not its mode.
+bool LinuxFileManager::markFile(const Path& path) {
+  std::string bytes;
+  struct stat status = {};
+  if (!bytesOf(path, bytes)) return false;
+  if (isServed(path)) return failed(eOsNotSupported);
+  Qv::Ptr<OpenDescriptors> opened = openItself(bytes);
+  if (!opened || !succeeded(fstat(opened->cached(), &status))) return false;
+  if (status.st_nlink > 1) return failed(eOsNotPermitted);
+  mode_t mode = status.st_mode & kEveryMode;
+  mode_t wanted = mode | kEveryoneReads;
+  bool isReadable = mode == wanted || succeeded(fchmod(opened->cached(), wanted));
+  return succeeded(futimens(opened->cached(), nullptr)) && isReadable;
 }
 
 Path LinuxFileManager::getUNCName(const Path& path) {

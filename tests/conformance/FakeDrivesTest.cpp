@@ -260,6 +260,7 @@ TEST_F(FakeDrivesTest, LookingAtASilentDriveWithoutAnErrandIsAFailure) {
   EXPECT_THROW(files()->syncFolder(L"/net/"), std::logic_error);
   EXPECT_THROW(files()->followLinks(L"/net/a", behind), std::logic_error);
   EXPECT_THROW(files()->copyMode(L"/net/a", L"/net/a"), std::logic_error);
+  EXPECT_THROW(files()->markFile(L"/net/a"), std::logic_error);
   EXPECT_THROW(files()->deleteFile(L"/net/a"), std::logic_error);
   EXPECT_TRUE(os_->files().hasFile(L"/net/a")) << "a test may look";
   os_->files().addLink(L"/m/link", L"/net/a");
@@ -470,7 +471,7 @@ TEST_F(FakeDrivesTest, EveryCallCanBeMadeToFailAndThenChangesNothing) {
        {FaultPlan::eGetDisks, FaultPlan::eOnDrive, FaultPlan::eExists, FaultPlan::eGetFileSize,
         FaultPlan::eFolderExists, FaultPlan::eIsWritable, FaultPlan::eListFiles,
         FaultPlan::eRenameFile, FaultPlan::eSyncFolder, FaultPlan::eFollowLinks,
-        FaultPlan::eCopyMode, FaultPlan::eFlush})
+        FaultPlan::eCopyMode, FaultPlan::eMarkFile, FaultPlan::eFlush})
     faults.fail(call, eOsIoError);
   Vector<iFileManager::ListedFile> found;
   found.add({});
@@ -488,6 +489,7 @@ TEST_F(FakeDrivesTest, EveryCallCanBeMadeToFailAndThenChangesNothing) {
   EXPECT_TRUE(failsWith(eOsIoError, files()->syncFolder(L"/m")));
   EXPECT_TRUE(failsWith(eOsIoError, files()->followLinks(L"/m/a", behind)));
   EXPECT_TRUE(failsWith(eOsIoError, files()->copyMode(L"/m/a", L"/m/a")));
+  EXPECT_TRUE(failsWith(eOsIoError, files()->markFile(L"/m/a")));
   EXPECT_EQ(files()->openFile(L"/m/a", 3, 0, 0, 0)->flush(), eOsIoError);
   EXPECT_FALSE(ran);
   EXPECT_TRUE(found.empty());

@@ -1,4 +1,4 @@
-// What the fake adds to the promises of locked files.
+// What the fake adds to the promises of files that are locked or marked.
 
 #include <gtest/gtest.h>
 
@@ -35,4 +35,21 @@ TEST_F(FakeLocksTest, WhatIsToBeLockedIsNeverBehindALink) {
   EXPECT_FALSE(os_->files().hasFile(L"/m/none"));
   EXPECT_TRUE(files()->openFile(L"/m/to-a", 3, Files::eOpenOrCreate, 0, 0)) << "without a lock";
   EXPECT_TRUE(isLocked(L"/l/a", Files::eOpenOrCreate)) << "its folder may be one";
+}
+
+TEST_F(FakeLocksTest, AMarkedFileCanBeReadByAllAndTellsWhen) {
+  os_->files().addFile(L"/m/a");
+  os_->files().setMode(L"/m/a", 0600);
+  os_->files().addLink(L"/m/to-a", L"/m/a");
+  EXPECT_EQ(os_->files().markedAt_ms(L"/m/a"), 0);
+  EXPECT_TRUE(failsWith(eOsErrorBase + 40, files()->markFile(L"/m/to-a")));
+  EXPECT_EQ(os_->files().modeOf(L"/m/a"), 0600u);
+  os_->clock().step(25);
+  EXPECT_TRUE(files()->markFile(L"/m/a"));
+  EXPECT_EQ(os_->files().modeOf(L"/m/a"), 0644u);
+  EXPECT_EQ(os_->files().markedAt_ms(L"/m/a"), Qv::now());
+  os_->files().setDrive(L"/ro/", {.readOnly = true});
+  os_->files().addFile(L"/ro/a");
+  EXPECT_TRUE(failsWith(eOsReadOnly, files()->markFile(L"/ro/a")));
+  EXPECT_EQ(os_->files().markedAt_ms(L"/ro/a"), 0);
 }

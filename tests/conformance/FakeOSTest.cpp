@@ -41,6 +41,7 @@ protected:
     EXPECT_FALSE(files.syncFolder(L"/"));
     EXPECT_FALSE(files.followLinks(L"/", behind));
     EXPECT_FALSE(files.copyMode(L"/a", L"/b"));
+    EXPECT_FALSE(files.markFile(L"/a"));
     EXPECT_TRUE(files.getUNCName(L"/a").empty());
     EXPECT_TRUE(files.getShares(L"here").empty());
   }

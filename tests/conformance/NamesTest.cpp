@@ -316,6 +316,21 @@ TYPED_TEST(NamesConformance, TheModeIsThatOfAFileAndGoesToAFile) {
   this->expectError(this->files()->copyMode(from, kNulName), eOsInvalid);
 }
 
+TYPED_TEST(NamesConformance, OnlyAFileIsMarked) {
+  PathString file = this->makeFile(L"file", std::string("x"));
+  this->forgetLastError();
+  EXPECT_TRUE(this->files()->markFile(file));
+  EXPECT_EQ(this->lastError(), 0u);
+  EXPECT_EQ(this->content(file), "x");
+  this->expectError(this->files()->markFile(this->makeFolder(L"folder")), eOsIsAFolder);
+  this->expectError(this->files()->markFile(this->path(L"none")), eOsNotFound);
+  this->expectError(this->files()->markFile(file + this->files()->getSeparator() + L"x"),
+                    eOsNotAFolder);
+  this->expectError(this->files()->markFile(kNulName), eOsInvalid);
+  this->expectError(this->files()->markFile(L"mem:served"), eOsNotSupported);
+  EXPECT_FALSE(this->files()->exists(this->path(L"none")));
+}
+
 TYPED_TEST(NamesConformance, AReadOnlyModeIsCopied) {
   PathString from = this->makeFile(L"from", std::string("x"));
   PathString to = this->makeFile(L"to", std::string("y"));

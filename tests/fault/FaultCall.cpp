@@ -12,13 +12,16 @@ template <int... errors>
 constexpr uint32_t kErrors[] = {eOsErrorBase + static_cast<uint32_t>(errors)...};
 
 const char* const kNames[] = {
-    "openMedia",       "openFile",    "openServed",     "getDisk",    "getDisks",    "onDrive",
-    "getSpace",        "exists",      "getFileSize",    "deleteFile", "deleteMedia", "createFolder",
-    "folderExists",    "isWritable",  "listFiles",      "renameFile", "syncFolder",  "followLinks",
-    "copyMode",        "getUNCName",  "getShares",      "getSize",    "getInfo",     "read",
-    "write",           "settle",      "flush",          "attach",     "startRead",   "startWrite",
-    "finishRead",      "finishWrite", "createContext",  "createPort", "createEvent", "createThread",
-    "createTaskQueue", "postTask",    "allocateRegion", "allocate"};
+    "openMedia",   "openFile",     "openServed",      "getDisk",       "getDisks",
+    "onDrive",     "getSpace",     "exists",          "getFileSize",   "deleteFile",
+    "deleteMedia", "createFolder", "folderExists",    "isWritable",    "listFiles",
+    "renameFile",  "syncFolder",   "followLinks",     "copyMode",      "markFile",
+    "getUNCName",  "getShares",    "getSize",         "getInfo",       "read",
+    "write",       "settle",       "flush",           "attach",        "startRead",
+    "startWrite",  "finishRead",   "finishWrite",     "createContext", "createPort",
+    "createEvent", "createThread", "createTaskQueue", "postTask",      "allocateRegion",
+    "allocate",
+};
 static_assert(std::size(kNames) == kFaultCalls);
 
 // Of drives and names; none for the other calls.
@@ -74,6 +77,7 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
     case FaultCall::eDeleteFile:
     case FaultCall::eCreateFolder:
     case FaultCall::eCopyMode:
+    case FaultCall::eMarkFile:
       return changing;
     default:
       return {};

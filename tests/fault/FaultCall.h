@@ -26,6 +26,7 @@ enum class FaultCall : size_t {
   eSyncFolder,
   eFollowLinks,
   eCopyMode,
+  eMarkFile,
   eGetUNCName,
   eGetShares,
   eGetSize,  // of an open file

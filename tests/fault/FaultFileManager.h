@@ -44,6 +44,9 @@ public:
   }
   bool followLinks(const Path& path, Path& target) override;
   bool copyMode(const Path& from, const Path& to) override;
+  bool markFile(const Path& path) override {
+    return !isRefused(FaultCall::eMarkFile) && below()->markFile(path);
+  }
   Path getUNCName(const Path& path) override;
   Vector<Share> getShares(const Path& workstation) override;
 

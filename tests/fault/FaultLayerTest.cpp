@@ -154,6 +154,8 @@ protected:
         return false;
       case FaultCall::eCopyMode:
         return files->copyMode(Text(L"/m/a"), Text(L"/m/a"));
+      case FaultCall::eMarkFile:
+        return files->markFile(Text(L"/m/a"));
       default:
         return callOfAFile(kind);
     }
