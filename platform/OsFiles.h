@@ -127,6 +127,14 @@ public:
   // reference has gone: that waits for the drive, but for two seconds at most.
   enum Attribute : unsigned { eAttributeHoldLock = 32 };
 
+  // What can be told of a file's lock.
+  enum LockState : uint8_t {
+    eLockUnknown,   // the file system knows no locks
+    eLockFree,      // nobody holds it
+    eLockFreeHere,  // nobody on this machine does; of others the file system may tell nothing
+    eLockHeld,
+  };
+
   // One file of a listing.
   struct ListedFile {
     LightweightString<wchar_t> name;  // without its folder
@@ -238,6 +246,10 @@ public:
   // now. A link of that name is not followed, and a file that has another name as well is left as
   // it is (eOsNotPermitted): there it may be a secret. False when one of both was not done.
   virtual bool markFile(const LightweightString<wchar_t>& path) = 0;
+  // Whether anybody holds the lock of a file, in this process or in another, on this machine or on
+  // another. Only asks: it takes no lock, and needs no right but to read the file. A link of that
+  // name is not followed. False, and eLockUnknown, when the file cannot be opened or asked about.
+  virtual bool askLock(const LightweightString<wchar_t>& path, LockState& state) = 0;
 
   // The name by which other machines know a path: below a network mount the name of its server
   // (two backslashes, server, share, rest), below a share of this machine that of this workstation.

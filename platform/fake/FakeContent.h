@@ -27,6 +27,8 @@ public:
   // Files that hold a lock on it (eAttributeHoldLock): any number that read, or one that does not.
   unsigned sharedLocks = 0;
   unsigned soleLocks = 0;
+  bool lockedByOthers = false;  // who read, in no file of the fake's
+  bool isLocked() const { return lockedByOthers || sharedLocks > 0 || soleLocks > 0; }
 
 private:
   static constexpr uint32_t kBlock = 16 * 1024;

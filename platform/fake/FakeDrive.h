@@ -16,7 +16,9 @@ struct FakeDrive {
   uint64_t capacity = UINT64_MAX;  // bytes of all its files together; beyond: eOsNoSpace
   bool listed = false;             // getDisks gives it, in the order in which they were first set
   bool excluded = false;           // as iDiskDrive says it
-  bool silent = false;             // does not answer: errands and questions cost their patience
+  enum eLocks : uint8_t { eLocksOfAll, eLocksOfThisMachine, eNoLocks };
+  eLocks locks = eLocksOfAll;  // which locks on its files are known here
+  bool silent = false;         // does not answer: errands and questions cost their patience
   uint64_t freeBytes = uint64_t{1} << 40;
   uint64_t totalBytes = uint64_t{1} << 41;
   std::wstring fileSystem = L"ext4";

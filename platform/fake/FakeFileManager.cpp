@@ -55,8 +55,9 @@ Qv::Ptr<iFile> FakeFileManager::openFile(const Path& path, unsigned access, unsi
   if (open.result == 0 && how.holdLock && creation != eCreateNew) open.result = checkNoLink(path);
   if (open.result == 0 || open.result == kSucceeded)
     open.result = openContent(path, how.writable, creation, content);
+  how.holdLock = how.holdLock && driveOf(open.path).locks != FakeDrive::eNoLocks;
   if (open.result == kSucceeded && how.holdLock &&
-      (content->soleLocks > 0 || (!how.readable && content->sharedLocks > 0)))
+      (content->soleLocks > 0 || (!how.readable && content->isLocked())))
     open.result = eOsAccessDenied;
   if (open.result == kSucceeded && creation == eCreateOrReplace && content->size() > 0) {
     content->clear();

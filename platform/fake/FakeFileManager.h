@@ -71,6 +71,7 @@ public:
   bool followLinks(const Path& path, Path& target) override;
   bool copyMode(const Path& from, const Path& to) override;
   bool markFile(const Path& path) override;
+  bool askLock(const Path& path, LockState& state) override;
   Path getUNCName(const Path& path) override;
   Vector<Share> getShares(const Path& workstation) override;
 
@@ -91,6 +92,8 @@ public:
   // A name that stands for another: opening, exists, folderExists and followLinks go there.
   void addLink(const Path& path, const Path& target);
   void setMode(const Path& path, unsigned mode);
+  // Another process, or another machine, holds the file's lock with those who read.
+  void setLocked(const Path& path, bool locked);
   void setShares(const Vector<Share>& shares) { shares_ = shares; }
   // How often the shares were asked for, and with which workstation last.
   unsigned sharesAsked() const { return sharesAsked_; }

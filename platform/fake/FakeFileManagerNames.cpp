@@ -456,6 +456,22 @@ unsigned FakeFileManager::modeOf(const Path& path) const {
   return content ? content->mode : 0;
 }
 
+bool FakeFileManager::askLock(const Path& path, LockState& state) {
+  state = eLockUnknown;
+  uint32_t error = faults_.next(FaultPlan::eAskLock).error;
+  Content content;
+  uint32_t result = error != 0 ? error : findItself(path, content);
+  FakeDrive::eLocks locks = driveOf(textOf(path)).locks;
+  if (result != kSucceeded || locks == FakeDrive::eNoLocks) return answer(result);
+  state = locks == FakeDrive::eLocksOfAll ? eLockFree : eLockFreeHere;
+  if (content->isLocked()) state = eLockHeld;
+  return true;
+}
+
+void FakeFileManager::setLocked(const Path& path, bool locked) {
+  if (Content content = find(path)) content->lockedByOthers = locked;
+}
+
 double FakeFileManager::markedAt_ms(const Path& path) const {
   Content content = find(path);
   return content ? content->marked_ms : 0;

@@ -44,6 +44,7 @@ public:
     eFollowLinks,
     eCopyMode,
     eMarkFile,
+    eAskLock,
     eGetUNCName,
     eGetShares,
     eRead,   // synchronous, at an offset or at the position

@@ -21,6 +21,12 @@ constexpr std::array<std::string_view, 8> kNetworkKinds = {"ceph",  "lustre", "b
 constexpr std::array<std::string_view, 8> kLocalKinds = {"tmpfs", "ramfs", "devtmpfs", "overlay",
                                                          "btrfs", "zfs",   "bcachefs", "ubifs"};
 
+// Folders of the machine on which this one runs; both keep locks to themselves unless told not to.
+constexpr std::array<std::string_view, 2> kOfTheHost = {"9p", "virtiofs"};
+// Options with which a server is told nothing of locks: of NFS, Samba and Lustre.
+constexpr std::array<std::string_view, 5> kLocalLocks = {"nolock", "local_lock=all",
+                                                         "local_lock=posix", "nobrl", "localflock"};
+
 constexpr std::array<std::string_view, 8> kSystemTrees = {
     "/boot", "/efi", "/proc", "/sys", "/dev", "/run", "/snap", "/var/lib/snapd"};
 // Where desktops mount what people plug in.
@@ -78,6 +84,14 @@ iDiskDrive::eType driveTypeOf(const MountEntry& mount) {
 bool answersByItself(const MountEntry& mount) {
   if (isNetwork(mount) || isProgram(mount.fileSystem) || isAutomount(mount)) return false;
   return mount.device.known || mount.pseudo || isOneOf(mount.fileSystem, kLocalKinds);
+}
+
+bool sharesLocks(const MountEntry& mount) {
+  bool isDisk = mount.fileSystem == "fuseblk";
+  if ((isProgram(mount.fileSystem) && !isDisk) || isOneOf(mount.fileSystem, kOfTheHost))
+    return false;
+  return std::none_of(kLocalLocks.begin(), kLocalLocks.end(),
+                      [&](std::string_view option) { return hasOption(mount, option); });
 }
 
 bool isAutomount(const MountEntry& mount) { return mount.fileSystem == "autofs"; }

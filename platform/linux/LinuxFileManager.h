@@ -44,6 +44,7 @@ public:
   bool copyMode(const LightweightString<wchar_t>& from,
                 const LightweightString<wchar_t>& to) override;
   bool markFile(const LightweightString<wchar_t>& path) override;
+  bool askLock(const LightweightString<wchar_t>& path, LockState& state) override;
 
   LightweightString<wchar_t> getUNCName(const LightweightString<wchar_t>& path) override;
   Vector<Share> getShares(const LightweightString<wchar_t>& workstation) override;

@@ -12,6 +12,7 @@
 
 #include "platform/common/NamePattern.h"
 #include "platform/linux/Descriptor.h"
+#include "platform/linux/DriveKind.h"
 #include "platform/linux/FileOpening.h"
 #include "platform/linux/FolderListing.h"
 #include "platform/linux/LinuxFailure.h"
@@ -99,6 +100,10 @@ int syncOpened(int descriptor) {
   while (fsync(descriptor) != 0)
     if (errno != EINTR) return isUnknownHere(errno) ? 0 : errno;
   return 0;
+}
+
+bool knowsNoLocks(int error) {
+  return error == ENOLCK || error == ENOSYS || error == ENOTSUP || error == EINVAL;
 }
 
 // The folder that a pattern names, and the pattern of the files in it, good for as long as the
@@ -230,6 +235,32 @@ bool LinuxFileManager::markFile(const Path& path) {
   mode_t wanted = mode | kEveryoneReads;
   bool isReadable = mode == wanted || succeeded(fchmod(opened->cached(), wanted));
   return succeeded(futimens(opened->cached(), nullptr)) && isReadable;
+}
+
+bool LinuxFileManager::askLock(const Path& path, LockState& state) {
+  state = eLockUnknown;
+  std::string bytes;
+  if (!bytesOf(path, bytes)) return false;
+  if (isServed(path)) return failed(eOsNotSupported);
+  FileOpening how;
+  how.read = true;
+  how.noLink = true;
+  Qv::Ptr<OpenDescriptors> opened = openRegularFile(bytes, how);
+  if (!opened) return false;
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  while (fcntl(opened->cached(), F_OFD_GETLK, &lock) != 0)
+    if (errno != EINTR) return knowsNoLocks(errno) || failed(osErrorOf(errno));
+  MountedAt at;
+  int error = 0;
+  if (lock.l_type != F_UNLCK)
+    state = eLockHeld;
+  else if (mounts_.describe(bytes, at, error) && sharesLocks(at.mount))
+    state = eLockFree;
+  else
+    state = eLockFreeHere;
+  return true;
 }
 
 Path LinuxFileManager::getUNCName(const Path& path) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "platform/fake/FakeOSScope.h"
 
 namespace {
@@ -14,6 +16,15 @@ protected:
   static uint32_t lastError() { return OS()->getErrors()->getLastError(); }
   // Whether a call answered false and left that error.
   static bool failsWith(uint32_t error, bool answer) { return !answer && lastError() == error; }
+
+  static Files::LockState lockOf(const wchar_t* path) {
+    Files::LockState state = Files::eLockUnknown;
+    EXPECT_TRUE(files()->askLock(path, state));
+    return state;
+  }
+  static Qv::Ptr<iFile> locked(const wchar_t* path, unsigned access) {
+    return files()->openFile(path, access, Files::eOpenExisting, 0, Files::eAttributeHoldLock);
+  }
 
   FakeOSScope os_;
 };
@@ -52,4 +63,41 @@ TEST_F(FakeLocksTest, AMarkedFileCanBeReadByAllAndTellsWhen) {
   os_->files().addFile(L"/ro/a");
   EXPECT_TRUE(failsWith(eOsReadOnly, files()->markFile(L"/ro/a")));
   EXPECT_EQ(os_->files().markedAt_ms(L"/ro/a"), 0);
+}
+
+TEST_F(FakeLocksTest, ALockIsHeldByWhomTheTestSays) {
+  os_->files().addFile(L"/m/a");
+  EXPECT_EQ(lockOf(L"/m/a"), Files::eLockFree);
+  os_->files().setLocked(L"/m/a", true);
+  EXPECT_EQ(lockOf(L"/m/a"), Files::eLockHeld);
+  EXPECT_TRUE(failsWith(eOsAccessDenied, bool(locked(L"/m/a", Files::eAccessWrite))));
+  EXPECT_TRUE(locked(L"/m/a", Files::eAccessReadWrite)) << "it is shared";
+  os_->files().setLocked(L"/m/a", false);
+  EXPECT_EQ(lockOf(L"/m/a"), Files::eLockFree);
+}
+
+TEST_F(FakeLocksTest, ADriveMayKnowTheLocksOfThisMachineAloneOrNone) {
+  os_->files().setDrive(L"/here/", {.locks = FakeDrive::eLocksOfThisMachine});
+  os_->files().addFile(L"/here/a");
+  EXPECT_EQ(lockOf(L"/here/a"), Files::eLockFreeHere);
+  Qv::Ptr<iFile> holder = locked(L"/here/a", Files::eAccessRead);
+  EXPECT_EQ(lockOf(L"/here/a"), Files::eLockHeld);
+  os_->files().setDrive(L"/none/", {.locks = FakeDrive::eNoLocks});
+  os_->files().addFile(L"/none/a");
+  Qv::Ptr<iFile> other = locked(L"/none/a", Files::eAccessWrite);
+  EXPECT_EQ(lockOf(L"/none/a"), Files::eLockUnknown);
+  EXPECT_TRUE(locked(L"/none/a", Files::eAccessWrite)) << "nobody is kept out";
+}
+
+TEST_F(FakeLocksTest, NoLinkIsAskedAndNoSilentDriveWithoutAnErrand) {
+  Files::LockState state = Files::eLockHeld;
+  os_->files().addFile(L"/m/a");
+  os_->files().addLink(L"/m/to-a", L"/m/a");
+  EXPECT_TRUE(failsWith(eOsErrorBase + 40, files()->askLock(L"/m/to-a", state)));
+  os_->files().setDrive(L"/net/", {.silent = true});
+  os_->files().addFile(L"/net/a");
+  EXPECT_THROW(files()->askLock(L"/net/a", state), std::logic_error);
+  os_->faults().fail(FaultPlan::eAskLock, eOsIoError);
+  EXPECT_TRUE(failsWith(eOsIoError, files()->askLock(L"/m/a", state)));
+  EXPECT_EQ(state, Files::eLockUnknown);
 }

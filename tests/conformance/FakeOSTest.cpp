@@ -42,6 +42,8 @@ protected:
     EXPECT_FALSE(files.followLinks(L"/", behind));
     EXPECT_FALSE(files.copyMode(L"/a", L"/b"));
     EXPECT_FALSE(files.markFile(L"/a"));
+    iFileManager::LockState lock = iFileManager::eLockHeld;
+    EXPECT_FALSE(files.askLock(L"/a", lock));
     EXPECT_TRUE(files.getUNCName(L"/a").empty());
     EXPECT_TRUE(files.getShares(L"here").empty());
   }

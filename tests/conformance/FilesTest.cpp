@@ -421,6 +421,48 @@ TYPED_TEST(FilesConformance, HoldersOfALockShareItSaveOneThatOnlyWrites) {
   EXPECT_FALSE(hold(Files::eAccessWrite));
 }
 
+TYPED_TEST(FilesConformance, WhetherALockIsHeldIsToldToWhoeverAsks) {
+  PathString name = this->makeFile(L"clip", patternBytes(100));
+  auto state = [&] {
+    Files::LockState told = Files::eLockUnknown;
+    EXPECT_TRUE(this->files()->askLock(name, told));
+    return told;
+  };
+  EXPECT_EQ(state(), Files::eLockFree);
+  Qv::Ptr<iFile> unlocked = this->openFile(name, Files::eAccessReadWrite, Files::eOpenExisting);
+  EXPECT_EQ(state(), Files::eLockFree) << "that it is open is no lock";
+  for (unsigned access : {Files::eAccessRead, Files::eAccessWrite, Files::eAccessReadWrite}) {
+    Qv::Ptr<iFile> holder =
+        this->openFile(name, access, Files::eOpenExisting, Files::eAttributeHoldLock);
+    EXPECT_EQ(state(), Files::eLockHeld) << access;
+    holder->close();
+    EXPECT_EQ(state(), Files::eLockFree) << access;
+  }
+  EXPECT_TRUE(
+      this->openFile(name, Files::eAccessWrite, Files::eOpenExisting, Files::eAttributeHoldLock))
+      << "who asks takes none";
+  EXPECT_EQ(this->contents(name).size(), 100u);
+}
+
+TYPED_TEST(FilesConformance, ALockIsTheOneOfAFileThatIsThere) {
+  PathString folder = this->path(L"folder");
+  EXPECT_TRUE(this->files()->createFolder(folder));
+  PathString file = this->makeFile(L"file", std::string("abc"));
+  wchar_t separator = this->files()->getSeparator();
+  for (const auto& [name, error] : {std::pair(this->path(L"none"), eOsNotFound),
+                                    {folder, eOsIsAFolder},
+                                    {file + separator + L"clip", eOsNotAFolder},
+                                    {PathString(L"/a\0b", 4), eOsInvalid},
+                                    {PathString(L"mem:clip"), eOsNotSupported}}) {
+    Files::LockState state = Files::eLockHeld;
+    this->forgetLastError();
+    EXPECT_FALSE(this->files()->askLock(name, state));
+    EXPECT_EQ(this->lastError(), uint32_t{error});
+    EXPECT_EQ(state, Files::eLockUnknown);
+  }
+  EXPECT_FALSE(this->files()->exists(this->path(L"none")));
+}
+
 TYPED_TEST(FilesConformance, ReplacingALockedFileDoesNotEmptyIt) {
   PathString name = this->makeFile(L"clip", patternBytes(100));
   Qv::Ptr<iFile> holder =

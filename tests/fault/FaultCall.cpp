@@ -12,15 +12,15 @@ template <int... errors>
 constexpr uint32_t kErrors[] = {eOsErrorBase + static_cast<uint32_t>(errors)...};
 
 const char* const kNames[] = {
-    "openMedia",   "openFile",     "openServed",      "getDisk",       "getDisks",
-    "onDrive",     "getSpace",     "exists",          "getFileSize",   "deleteFile",
-    "deleteMedia", "createFolder", "folderExists",    "isWritable",    "listFiles",
-    "renameFile",  "syncFolder",   "followLinks",     "copyMode",      "markFile",
-    "getUNCName",  "getShares",    "getSize",         "getInfo",       "read",
-    "write",       "settle",       "flush",           "attach",        "startRead",
-    "startWrite",  "finishRead",   "finishWrite",     "createContext", "createPort",
-    "createEvent", "createThread", "createTaskQueue", "postTask",      "allocateRegion",
-    "allocate",
+    "openMedia",      "openFile",     "openServed",   "getDisk",         "getDisks",
+    "onDrive",        "getSpace",     "exists",       "getFileSize",     "deleteFile",
+    "deleteMedia",    "createFolder", "folderExists", "isWritable",      "listFiles",
+    "renameFile",     "syncFolder",   "followLinks",  "copyMode",        "markFile",
+    "askLock",        "getUNCName",   "getShares",    "getSize",         "getInfo",
+    "read",           "write",        "settle",       "flush",           "attach",
+    "startRead",      "startWrite",   "finishRead",   "finishWrite",     "createContext",
+    "createPort",     "createEvent",  "createThread", "createTaskQueue", "postTask",
+    "allocateRegion", "allocate",
 };
 static_assert(std::size(kNames) == kFaultCalls);
 
@@ -55,6 +55,7 @@ std::span<const uint32_t> errorsOfNames(FaultCall call) {
     case FaultCall::eGetFileSize:
     case FaultCall::eFolderExists:
     case FaultCall::eFollowLinks:
+    case FaultCall::eAskLock:
       return looking;
     case FaultCall::eIsWritable:
       return judging;

@@ -27,6 +27,7 @@ enum class FaultCall : size_t {
   eFollowLinks,
   eCopyMode,
   eMarkFile,
+  eAskLock,
   eGetUNCName,
   eGetShares,
   eGetSize,  // of an open file

@@ -89,6 +89,11 @@ bool FaultFileManager::copyMode(const Path& from, const Path& to) {
   return !isRefused(FaultCall::eCopyMode) && below()->copyMode(from, to);
 }
 
+bool FaultFileManager::askLock(const Path& path, LockState& state) {
+  state = eLockUnknown;
+  return !isRefused(FaultCall::eAskLock) && below()->askLock(path, state);
+}
+
 LightweightString<wchar_t> FaultFileManager::getUNCName(const Path& path) {
   return isRefused(FaultCall::eGetUNCName) ? Path() : below()->getUNCName(path);
 }

@@ -47,6 +47,7 @@ public:
   bool markFile(const Path& path) override {
     return !isRefused(FaultCall::eMarkFile) && below()->markFile(path);
   }
+  bool askLock(const Path& path, LockState& state) override;
   Path getUNCName(const Path& path) override;
   Vector<Share> getShares(const Path& workstation) override;
 

@@ -122,6 +122,7 @@ protected:
     iFileManager* files = OS()->getFileManager();
     Text behind(L"before");
     MediaLeft left;
+    iFileManager::LockState lock = iFileManager::eLockHeld;
     Vector<iFileManager::ListedFile> listed;
     listed.add({});
     switch (kind) {
@@ -156,6 +157,10 @@ protected:
         return files->copyMode(Text(L"/m/a"), Text(L"/m/a"));
       case FaultCall::eMarkFile:
         return files->markFile(Text(L"/m/a"));
+      case FaultCall::eAskLock:
+        if (files->askLock(Text(L"/m/a"), lock)) return lock == iFileManager::eLockFree;
+        EXPECT_EQ(lock, iFileManager::eLockUnknown);
+        return false;
       default:
         return callOfAFile(kind);
     }

@@ -169,4 +169,19 @@ TEST(LinuxDriveKindTest, NeitherAreTheSystemsOwnFolders) {
   EXPECT_TRUE(isNoPlaceForMedia(at("/run/mediator")));
 }
 
+TEST(LinuxDriveKindTest, LocksAreSharedSaveWhereAProgramOrAnOptionKeepsThemHere) {
+  for (const char* fileSystem : {"ext4", "fuseblk"}) EXPECT_TRUE(sharesLocks(onDisk(fileSystem)));
+  for (const char* fileSystem : {"nfs", "nfs4", "cifs", "smb3", "lustre"})
+    EXPECT_TRUE(sharesLocks(with(served(fileSystem), "rw,vers=4.2,local_lock=none")));
+  for (const char* fileSystem : {"fuse", "fuse.sshfs", "fuse.ceph", "9p", "virtiofs"})
+    EXPECT_FALSE(sharesLocks(mounted(fileSystem))) << fileSystem;
+  for (const char* option :
+       {"nolock", "local_lock=all", "local_lock=posix", "nobrl", "localflock"}) {
+    MountEntry mount = served("nfs");
+    mount.superOptions = std::string("rw,") + option;
+    EXPECT_FALSE(sharesLocks(mount)) << option;
+    EXPECT_FALSE(sharesLocks(with(served("nfs"), option))) << option;
+  }
+}
+
 }  // namespace

@@ -1,10 +1,14 @@
 // What of files that are locked or marked only a real system has.
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <ctime>
 #include <string>
@@ -16,6 +20,7 @@
 #include "tests/support/HeldFileSystem.h"
 #include "tests/support/MountedFolder.h"
 #include "tests/support/OwnMounts.h"
+#include "tests/support/SystemCallFilter.h"
 
 namespace {
 
@@ -23,6 +28,11 @@ class LinuxLocksTest : public LinuxFileFixture {
 protected:
   static Qv::Ptr<iFile> lock(const Path& path, unsigned access = Manager::eAccessReadWrite) {
     return openGeneral(path, access, Manager::eOpenOrCreate, Manager::eAttributeHoldLock);
+  }
+  Manager::LockState stateOf(std::string_view name) const {
+    Manager::LockState state = Manager::eLockUnknown;
+    EXPECT_TRUE(linuxFileManager()->askLock(folder_ / name, state));
+    return state;
   }
   // Of a file of long ago, with that mode.
   void putOld(std::string_view name, mode_t mode) const {
@@ -132,6 +142,104 @@ TEST_F(LinuxLocksTest, NothingIsMarkedOnADriveThatIsMountedReadOnly) {
   ASSERT_EQ(mount("none", drive.path().c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m"), 0);
   EXPECT_FALSE(linuxFileManager()->markFile(drive / "file"));
   EXPECT_EQ(lastError(), eOsReadOnly);
+}
+
+TEST_F(LinuxLocksTest, TheLockOfAnotherProcessIsHeldUntilItEndsHoweverThatIs) {
+  folder_.put("file", "content");
+  EXPECT_EQ(stateOf("file"), Manager::eLockFree);
+  std::array<int, 2> line = {-1, -1};
+  ASSERT_EQ(pipe2(line.data(), O_CLOEXEC), 0);
+  pid_t other = fork();
+  if (other == 0) {
+    Qv::Ptr<iFile> file = lock(folder_ / "file");
+    char byte = file ? 'l' : 'n';
+    if (write(line[1], &byte, 1) == 1) pause();
+    _exit(1);
+  }
+  char byte = 0;
+  ASSERT_EQ(read(line[0], &byte, 1), 1);
+  EXPECT_EQ(byte, 'l');
+  EXPECT_EQ(stateOf("file"), Manager::eLockHeld);
+  kill(other, SIGKILL);
+  ASSERT_EQ(waitpid(other, nullptr, 0), other);
+  EXPECT_EQ(stateOf("file"), Manager::eLockFree);
+  for (int end : line) close(end);
+}
+
+TEST_F(LinuxLocksTest, LocksThatOtherProgramsTakeInTheirWayAreHeldToo) {
+  folder_.put("file", "content");
+  pid_t other = fork();
+  struct flock area = {};
+  area.l_type = F_RDLCK;
+  area.l_start = 1000;
+  area.l_len = 1;
+  if (other == 0) {
+    int own = open(folder_.bytes("file").c_str(), O_RDWR | O_CLOEXEC);
+    _exit(fcntl(own, F_SETLK, &area) == 0 && stateOf("file") == Manager::eLockHeld ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(other, &status, 0), other);
+  EXPECT_EQ(status, 0) << "also one of a part, and one of the process that asks";
+  EXPECT_EQ(stateOf("file"), Manager::eLockFree);
+}
+
+TEST_F(LinuxLocksTest, WhoMayOnlyReadAFileMayAskAboutItsLock) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of somebody else";
+  folder_.put("file", "content");
+  folder_.put("secret", "content");
+  ASSERT_EQ(chmod(folder_.bytes("file").c_str(), 0444), 0);
+  ASSERT_EQ(chmod(folder_.bytes("secret").c_str(), 0600), 0);
+  Qv::Ptr<iFile> held = lock(folder_ / "file");
+  eSeen seen = asNobody(folder_, [&] {
+    Manager::LockState state = Manager::eLockHeld;
+    return stateOf("file") == Manager::eLockHeld &&
+           !linuxFileManager()->askLock(folder_ / "secret", state) &&
+           lastError() == eOsAccessDenied && state == Manager::eLockUnknown;
+  });
+  if (seen == eCannotTry) GTEST_SKIP() << kNobodyHere;
+  EXPECT_EQ(seen, eRight);
+}
+
+TEST_F(LinuxLocksTest, WhatIsNoRegularFileHasNoLockAndIsNotWaitedFor) {
+  folder_.put("file", "content");
+  link("file", "to-file");
+  ASSERT_EQ(mkfifo(folder_.bytes("fifo").c_str(), 0600), 0);
+  Qv::Ptr<iFile> held = lock(folder_ / "file");
+  Manager::LockState state = Manager::eLockHeld;
+  EXPECT_FALSE(linuxFileManager()->askLock(folder_ / "to-file", state));
+  EXPECT_EQ(lastError(), eOsErrorBase + ELOOP);
+  EXPECT_EQ(state, Manager::eLockUnknown);
+  EXPECT_FALSE(linuxFileManager()->askLock(folder_ / "fifo", state));
+  EXPECT_EQ(lastError(), eOsNotSupported);
+}
+
+TEST_F(LinuxLocksTest, OnAShareOfAProgramsOnlyTheLocksOfThisMachineAreKnown) {
+  HeldFileSystem share(folder_.bytes("share"), HeldFileSystem::eNothing, "fuse.sshfs");
+  if (!share.isMounted()) GTEST_SKIP() << "no file system can be mounted here";
+  EXPECT_EQ(stateOf("share/held"), Manager::eLockFreeHere);
+  Qv::Ptr<iFile> held = lock(folder_ / "share/held");
+  EXPECT_EQ(stateOf("share/held"), Manager::eLockHeld);
+}
+
+TEST_F(LinuxLocksTest, AFileSystemWithoutLocksIsUnknownAndAFailureIsOne) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << "system calls cannot be filtered here";
+  folder_.put("file", "content");
+  auto answers = [&](int error, bool isTold) {
+    pid_t child = fork();
+    if (child == 0) {
+      Manager::LockState state = Manager::eLockHeld;
+      linuxErrors()->setLastError(0);
+      bool isSet = SystemCallFilter::refuseSecond(SYS_fcntl, error, F_OFD_GETLK);
+      bool right = isSet && linuxFileManager()->askLock(folder_ / "file", state) == isTold &&
+                   state == Manager::eLockUnknown &&
+                   lastError() == (isTold ? 0 : eOsErrorBase + static_cast<uint32_t>(error));
+      _exit(right ? 0 : 1);
+    }
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
+  };
+  for (int error : {ENOLCK, ENOSYS, ENOTSUP, EINVAL}) EXPECT_TRUE(answers(error, true)) << error;
+  for (int error : {EIO, ESTALE}) EXPECT_TRUE(answers(error, false)) << error;
 }
 
 }  // namespace

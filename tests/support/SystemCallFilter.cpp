@@ -14,14 +14,23 @@
 
 namespace {
 
-// The lower half of the first argument comes first on this system's processors.
-bool install(int call, uint32_t action, uint32_t leastFirst = 0, uint32_t mostFirst = UINT32_MAX) {
+// What one argument of the call must be, counted from 0.
+struct Argument {
+  uint32_t number = 0;
+  uint32_t least = 0;
+  uint32_t most = UINT32_MAX;
+};
+
+// The lower half of an argument comes first on this system's processors.
+bool install(int call, uint32_t action, const Argument& argument = {}) {
+  constexpr uint32_t kBytes = sizeof(uint64_t);
+  uint32_t place = offsetof(seccomp_data, args) + argument.number * kBytes;
   std::array<sock_filter, 7> program = {
       sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
       sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(call), 0, 4),
-      sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
-      sock_filter BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, leastFirst, 0, 2),
-      sock_filter BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, mostFirst, 1, 0),
+      sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, place),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, argument.least, 0, 2),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, argument.most, 1, 0),
       sock_filter BPF_STMT(BPF_RET | BPF_K, action),
       sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
   sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
@@ -33,7 +42,11 @@ bool install(int call, uint32_t action, uint32_t leastFirst = 0, uint32_t mostFi
 
 bool SystemCallFilter::refuse(int call, int error, uint32_t leastFirst, uint32_t mostFirst) {
   uint32_t action = SECCOMP_RET_ERRNO | static_cast<uint32_t>(error);
-  return install(call, action, leastFirst, mostFirst);
+  return install(call, action, {0, leastFirst, mostFirst});
+}
+
+bool SystemCallFilter::refuseSecond(int call, int error, uint32_t second) {
+  return install(call, SECCOMP_RET_ERRNO | static_cast<uint32_t>(error), {1, second, second});
 }
 
 bool SystemCallFilter::kill(int call) { return install(call, SECCOMP_RET_KILL_PROCESS); }

@@ -10,6 +10,8 @@ class SystemCallFilter {
 public:
   // The call fails with that error, when its first argument is one of these.
   static bool refuse(int call, int error, uint32_t leastFirst = 0, uint32_t mostFirst = UINT32_MAX);
+  // The same when its second argument is that.
+  static bool refuseSecond(int call, int error, uint32_t second);
   // The call ends the process with SIGSYS.
   static bool kill(int call);
   // The call raises SIGSYS on its thread.
