@@ -9,17 +9,12 @@
 #include <utility>
 
 #include "fsys/CookieMap.h"
+#include "fsys/Room.h"
 #include "platform/Check.h"
 #include "platform/ConfigInt.h"
 #include "platform/OS.h"
 
 namespace {
-
-// Room: of what threads may use for as long as the process runs, and so is never destroyed.
-template <typename T>
-struct Room {
-  alignas(T) unsigned char bytes[sizeof(T)];
-};
 
 Room<SharedCriticalSection> roomOfLock;
 Room<CookieMap> roomOfFiles;
