@@ -1,11 +1,20 @@
 #include "tools/fsys/DriveQuestion.h"
 
+#include <atomic>
+#include <memory>
+
 #include "fsys/MediaDrive.h"
+#include "platform/Clocks.h"
 #include "platform/DriveErrand.h"
 #include "platform/OS.h"
+#include "tools/fsys/Interrupt.h"
 #include "tools/fsys/Text.h"
 
 namespace {
+
+// A large folder on a network takes its time.
+constexpr double kPatience_ms = 30000;
+constexpr double kPause_ms = 20;
 
 using Question = bool (*)(const PathString& path);
 
@@ -42,6 +51,28 @@ DriveAnswer askIsWritable(const PathString& path) {
 }
 
 DriveAnswer askIsPrepared(const PathString& path) { return ask(path, &isPrepared); }
+
+// It is waited for by asking the drive for something else, which comes behind it.
+bool doOnDrive(const PathString& path, const std::function<void()>& work) {
+  struct Progress {
+    std::atomic<bool> isBegun{false};
+    std::atomic<bool> isDone{false};
+  };
+  auto progress = std::make_shared<Progress>();
+  bool isAnswered = askDrive(path, [progress, work] {
+                      progress->isBegun = true;
+                      work();
+                      progress->isDone = true;
+                      return true;
+                    }).has_value();
+  double end_ms = Qv::now() + kPatience_ms;
+  while (!isAnswered && progress->isBegun && Qv::now() < end_ms) {
+    Interrupt::wait(-1, kPause_ms);
+    isAnswered = askDrive(path, [] { return true; }).has_value();
+  }
+  if (isAnswered && !progress->isDone) OS()->getErrors()->setLastError(eOsNoMemory);
+  return isAnswered && progress->isDone;
+}
 
 PathString diskOf(const PathString& path) {
   Qv::Ptr<iDiskDrive> disk = OS()->getFileManager()->getDisk(path);

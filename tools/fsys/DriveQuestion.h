@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "platform/PathHelpers.h"
@@ -21,6 +22,12 @@ DriveAnswer askIsFolder(const PathString& path);
 DriveAnswer askIsWritable(const PathString& path);
 // Whether both media folders are there.
 DriveAnswer askIsPrepared(const PathString& path);
+
+// Has `work` done where the drive of the path can be waited for, and waits until it is: when it was
+// begun, for up to 30 s, as long as nobody wants the end (then it throws). Meanwhile that drive
+// refuses everything else. False when it was not done: eOsTimedOut, or eOsNoMemory. It may then be
+// done later: it copies what it uses, and throws nothing but std::bad_alloc.
+bool doOnDrive(const PathString& path, const std::function<void()>& work);
 
 // Where the disk is mounted that holds the path; empty when that is not known.
 PathString diskOf(const PathString& path);

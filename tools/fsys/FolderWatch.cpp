@@ -1,19 +1,13 @@
 #include "tools/fsys/FolderWatch.h"
 
 #include <algorithm>
-#include <atomic>
 #include <iterator>
+#include <memory>
 
-#include "platform/Clocks.h"
-#include "platform/DriveErrand.h"
+#include "platform/OS.h"
 #include "tools/fsys/DriveQuestion.h"
-#include "tools/fsys/Interrupt.h"
 
 namespace {
-
-// A large folder on a network takes its time.
-constexpr double kPatience_ms = 30000;
-constexpr double kPause_ms = 20;
 
 // A link in the place of media, or media in that of a link, is another file.
 bool isBefore(const FolderWatch::File& a, const FolderWatch::File& b) {
@@ -26,7 +20,6 @@ bool isBefore(const FolderWatch::File& a, const FolderWatch::File& b) {
 // Listing: what is read of the folder, on a thread of its drive's; read by the asker once that has
 // ended.
 struct FolderWatch::Listing {
-  std::atomic<bool> isBegun{false};
   bool isListed = false;
   Vector<iFileManager::ListedFile> files;
 
@@ -63,30 +56,15 @@ void FolderWatch::goOnFrom(FolderWatch& other) {
 
 bool FolderWatch::list(std::vector<File>& files) {
   auto listing = std::make_shared<Listing>();
-  isSilent_ = !askForListing(listing);
-  if (isSilent_ || !listing->isListed) return false;
+  auto read = [path = osPath_, root = root_, listing] { listing->read(path, root); };
+  bool isRead = doOnDrive(osPath_, read);
+  isSilent_ = !isRead && OS()->getErrors()->getLastError() != eOsNoMemory;
+  if (!isRead || !listing->isListed) return false;
   for (const iFileManager::ListedFile& file : listing->files) {
     MediaName media(file.name, file.bytes);
     if (media.verdict == MediaName::eMedia) files.push_back({file.name, file.bytes, media.cookie});
   }
   return true;
-}
-
-// False when the drive does not answer. A listing that goes on is waited for, as long as nobody
-// wants the end: meanwhile its drive refuses everything else.
-bool FolderWatch::askForListing(const std::shared_ptr<Listing>& listing) const {
-  auto work = [path = osPath_, root = root_, listing] {
-    listing->isBegun = true;
-    listing->read(path, root);
-    return true;
-  };
-  bool isAnswered = askDrive(osPath_, work).has_value();
-  double end_ms = Qv::now() + kPatience_ms;
-  while (!isAnswered && listing->isBegun && Qv::now() < end_ms) {
-    Interrupt::wait(-1, kPause_ms);
-    isAnswered = askDrive(osPath_, [] { return true; }).has_value();
-  }
-  return isAnswered;
 }
 
 MaterialFilename FolderWatch::nameOf(const File& file) const {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -49,7 +48,6 @@ private:
   struct Listing;
 
   bool list(std::vector<File>& files);
-  bool askForListing(const std::shared_ptr<Listing>& listing) const;
 
   MaterialFilename folder_;
   PathString osPath_;
