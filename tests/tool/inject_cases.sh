@@ -326,3 +326,53 @@ case_a_name_that_did_not_get_to_its_disk_is_told() {
   says "the name was not written"
   [ "$(cat media/Material/MediaSpaceInfo.txt)" = name=old ] || fail "it is there"
 }
+
+# Whatever fails, a login ends logged out, or as one that others see as a leftover; and another
+# workstation's file is never touched.
+given_login() {
+  may_trace
+  own=media/$(uname -n).cli
+  mkdir media
+  touch media/other.cli
+}
+
+case_logging_out_is_truthful_whatever_call_fails() {
+  given_login
+  what=logout
+  once() { touch "$own"; inject "$1" logout media; }
+  sound() {
+    [ -e media/other.cli ] || { echo "another workstation's file is gone"; return 1; }
+    [ "$code" != 0 ] || [ ! -e "$own" ] || { echo "it was not deleted"; return 1; }
+  }
+  sweep_each "openat newfstatat fcntl unlink"
+}
+
+case_asking_who_is_logged_in_is_truthful_whatever_call_fails() {
+  given_login
+  what="who"
+  once() { touch "$own"; inject "$1" who media; }
+  sound() {
+    [ -e media/other.cli ] && [ -e "$own" ] || { echo "a file is gone"; return 1; }
+    [ "$code" != 0 ] || [ "$(grep -cE ' (stale|unknown) ' out)" = 2 ] || { cat out; return 1; }
+  }
+  sweep_each "openat newfstatat statx fcntl getdents64"
+}
+
+# It ends when its file is taken away.
+case_logging_in_is_truthful_whatever_call_fails() {
+  given_login
+  what=login
+  once() {
+    rm -f "$own"
+    (until [ -e "$own" ]; do sleep 0.05; done; rm "$own") &
+    local taker=$!
+    inject "$1" login media
+    kill "$taker" 2>/dev/null
+    wait "$taker"
+  }
+  sound() {
+    [ -e media/other.cli ] || { echo "another workstation's file is gone"; return 1; }
+    [ "$code" != 0 ] || grep -q 'the lock file is gone' out || { echo "no word why"; return 1; }
+  }
+  sweep_each "openat newfstatat fcntl"
+}

@@ -34,7 +34,8 @@ case_every_command_has_help_and_the_manual_page_names_it() {
   for command in read write copy verify doctor demo drives "locations list" "locations add" \
     "locations remove" "locations rename" "locations check" prepare "task set" "task get" \
     "task clear" best time "unc to" "unc from" scan find shot "media list" "media offline" \
-    "link create" "link show" "link check" "proxy name" "proxy parse" rm watch; do
+    "link create" "link show" "link check" "proxy name" "proxy parse" rm watch login \
+    logout who; do
     # shellcheck disable=SC2086
     expect 0 $command --help
     grep -q "^\.B fsys $command" "$page" || fail "the manual page has no $command"

@@ -16,9 +16,9 @@
 
 namespace {
 
-constexpr std::array<std::string_view, 15> kCommands = {
-    "drives", "locations", "prepare", "task", "best",  "time", "unc",  "scan",
-    "find",   "shot",      "media",   "link", "proxy", "rm",   "watch"};
+constexpr std::array<std::string_view, 18> kCommands = {
+    "drives", "locations", "prepare", "task",  "best", "time",  "unc",   "scan",   "find",
+    "shot",   "media",     "link",    "proxy", "rm",   "watch", "login", "logout", "who"};
 constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
 constexpr int kSignalExit = 128;  // and the signal's number
 

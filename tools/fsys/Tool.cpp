@@ -27,6 +27,8 @@
 #include "tools/fsys/LocationsListCommand.h"
 #include "tools/fsys/LocationsRemoveCommand.h"
 #include "tools/fsys/LocationsRenameCommand.h"
+#include "tools/fsys/LoginCommand.h"
+#include "tools/fsys/LogoutCommand.h"
 #include "tools/fsys/MediaListCommand.h"
 #include "tools/fsys/MediaOfflineCommand.h"
 #include "tools/fsys/Messages.h"
@@ -45,6 +47,7 @@
 #include "tools/fsys/UncToCommand.h"
 #include "tools/fsys/VerifyCommand.h"
 #include "tools/fsys/WatchCommand.h"
+#include "tools/fsys/WhoCommand.h"
 #include "tools/fsys/WriteCommand.h"
 
 namespace {
@@ -68,7 +71,7 @@ Commands makeCommands(CLI::App& app) {
            TaskGetCommand, TaskClearCommand, BestCommand, TimeCommand, UncToCommand, UncFromCommand,
            ScanCommand, FindCommand, ShotCommand, MediaListCommand, MediaOfflineCommand,
            LinkCreateCommand, LinkShowCommand, LinkCheckCommand, ProxyNameCommand,
-           ProxyParseCommand, RmCommand, WatchCommand>();
+           ProxyParseCommand, RmCommand, WatchCommand, LoginCommand, LogoutCommand, WhoCommand>();
   for (const auto& command : commands) command->attach(app);
   return commands;
 }

@@ -22,7 +22,8 @@ enum Code {
   eWrong,
   eExists,
   eNoFile,
-  eResources
+  eResources,
+  eInterrupted = 130
 };
 
 int codeOfOpening(uint32_t error) {
@@ -141,6 +142,8 @@ FaultPlayed ToolPlay::play(FaultLayer& layer, const Fault& fault, eUntil) {
   layer.points().disarm();
   std::set<int> codes = codesOf(fault, layer.points(), scenario_.code);
   if (run.isDisturbed && scenario_.asksTheRegistry) codes.insert({eNotFound, eIo});
+  // Who did not see what happened waits on.
+  if (run.isDisturbed && scenario_.meanwhile) codes.insert(eInterrupted);
   played.wrong = run.isDisturbed ? "" : whyNotTold(run);
   // The next change of a list takes away what could not be.
   bool mayLeave = scenario_.asksTheRegistry && fault.fromThenOn && run.code != 0;

@@ -247,7 +247,7 @@ const std::vector<ToolScenario>& toolScenarios() {
   static const std::vector<ToolScenario> all = [] {
     std::vector<ToolScenario> together;
     for (const auto& scenarios : {readScenarios(), writeScenarios(), otherScenarios(),
-                                  storageScenarios(), catalogueScenarios()})
+                                  storageScenarios(), catalogueScenarios(), loginScenarios()})
       together.insert(together.end(), scenarios.begin(), scenarios.end());
     return together;
   }();

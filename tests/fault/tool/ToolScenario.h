@@ -33,4 +33,5 @@ inline void PrintTo(const ToolScenario& scenario, std::ostream* out) { *out << s
 const std::vector<ToolScenario>& toolScenarios();
 std::vector<ToolScenario> storageScenarios();
 std::vector<ToolScenario> catalogueScenarios();
+std::vector<ToolScenario> loginScenarios();
 const ToolScenario& toolDemoScenario();
