@@ -1,6 +1,7 @@
-# The shipped shared library, and the same objects as an archive for tests that look inside.
+# The shipped shared library, and the same objects as an archive for tests that look inside: that,
+# and the fake platform below, are built only where something is linked with them.
 add_library(fsys SHARED $<TARGET_OBJECTS:fsys_objects>)
-add_library(fsys_inside STATIC $<TARGET_OBJECTS:fsys_objects>)
+add_library(fsys_inside STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:fsys_objects>)
 foreach(library fsys fsys_inside)
   target_include_directories(${library} PUBLIC
     $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>
@@ -23,6 +24,6 @@ endif()
 
 file(GLOB fake_sources CONFIGURE_DEPENDS platform/fake/*.cpp)
 if(fake_sources)
-  add_library(fsys_fake STATIC ${fake_sources})
+  add_library(fsys_fake STATIC EXCLUDE_FROM_ALL ${fake_sources})
   target_link_libraries(fsys_fake PUBLIC fsys_inside)
 endif()
