@@ -22,5 +22,6 @@ mv "$work/first" "$work/second"
 consume "$work/second" moved
 if [ -x "$work/second/bin/fsys" ]; then
   "$work/second/bin/fsys" --help >/dev/null
+  cmp "$work/second/share/bash-completion/completions/fsys" "$root/tools/fsys.bash"
   echo "the installed tool runs from the moved tree"
 fi

@@ -57,6 +57,7 @@ listed samba test tests/integration smbd
 listed smbclient test tests/integration smbclient
 listed strace test bench '"strace"'
 listed fio test tests/tool 'fio --'
+listed bash-completion test tests/tool /usr/share/bash-completion
 listed strace bench bench '"strace"'
 listed libuv1-dev test bench '#include <uv.h>'
 listed libuv1-dev bench bench '#include <uv.h>'
