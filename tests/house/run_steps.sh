@@ -17,8 +17,9 @@ stand_in() {
 }
 
 make_tree() {
+  local name
   rm -rf "$tree" "$state"
-  mkdir -p "$state/bin" "$tree"/{packaging,tools,tests/house,fsys,build}
+  mkdir -p "$state/bin" "$tree"/{packaging,tools,tests/house,fsys,build/packages}
   cp "$root/run" "$tree/run"
   cp "$root/packaging/debian-packages.txt" "$tree/packaging/"
   cp "$root/tests/house/report.py" "$tree/tests/house/"
@@ -26,7 +27,9 @@ make_tree() {
   : >"$state/asked"
   export STATE=$state
   stand_in "$tree/tools/demo.sh" 'echo "the demo ran"'
-  stand_in "$tree/tests/house/headers.sh" 'exit 0'
+  for name in tests/house/headers.sh tests/house/packages.sh packaging/package.sh; do
+    stand_in "$tree/$name" 'echo "$0 $*" >>"$STATE/called"'
+  done
   stand_in "$state/bin/dpkg-query" '
     for word; do grep -xF -- "$word" "$STATE/installed" | sed "s/\$/ installed/"; done; exit 1'
   stand_in "$state/bin/apt-get" '
@@ -45,9 +48,8 @@ make_tree() {
     while [ "$1" != --output-junit ]; do shift; done
     cp "$STATE/report.xml" "$2"
     [ ! -e "$STATE/ctest-fails" ]'
-  local name
   stand_in "$state/bin/setarch" 'shift; exec "$@"'
-  for name in ccache git clang-format-19 clang-tidy-19; do
+  for name in ccache git clang-format-19 clang-tidy-19 lintian; do
     stand_in "$state/bin/$name" 'cat >/dev/null; exit 0'
   done
   cat >"$state/report.xml" <<'XML'
@@ -119,9 +121,20 @@ asks_for demo base demo speed
 asks_for test base test speed
 asks_for bench base bench speed
 asks_for plot plot
-asks_for check base test check speed
+asks_for check base test check package speed
+asks_for package base package speed
 asks_for soak base test speed
 asks_for fuzz base fuzz speed
+
+# The packages are built once in a run, and looked at by each command.
+make_tree
+go package check || complain "./run package check fails"
+[ "$(grep -c package.sh "$state/called")" = 1 ] || complain "the packages are built more than once"
+[ "$(grep -c packages.sh "$state/called")" = 2 ] || complain "the packages are not looked at"
+make_tree
+stand_in "$state/bin/lintian" 'exit 1'
+go package && complain "./run package hides what lintian finds"
+says "    failed   lintian"
 
 # Each fuzz target runs for the time that was asked for; no target at all is a failure.
 make_tree
@@ -208,7 +221,7 @@ go check && complain "./run check hides a step that failed"
 [ "$(tail -n 4 "$state/said")" = "==> what failed
     failed   each header compiles alone
       | no such header
-10 passed, 1 failed" ] || complain "not said what failed: $(tail -n 4 "$state/said")"
+13 passed, 1 failed" ] || complain "not said what failed: $(tail -n 4 "$state/said")"
 # A report that cannot be read is one too, and the count still comes.
 echo '<broken' >"$state/report.xml"
 go test && complain "./run test takes a broken report"
