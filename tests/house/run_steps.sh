@@ -27,7 +27,7 @@ make_tree() {
   : >"$state/asked"
   export STATE=$state
   stand_in "$tree/tools/demo.sh" 'echo "the demo ran"'
-  for name in tests/house/headers.sh tests/house/packages.sh packaging/package.sh; do
+  for name in tests/house/headers.sh tests/house/packages.sh packaging/package.sh packaging/abi.sh; do
     stand_in "$tree/$name" 'echo "$0 $*" >>"$STATE/called"'
   done
   stand_in "$state/bin/dpkg-query" '
@@ -123,18 +123,25 @@ asks_for bench base bench speed
 asks_for plot plot
 asks_for check base test check package speed
 asks_for package base package speed
+asks_for abi base package speed
 asks_for soak base test speed
 asks_for fuzz base fuzz speed
 
 # The packages are built once in a run, and looked at by each command.
 make_tree
-go package check || complain "./run package check fails"
+go package abi check || complain "./run package abi check fails"
 [ "$(grep -c package.sh "$state/called")" = 1 ] || complain "the packages are built more than once"
 [ "$(grep -c packages.sh "$state/called")" = 2 ] || complain "the packages are not looked at"
 make_tree
 stand_in "$state/bin/lintian" 'exit 1'
 go package && complain "./run package hides what lintian finds"
 says "    failed   lintian"
+
+# The baseline is compared, and renewed if that is asked for.
+make_tree
+go abi abi renew abi || complain "./run abi fails"
+[ "$(sed -nE 's/.*abi.sh ([a-z]+) .*/\1/p' "$state/called" | xargs)" = "check renew check" ] ||
+  complain "./run abi calls: $(cat "$state/called")"
 
 # Each fuzz target runs for the time that was asked for; no target at all is a failure.
 make_tree
@@ -221,7 +228,7 @@ go check && complain "./run check hides a step that failed"
 [ "$(tail -n 4 "$state/said")" = "==> what failed
     failed   each header compiles alone
       | no such header
-13 passed, 1 failed" ] || complain "not said what failed: $(tail -n 4 "$state/said")"
+14 passed, 1 failed" ] || complain "not said what failed: $(tail -n 4 "$state/said")"
 # A report that cannot be read is one too, and the count still comes.
 echo '<broken' >"$state/report.xml"
 go test && complain "./run test takes a broken report"
