@@ -8,9 +8,12 @@
 // Memory for short arrays, from a pool that grows to what is used at once and allocates nothing
 // after that: lists of one or two entries are made and dropped at every transfer.
 // Threads    any; no lock.
+
+// The longest array that is a short one.
 constexpr size_t kShortArray_bytes = 32;
-// Throws std::bad_alloc.
+// Memory for one of them. Throws std::bad_alloc.
 PLATFORM_EXPORT void* takeShortArray();
+// Takes it back.
 PLATFORM_EXPORT void giveShortArray(void* memory) noexcept;
 
 // ArrayMemory: where a Vector's entries lie: short arrays in that pool, longer ones on the heap.

@@ -42,7 +42,6 @@ public:
 
   friend bool operator==(const Cookie& a, const Cookie& b) { return a.compare(b) == 0; }
   friend bool operator<(const Cookie& a, const Cookie& b) { return a.compare(b) < 0; }
-  // The cookie of the same shot for another type and channel; an invalid one stays so.
   friend PLATFORM_EXPORT Cookie convertCookie(const Cookie& from, CookieType type,
                                               unsigned char channel);
 
@@ -63,4 +62,5 @@ private:
 
 static_assert(sizeof(Cookie) == 8, "a catalogue holds a million of them");
 
+// The cookie of the same shot for another type and channel; an invalid one stays so.
 PLATFORM_EXPORT Cookie convertCookie(const Cookie& from, CookieType type, unsigned char channel);

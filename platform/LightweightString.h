@@ -108,6 +108,7 @@ private:
 // Names on disk are bytes. An undecodable byte b stands as U+DC00+b in the wide text, and back, so
 // that bytes -> wide -> bytes gives the same bytes for every byte string.
 PLATFORM_EXPORT LightweightString<wchar_t> fromUTF8(const char* text);
+// The same of bytes among which a NUL may be.
 PLATFORM_EXPORT LightweightString<wchar_t> fromUTF8(std::string_view bytes);
 // What has no UTF-8 form (surrogates other than the above, numbers past U+10FFFF) becomes U+FFFD.
 PLATFORM_EXPORT LightweightString<char> toUTF8(const LightweightString<wchar_t>& text);

@@ -57,6 +57,7 @@ class PLATFORM_EXPORT Notifier {
 public:
   using Listener = Qv::Ptr<iCallbackBase<int, NotifyMsg>>;
   using Type = NotifyMsgTypeDictionary::Type;
+  // Whom messages of a type are told.
   struct Registration {
     Type type;
     Listener listener;

@@ -28,6 +28,7 @@ private:
   bool succeeded_ = false;
 };
 
+// What a port executes a copy of for each finished transfer.
 using CompletionCommand =
     QvDC::Cmd<CompletionPortHandlerCallbackContext, QvDC::ThreadSafetyTraits::ThreadSafe>;
 
@@ -79,6 +80,7 @@ public:
 //            why. describe cannot fail.
 class iAsyncIo {
 public:
+  // What the ports are, and what they have to do.
   struct Description {
     bool ring = false;           // a ring of the kernel's; otherwise threads
     const char* why = "";        // why threads, in words; empty for a ring

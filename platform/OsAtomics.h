@@ -27,6 +27,7 @@ T load(const T& target) {
   return std::atomic_ref<T>(const_cast<T&>(target)).load(std::memory_order_relaxed);
 }
 
+// The same, changed.
 template <typename T>
 void store(T& target, T value) {
   std::atomic_ref<T>(target).store(value, std::memory_order_relaxed);

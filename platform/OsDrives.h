@@ -12,6 +12,7 @@
 // Errors     none, but for getSpace: what is not known is eUnknown, 512 bytes, or an empty text.
 class iDiskDrive : public iObject {
 public:
+  // What kind of drive it is.
   enum eType : uint32_t {
     eUnknown = 0,
     eFixed = 1,

@@ -109,8 +109,12 @@ class iFileManager {
 public:
   enum : unsigned { eFlagRead = 1, eFlagWrite = 2 };
   enum : unsigned { eOpenOrCreateNeverTruncate = 4 };
+  // What openMedia does with the file: transfers past the page cache, transfers that do not wait,
+  // and a file that it makes has its folder's group and the current user.
   enum Mode : unsigned { eModeDirect = 1, eModeAsync = 2, eModeSetOwner = 4 };
+  // What openFile opens a file for.
   enum Access : unsigned { eAccessRead = 1, eAccessWrite = 2, eAccessReadWrite = 3 };
+  // What openFile does about whether there is a file.
   enum Creation : unsigned {
     eOpenExisting = 0,
     eCreateNew = 1,

@@ -34,6 +34,7 @@ enum : unsigned {
 // Errors     null when there is no memory, or for other argument values than the ones above.
 class iVirtualMemory {
 public:
+  // What all regions together are.
   struct Figures {
     uint64_t bytesInUse = 0;  // in regions now
     uint64_t bytesKept = 0;   // backed by the system and not in a region

@@ -27,6 +27,7 @@ public:
   virtual unsigned executeWith(const Context& context) const = 0;
 };
 
+// Cmd: a command as a service takes it: whoever executes it does not know its receiver.
 template <typename Context, typename Traits>
 class Cmd {
 public:

@@ -16,6 +16,7 @@
 // Units      slots; at most kFirstSlab * (2^kSlabs - 1) of them.
 namespace Qv::LockFree {
 
+// Stack: slots of so many bytes.
 template <size_t Bytes, size_t Alignment>
 class Stack {
 public:

@@ -32,6 +32,7 @@ private:
 
 // Counts inside the object.
 struct InternalCounting {
+  // What a Ptr does with the count.
   template <typename T>
   struct Handle {
     static void add(T* object) { object->addRef(); }
@@ -41,10 +42,11 @@ struct InternalCounting {
   };
 };
 
-// Which objects are counted from outside: specialise with `type = ExternalCounting` before the
-// first use of Ptr<T>.
+// Counts outside the object.
 struct ExternalCounting {};
 
+// Which of both it is for T: specialise with `type = ExternalCounting`, before the first use of
+// Ptr<T>, what is counted from outside.
 template <typename T>
 struct CountingOf {
   using type = InternalCounting;

@@ -11,11 +11,15 @@
 // Threads    addCallback: any. run: one thread, with no lock held while a callback runs.
 namespace Shutdown {
 
+// How the process ends.
 enum eExitType : int { eNormal = 0, eAbort = 1 };
 
+// What is called; it is told how the process ends.
 using Callback = void (*)(eExitType);
 
+// Registers a callback, whether or not it is registered already.
 PLATFORM_EXPORT void addCallback(Callback callback, int priority);
+// Calls those that are registered.
 PLATFORM_EXPORT void run(eExitType type);
 
 }  // namespace Shutdown

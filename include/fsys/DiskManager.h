@@ -77,6 +77,7 @@
 class FSYS_EXPORT DiskManager {
 public:
   using Text = LightweightString<wchar_t>;
+  // The rules of findBestDrive.
   enum Match : int { eBestFit = 0, eMostFree = 1 };
 
   // Life cycle.

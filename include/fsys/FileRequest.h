@@ -41,6 +41,7 @@ class CriticalSection;
 //            with an empty holder (FileRequestTest.ATooSlowWriteIsToldAsSuccessWithoutData).
 class FSYS_EXPORT FileRequest {
 public:
+  // The numbers of the states above.
   enum Status : uint32_t {
     CONSTRUCTED = 0,
     QUEUED = 1,

@@ -48,7 +48,9 @@ public:
   // engine's end when that comes first; 0, and the file stays open, when there is no memory for
   // that. The callback is not used.
   uint32_t Close(FsysFile* file, CompletionCallback callback);
+  // Changes the coalesce length of an open file. 0 for one that is not open.
   uint32_t SetCoalesceLength(FsysFile* file, uint32_t length);
+  // The bytes of all files' writes that are queued or started. 0 without a place for them.
   uint32_t GetWriteBytesOutstanding(unsigned int* bytes);
 
   // For a callback that ends the process: takes nothing new, and writes what the write caches hold.
@@ -133,22 +135,38 @@ extern FSYS_EXPORT Fsys* theFsys;
 extern FSYS_EXPORT unsigned int FsysError;
 // Merge ceilings for the application; the engine only stores them. Bytes.
 extern FSYS_EXPORT unsigned int MaxReadCoalesceSize;
+// The same for writes.
 extern FSYS_EXPORT unsigned int MaxWriteCoalesceSize;
 // Whether writes that are too slow are reported as failures.
 extern FSYS_EXPORT bool GlobalWriteSpeedWarningFlag;
 
 // The flat functions. 1 success, 0 failure; those that need the engine return 0 without one.
+
+// Makes the engine; 1 also when it is there already. 0, and it is logged: it cannot be made.
 FSYS_EXPORT uint32_t FsysInitialize();
+// Ends the engine; the type does not matter. Called by a callback it is Fsys::leaveBehind.
 FSYS_EXPORT void FsysUninitialize(Shutdown::eExitType type);
+// Fsys::OpenFile.
 FSYS_EXPORT uint32_t FsysOpen(FsysFile** file, LightweightString<wchar_t> path, uint32_t value,
                               uint32_t flags, CompletionCallback callback);
+// Fsys::Close.
 FSYS_EXPORT uint32_t FsysClose(FsysFile* file, CompletionCallback callback);
+// Fsys::SetCoalesceLength.
 FSYS_EXPORT uint32_t FsysSetCoalesceLength(FsysFile* file, uint32_t length);
+// Fsys::GetWriteBytesOutstanding.
 FSYS_EXPORT uint32_t FsysGetWriteBytesOutstanding(unsigned int* bytes);
+// FsysError.
 FSYS_EXPORT uint32_t FsysGetLastError();
+
 // Settings; meant for set-up.
+
+// Whether every write to a network drive goes through the write cache.
 FSYS_EXPORT void FsysSetNetworkWriteCaching(bool on);
+// Off: a request that may be deferred waits for the poller's next pass.
 FSYS_EXPORT void FsysSetImmediateRequestHandling(bool on);
+// GlobalWriteSpeedWarningFlag.
 FSYS_EXPORT void FsysSetWriteSpeedWarning(bool on);
+// MaxReadCoalesceSize.
 FSYS_EXPORT void FsysSetReadMaxCoalesceSize(unsigned int bytes);
+// MaxWriteCoalesceSize.
 FSYS_EXPORT void FsysSetWriteMaxCoalesceSize(unsigned int bytes);

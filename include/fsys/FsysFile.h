@@ -57,6 +57,7 @@ public:
   FsysFile& operator=(const FsysFile&) = delete;
 
   // Fixed order of virtual operations.
+
   virtual ~FsysFile();
   // Opens the path, through its link if it is one: a target must begin with the separator, or be a
   // provider's, else eOsInvalid. 1, or an OsError.
@@ -74,8 +75,10 @@ public:
   // Sends this file's completions to the handler.
   virtual uint32_t SetUpIoCompletionNotify(CompletionPortHandler* handler);
 
-  // Streaming. The data arrives through the callback. `deferrable`: the request may wait for the
-  // poller's next pass when immediate request handling is off.
+  // Streaming.
+
+  // Reads a range; the data arrives through the callback. `deferrable`: the request may wait for
+  // the poller's next pass when immediate request handling is off.
   // Returns 1 when accepted; 0 or 8 when the list is full; 0 when the file is closing, or was
   // opened for writing (FsysError: eOsAccessDenied).
   uint32_t DirectRead(long position, uint32_t length, bool deferrable, CompletionCallback callback,
@@ -86,13 +89,17 @@ public:
   uint32_t DirectWrite(Qv::Ptr<iMemHolder>& data, bool deferrable, CompletionCallback callback,
                        Qv::Ptr<iObject>& context, bool synchronous);
 
-  // Synchronous transfers at the position. Write sends what the write cache holds first.
+  // At the position, waited for.
+
+  // Synchronous transfers. Write sends what the write cache holds first.
   uint32_t Read(void* buffer, uint32_t bytes);
   uint32_t Write(void* buffer, uint32_t bytes);
   // Sends what the write cache holds, then moves. Returns 1.
   uint32_t Seek(long offset, SEEK_TYPE type);
 
-  // Queues. 1: the request is the file's (merged requests are gone). 0: it stays the caller's.
+  // Queues.
+
+  // 1: the request is the file's (merged requests are gone). 0: it stays the caller's.
   uint32_t QueueReadRequest(FileRequest* request);
   uint32_t QueueWriteRequest(FileRequest* request);
   uint32_t CheckRequestListSize(RequestList* list);
@@ -100,6 +107,8 @@ public:
   // A pass over one list: by a completion thread whose callback asked for it, or a writer that
   // waits, with no lock held.
   uint32_t StartRequests(RequestList* list);
+
+  // Caches, and what is outstanding.
 
   // Sends the write cache and waits at most 4000 ms for writes in flight.
   void WaitForDrain();

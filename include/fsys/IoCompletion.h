@@ -8,8 +8,10 @@
 
 class FileRequest;
 
+// The kind of the command below.
 struct OnIOCompletionTag {};
 
+// The command that tells the receiver of a finished transfer.
 using OnIOCompletion = QvDC::SmplCmd<CompletionPortHandlerCallbackContext, OnIOCompletionTag,
                                      QvDC::ThreadSafetyTraits::ThreadSafe>;
 
