@@ -19,7 +19,7 @@ stand_in() {
 make_tree() {
   local name
   rm -rf "$tree" "$state"
-  mkdir -p "$state/bin" "$tree"/{packaging,tools,tests/house,fsys,build/packages}
+  mkdir -p "$state/bin" "$tree"/{packaging,tools,tests/house,fsys,build/packages,doc/doxygen}
   cp "$root/run" "$tree/run"
   cp "$root/packaging/debian-packages.txt" "$tree/packaging/"
   cp "$root/tests/house/report.py" "$tree/tests/house/"
@@ -27,7 +27,8 @@ make_tree() {
   : >"$state/asked"
   export STATE=$state
   stand_in "$tree/tools/demo.sh" 'echo "the demo ran"'
-  for name in tests/house/headers.sh tests/house/packages.sh packaging/package.sh packaging/abi.sh; do
+  for name in tests/house/headers.sh tests/house/packages.sh packaging/package.sh packaging/abi.sh \
+    doc/doxygen/pages.sh; do
     stand_in "$tree/$name" 'echo "$0 $*" >>"$STATE/called"'
   done
   stand_in "$state/bin/dpkg-query" '
@@ -121,7 +122,8 @@ asks_for demo base demo speed
 asks_for test base test speed
 asks_for bench base bench speed
 asks_for plot plot
-asks_for check base test check package speed
+asks_for check base test check package docs speed
+asks_for docs base docs speed
 asks_for package base package speed
 asks_for abi base package speed
 asks_for soak base test speed
@@ -228,7 +230,7 @@ go check && complain "./run check hides a step that failed"
 [ "$(tail -n 4 "$state/said")" = "==> what failed
     failed   each header compiles alone
       | no such header
-14 passed, 1 failed" ] || complain "not said what failed: $(tail -n 4 "$state/said")"
+15 passed, 1 failed" ] || complain "not said what failed: $(tail -n 4 "$state/said")"
 # A report that cannot be read is one too, and the count still comes.
 echo '<broken' >"$state/report.xml"
 go test && complain "./run test takes a broken report"

@@ -9,7 +9,7 @@ complain() { echo "$*"; status=1; }
 
 bash -n run || complain "run does not parse"
 bash -n .ci/run || complain ".ci/run does not parse"
-for word in demo test check package abi soak coverage bench plot fuzz help; do
+for word in demo test check package abi docs soak coverage bench plot fuzz help; do
   ./run help | grep "^  $word" >/dev/null || complain "help does not explain $word"
 done
 if ./run nonsense >/dev/null 2>&1; then complain "an unknown command was taken"; fi
@@ -58,6 +58,8 @@ listed smbclient test tests/integration smbclient
 listed strace test bench '"strace"'
 listed fio test tests/tool 'fio --'
 listed abigail-tools test tests/house abidiff
+listed doxygen docs doc/doxygen doxygen
+listed python3 docs doc/doxygen python3
 listed bash-completion test tests/tool /usr/share/bash-completion
 listed strace bench bench '"strace"'
 listed libuv1-dev test bench '#include <uv.h>'
