@@ -126,7 +126,7 @@ asks_for check base test check package docs speed
 asks_for docs base docs speed
 asks_for package base package speed
 asks_for abi base package speed
-asks_for soak base test speed
+asks_for long base test speed
 asks_for fuzz base fuzz speed
 
 # The packages are built once in a run, and looked at by each command.
@@ -196,17 +196,17 @@ keeps_quiet "skipped  Ring"
 [ "$(tail -n 1 "$state/said")" = "4 passed, 0 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
 # The long forms: in three builds, in as many minutes as are asked for, and nothing after them.
 rm "$state/tested"
-go soak || complain "./run soak fails"
+go long || complain "./run long fails"
 for preset in dev asan tsan; do
   grep -q "^soaks 1: --test-dir build/$preset .*-L integration|stress|fault" "$state/tested" ||
-    complain "./run soak does not soak $preset: $(cat "$state/tested")"
+    complain "./run long does not test $preset: $(cat "$state/tested")"
 done
-[ "$(wc -l <"$state/tested")" = 3 ] || complain "./run soak tests something else: $(cat "$state/tested")"
+[ "$(wc -l <"$state/tested")" = 3 ] || complain "./run long tests something else: $(cat "$state/tested")"
 [ "$(tail -n 1 "$state/said")" = "6 passed, 0 failed" ] || complain "the last line: $(tail -n 1 "$state/said")"
 rm "$state/tested"
-go soak 5 test || complain "./run soak 5 test fails"
+go long 5 test || complain "./run long 5 test fails"
 [ "$(cut -d: -f1 "$state/tested" | uniq -c | xargs)" = "3 soaks 5 2 soaks no" ] ||
-  complain "./run soak 5 test: $(cat "$state/tested")"
+  complain "./run long 5 test: $(cat "$state/tested")"
 # A run that fails without naming a test is a failure.
 touch "$state/ctest-fails"
 go test && complain "./run test hides a failure"
