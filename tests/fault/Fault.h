@@ -5,6 +5,8 @@
 
 #include "tests/fault/FaultCall.h"
 
+class FaultAim;
+
 // Fault: what is to go wrong.
 struct Fault {
   // None: the call is one of any kind but the heap's.
@@ -17,4 +19,9 @@ struct Fault {
   // The transfer moves at most that many bytes first: a read then ends as at the end of the file
   // (with `error` 0) or fails; a write fails.
   std::optional<uint32_t> cutShort = std::nullopt;
+  // Of an asynchronous transfer: its end is told so much later, on a thread of its own. It goes
+  // well unless it has an error or is cut short, too.
+  uint32_t hold_ms = 0;
+  // Only the calls that it means are counted and struck. Null: all of the kind.
+  FaultAim* aim = nullptr;
 };

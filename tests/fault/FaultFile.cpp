@@ -23,9 +23,9 @@ uint32_t FaultFile::getInfo(FILE_INFO* info) const {
 
 // What a read did not reach is zero-filled, also when it failed.
 template <typename Transfer>
-uint32_t FaultFile::readWith(void* buffer, uint32_t bytes, uint32_t* done,
+uint32_t FaultFile::readWith(uint64_t offset, void* buffer, uint32_t bytes, uint32_t* done,
                              const Transfer& transfer) {
-  FaultPoints::Verdict verdict = next(FaultCall::eRead);
+  FaultPoints::Verdict verdict = next(FaultCall::eRead, offset, bytes);
   if (verdict.goesWell()) return transfer(bytes, done);
   uint32_t moved = 0;
   uint32_t most = std::min(verdict.cutShort.value_or(0), bytes);
@@ -36,8 +36,9 @@ uint32_t FaultFile::readWith(void* buffer, uint32_t bytes, uint32_t* done,
 }
 
 template <typename Transfer>
-uint32_t FaultFile::writeWith(uint32_t bytes, uint32_t* done, const Transfer& transfer) {
-  FaultPoints::Verdict verdict = next(FaultCall::eWrite);
+uint32_t FaultFile::writeWith(uint64_t offset, uint32_t bytes, uint32_t* done,
+                              const Transfer& transfer) {
+  FaultPoints::Verdict verdict = next(FaultCall::eWrite, offset, bytes);
   if (verdict.goesWell()) return transfer(bytes, done);
   uint32_t moved = 0;
   uint32_t most = std::min(verdict.cutShort.value_or(0), bytes);
@@ -47,20 +48,20 @@ uint32_t FaultFile::writeWith(uint32_t bytes, uint32_t* done, const Transfer& tr
 }
 
 uint32_t FaultFile::readAt(uint64_t offset, void* buffer, uint32_t bytes, uint32_t* done) {
-  return readWith(buffer, bytes, done, [&](uint32_t most, uint32_t* moved) {
+  return readWith(offset, buffer, bytes, done, [&](uint32_t most, uint32_t* moved) {
     return inner_->readAt(offset, buffer, most, moved);
   });
 }
 
 uint32_t FaultFile::writeAt(uint64_t offset, const void* buffer, uint32_t bytes, uint32_t* done) {
-  return writeWith(bytes, done, [&](uint32_t most, uint32_t* moved) {
+  return writeWith(offset, bytes, done, [&](uint32_t most, uint32_t* moved) {
     return inner_->writeAt(offset, buffer, most, moved);
   });
 }
 
 uint32_t FaultFile::writeBehind(uint64_t offset, const void* buffer, uint32_t bytes,
                                 uint32_t* done) {
-  return writeWith(bytes, done, [&](uint32_t most, uint32_t* moved) {
+  return writeWith(offset, bytes, done, [&](uint32_t most, uint32_t* moved) {
     return inner_->writeBehind(offset, buffer, most, moved);
   });
 }
@@ -78,13 +79,13 @@ uint32_t FaultFile::flush() {
 }
 
 uint32_t FaultFile::read(void* buffer, uint32_t bytes, uint32_t* done) {
-  return readWith(buffer, bytes, done, [&](uint32_t most, uint32_t* moved) {
+  return readWith(0, buffer, bytes, done, [&](uint32_t most, uint32_t* moved) {
     return inner_->read(buffer, most, moved);
   });
 }
 
 uint32_t FaultFile::write(const void* buffer, uint32_t bytes, uint32_t* done) {
-  return writeWith(bytes, done, [&](uint32_t most, uint32_t* moved) {
+  return writeWith(0, bytes, done, [&](uint32_t most, uint32_t* moved) {
     return inner_->write(buffer, most, moved);
   });
 }
@@ -97,8 +98,9 @@ uint32_t FaultFile::attach(CompletionPortHandler* handler) {
 
 uint32_t FaultFile::startRead(const Qv::Ptr<iAsyncContext>& context,
                               const AsyncTransfer& transfer) {
-  if (uint32_t error = next(FaultCall::eStartRead).error) return failFault(error);
-  FaultPoints::Verdict verdict = next(FaultCall::eFinishRead);
+  if (uint32_t error = next(FaultCall::eStartRead, transfer.offset, transfer.bytes).error)
+    return failFault(error);
+  FaultPoints::Verdict verdict = next(FaultCall::eFinishRead, transfer.offset, transfer.bytes);
   state_->note(transfer.request, {verdict, false, transfer.buffer, transfer.bytes});
   return inner_->startRead(context, transfer);
 }
@@ -107,8 +109,9 @@ uint32_t FaultFile::startRead(const Qv::Ptr<iAsyncContext>& context,
 // may have moved all: a transfer of no bytes is none.
 uint32_t FaultFile::startWrite(const Qv::Ptr<iAsyncContext>& context,
                                const AsyncTransfer& transfer) {
-  if (uint32_t error = next(FaultCall::eStartWrite).error) return failFault(error);
-  FaultPoints::Verdict verdict = next(FaultCall::eFinishWrite);
+  if (uint32_t error = next(FaultCall::eStartWrite, transfer.offset, transfer.bytes).error)
+    return failFault(error);
+  FaultPoints::Verdict verdict = next(FaultCall::eFinishWrite, transfer.offset, transfer.bytes);
   state_->note(transfer.request, {verdict, true, transfer.buffer, transfer.bytes});
   AsyncTransfer made = transfer;
   uint32_t most = verdict.cutShort.value_or(0);

@@ -10,8 +10,9 @@
 // Threads    as the file below.
 class FaultFile final : public iFile {
 public:
-  FaultFile(const Qv::Ptr<FaultState>& state, const Qv::Ptr<iFile>& inner)
-      : state_(state), inner_(inner) {}
+  FaultFile(const Qv::Ptr<FaultState>& state, const Qv::Ptr<iFile>& inner,
+            const LightweightString<wchar_t>& path)
+      : state_(state), inner_(inner), path_(path) {}
 
   bool isOpen() const override { return inner_->isOpen(); }
   void close() override { inner_->close(); }
@@ -33,12 +34,16 @@ public:
                       const AsyncTransfer& transfer) override;
 
 private:
-  FaultPoints::Verdict next(FaultCall call) const { return state_->points().next(call); }
+  FaultPoints::Verdict next(FaultCall call, uint64_t offset = 0, uint32_t bytes = 0) const {
+    return state_->points().next(call, {&path_, offset, bytes});
+  }
   template <typename Transfer>
-  uint32_t readWith(void* buffer, uint32_t bytes, uint32_t* done, const Transfer& transfer);
+  uint32_t readWith(uint64_t offset, void* buffer, uint32_t bytes, uint32_t* done,
+                    const Transfer& transfer);
   template <typename Transfer>
-  uint32_t writeWith(uint32_t bytes, uint32_t* done, const Transfer& transfer);
+  uint32_t writeWith(uint64_t offset, uint32_t bytes, uint32_t* done, const Transfer& transfer);
 
   Qv::Ptr<FaultState> state_;
   Qv::Ptr<iFile> inner_;
+  LightweightString<wchar_t> path_;
 };

@@ -3,15 +3,15 @@
 #include "tests/fault/FaultDiskDrive.h"
 #include "tests/fault/FaultFile.h"
 
-bool FaultFileManager::isRefused(FaultCall call) {
-  uint32_t error = state_->points().next(call).error;
+bool FaultFileManager::isRefused(FaultCall call, const Path* path) {
+  uint32_t error = state_->points().next(call, {.path = path}).error;
   if (error != 0) failFault(error);
   return error != 0;
 }
 
-Qv::Ptr<iFile> FaultFileManager::wrapped(const Qv::Ptr<iFile>& file) {
+Qv::Ptr<iFile> FaultFileManager::wrapped(const Qv::Ptr<iFile>& file, const Path& path) {
   FaultPause own;
-  return file ? Qv::Ptr<iFile>(new FaultFile(state_, file)) : file;
+  return file ? Qv::Ptr<iFile>(new FaultFile(state_, file, path)) : file;
 }
 
 Qv::Ptr<iDiskDrive> FaultFileManager::wrapped(const Qv::Ptr<iDiskDrive>& drive) {
@@ -21,42 +21,42 @@ Qv::Ptr<iDiskDrive> FaultFileManager::wrapped(const Qv::Ptr<iDiskDrive>& drive) 
 
 Qv::Ptr<iFile> FaultFileManager::openMedia(const Path& path, unsigned flags, bool write,
                                            unsigned disposition, unsigned mode) {
-  if (isRefused(FaultCall::eOpenMedia)) return {};
-  return wrapped(below()->openMedia(path, flags, write, disposition, mode));
+  if (isRefused(FaultCall::eOpenMedia, &path)) return {};
+  return wrapped(below()->openMedia(path, flags, write, disposition, mode), path);
 }
 
 Qv::Ptr<iFile> FaultFileManager::openFile(const Path& path, unsigned access, unsigned creation,
                                           unsigned flags, unsigned attributes) {
-  if (isRefused(FaultCall::eOpenFile)) return {};
-  return wrapped(below()->openFile(path, access, creation, flags, attributes));
+  if (isRefused(FaultCall::eOpenFile, &path)) return {};
+  return wrapped(below()->openFile(path, access, creation, flags, attributes), path);
 }
 
 Qv::Ptr<iFile> FaultFileManager::openServed(const Path& path, unsigned flags, bool write) {
-  if (isRefused(FaultCall::eOpenServed)) return {};
-  return wrapped(below()->openServed(path, flags, write));
+  if (isRefused(FaultCall::eOpenServed, &path)) return {};
+  return wrapped(below()->openServed(path, flags, write), path);
 }
 
 Qv::Ptr<iDiskDrive> FaultFileManager::getDisk(const Path& path) {
-  if (isRefused(FaultCall::eGetDisk)) return {};
+  if (isRefused(FaultCall::eGetDisk, &path)) return {};
   return wrapped(below()->getDisk(path));
 }
 
 bool FaultFileManager::getFileSize(const Path& path, uint64_t& bytes) {
   bytes = 0;
-  return !isRefused(FaultCall::eGetFileSize) && below()->getFileSize(path, bytes);
+  return !isRefused(FaultCall::eGetFileSize, &path) && below()->getFileSize(path, bytes);
 }
 
 bool FaultFileManager::deleteFile(const Path& path) {
-  return !isRefused(FaultCall::eDeleteFile) && below()->deleteFile(path);
+  return !isRefused(FaultCall::eDeleteFile, &path) && below()->deleteFile(path);
 }
 
 bool FaultFileManager::deleteMedia(const MediaRemoval& media, MediaLeft& left) {
   left = MediaLeft();
-  return !isRefused(FaultCall::eDeleteMedia) && below()->deleteMedia(media, left);
+  return !isRefused(FaultCall::eDeleteMedia, &media.path) && below()->deleteMedia(media, left);
 }
 
 bool FaultFileManager::createFolder(const Path& path) {
-  return !isRefused(FaultCall::eCreateFolder) && below()->createFolder(path);
+  return !isRefused(FaultCall::eCreateFolder, &path) && below()->createFolder(path);
 }
 
 Vector<Qv::Ptr<iDiskDrive>> FaultFileManager::getDisks() {
@@ -68,25 +68,25 @@ Vector<Qv::Ptr<iDiskDrive>> FaultFileManager::getDisks() {
 
 bool FaultFileManager::onDrive(const Path& path, const Qv::Ptr<iTask>& errand,
                                unsigned patience_ms) {
-  return !isRefused(FaultCall::eOnDrive) && below()->onDrive(path, errand, patience_ms);
+  return !isRefused(FaultCall::eOnDrive, &path) && below()->onDrive(path, errand, patience_ms);
 }
 
 bool FaultFileManager::listFiles(const Path& pattern, Vector<ListedFile>& files) {
   files.clear();
-  return !isRefused(FaultCall::eListFiles) && below()->listFiles(pattern, files);
+  return !isRefused(FaultCall::eListFiles, &pattern) && below()->listFiles(pattern, files);
 }
 
 bool FaultFileManager::renameFile(const Path& from, const Path& to) {
-  return !isRefused(FaultCall::eRenameFile) && below()->renameFile(from, to);
+  return !isRefused(FaultCall::eRenameFile, &from) && below()->renameFile(from, to);
 }
 
 bool FaultFileManager::followLinks(const Path& path, Path& target) {
   target = Path();
-  return !isRefused(FaultCall::eFollowLinks) && below()->followLinks(path, target);
+  return !isRefused(FaultCall::eFollowLinks, &path) && below()->followLinks(path, target);
 }
 
 bool FaultFileManager::copyMode(const Path& from, const Path& to) {
-  return !isRefused(FaultCall::eCopyMode) && below()->copyMode(from, to);
+  return !isRefused(FaultCall::eCopyMode, &from) && below()->copyMode(from, to);
 }
 
 bool FaultFileManager::askLock(const Path& path, LockState& state) {
@@ -95,7 +95,7 @@ bool FaultFileManager::askLock(const Path& path, LockState& state) {
 }
 
 LightweightString<wchar_t> FaultFileManager::getUNCName(const Path& path) {
-  return isRefused(FaultCall::eGetUNCName) ? Path() : below()->getUNCName(path);
+  return isRefused(FaultCall::eGetUNCName, &path) ? Path() : below()->getUNCName(path);
 }
 
 Vector<iFileManager::Share> FaultFileManager::getShares(const Path& workstation) {

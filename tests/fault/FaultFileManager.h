@@ -20,7 +20,7 @@ public:
   }
   Qv::Ptr<iDiskDrive> getDisk(const Path& path) override;
   bool exists(const Path& path) override {
-    return !isRefused(FaultCall::eExists) && below()->exists(path);
+    return !isRefused(FaultCall::eExists, &path) && below()->exists(path);
   }
   bool getFileSize(const Path& path, uint64_t& bytes) override;
   bool deleteFile(const Path& path) override;
@@ -32,15 +32,15 @@ public:
   bool mayDriveFallSilent() override { return below()->mayDriveFallSilent(); }
   bool mayFallSilent(const Path& path) override { return below()->mayFallSilent(path); }
   bool folderExists(const Path& path) override {
-    return !isRefused(FaultCall::eFolderExists) && below()->folderExists(path);
+    return !isRefused(FaultCall::eFolderExists, &path) && below()->folderExists(path);
   }
   bool isWritable(const Path& path) override {
-    return !isRefused(FaultCall::eIsWritable) && below()->isWritable(path);
+    return !isRefused(FaultCall::eIsWritable, &path) && below()->isWritable(path);
   }
   bool listFiles(const Path& pattern, Vector<ListedFile>& files) override;
   bool renameFile(const Path& from, const Path& to) override;
   bool syncFolder(const Path& path) override {
-    return !isRefused(FaultCall::eSyncFolder) && below()->syncFolder(path);
+    return !isRefused(FaultCall::eSyncFolder, &path) && below()->syncFolder(path);
   }
   bool followLinks(const Path& path, Path& target) override;
   bool copyMode(const Path& from, const Path& to) override;
@@ -53,8 +53,8 @@ public:
 
 private:
   iFileManager* below() const { return inner_.getFileManager(); }
-  bool isRefused(FaultCall call);
-  Qv::Ptr<iFile> wrapped(const Qv::Ptr<iFile>& file);
+  bool isRefused(FaultCall call, const Path* path = nullptr);
+  Qv::Ptr<iFile> wrapped(const Qv::Ptr<iFile>& file, const Path& path);
   Qv::Ptr<iDiskDrive> wrapped(const Qv::Ptr<iDiskDrive>& drive);
 
   Qv::Ptr<FaultState> state_;

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "tests/fault/Fault.h"
+#include "tests/fault/FaultAim.h"
 #include "tests/fault/FaultPause.h"
 
 // FaultPoints: counts the calls that can fail, and says which of them does.
@@ -19,12 +20,13 @@ public:
   struct Verdict {
     uint32_t error = 0;
     std::optional<uint32_t> cutShort = std::nullopt;
-    bool goesWell() const { return error == 0 && !cutShort; }
+    uint32_t hold_ms = 0;
+    bool goesWell() const { return error == 0 && !cutShort && hold_ms == 0; }
   };
 
   // Counts anew from here. At most one fault is armed.
   void arm(const Fault& fault);
-  // Nothing is struck any more; the counts stay.
+  // Nothing is struck any more, and no aim is asked; the counts stay.
   void disarm();
 
   // Since arm(), or since the start.
@@ -36,16 +38,17 @@ public:
   FaultCall lastFired() const;
 
   // For the layer: counts a call and says what is to go wrong with it.
-  Verdict next(FaultCall call);
+  Verdict next(FaultCall call, const FaultPlace& place = {});
 
 private:
-  bool strikesLocked(FaultCall call) const;
+  bool strikesLocked(FaultCall call, const FaultPlace& place);
   Verdict verdictLocked(FaultCall call) const;
 
   mutable std::mutex lock_;  // guards all of it
   std::optional<Fault> fault_;
   std::array<unsigned, kFaultCalls> calls_{};
   unsigned total_ = 0;
+  unsigned meant_ = 0;  // by the aim of the armed fault
   unsigned fired_ = 0;
   FaultCall lastFired_ = FaultCall::eKinds;
 };

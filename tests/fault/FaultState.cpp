@@ -7,6 +7,13 @@ void FaultState::note(void* request, const Ending& ending) {
   if (!ending.verdict.goesWell()) endings_[request] = ending;
 }
 
+bool FaultState::runLater(const Qv::Ptr<iTask>& task) {
+  FaultPause own;
+  std::lock_guard lock(lock_);
+  if (!held_) held_ = nativeOS()->getThreads()->createTaskQueue("fault hold", 1);
+  return held_ && held_->post(task);
+}
+
 bool FaultState::take(void* request, Ending& ending) {
   FaultPause own;
   std::lock_guard lock(lock_);

@@ -29,13 +29,17 @@ public:
   void note(void* request, const Ending& ending);
   // False when all is to go well.
   bool take(void* request, Ending& ending);
+  // Runs the task on a thread of the state's own; false when there is none.
+  // They go one after another: what is held holds up the next.
+  bool runLater(const Qv::Ptr<iTask>& task);
 
 private:
   FaultPoints points_;
-  std::mutex lock_;  // guards endings_
+  std::mutex lock_;  // guards what follows
   std::unordered_map<void*, Ending, std::hash<void*>, std::equal_to<void*>,
                      NativeAllocator<std::pair<void* const, Ending>>>
       endings_;
+  Qv::Ptr<iTaskQueue> held_;
 };
 
 // Sets the calling thread's last error; the failure as a result.

@@ -8,7 +8,9 @@ public:
   FaultVirtualMemory(const Qv::Ptr<FaultState>& state, iOS& inner) : state_(state), inner_(inner) {}
 
   void* allocate(void* hint, size_t bytes, unsigned type, unsigned protection) override {
-    uint32_t error = state_->points().next(FaultCall::eAllocateRegion).error;
+    uint32_t error = state_->points()
+                         .next(FaultCall::eAllocateRegion, {.bytes = static_cast<uint32_t>(bytes)})
+                         .error;
     if (error == 0) return inner_.getVirtualMemory()->allocate(hint, bytes, type, protection);
     failFault(error);
     return nullptr;
