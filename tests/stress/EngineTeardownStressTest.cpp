@@ -12,7 +12,7 @@
 #include "fsys/EngineSettings.h"
 #include "platform/OS.h"
 #include "tests/stress/CountedRequest.h"
-#include "tests/stress/ProcessFigures.h"
+#include "tests/support/ProcessFigures.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/Soak.h"
 #include "tests/support/StreamedFile.h"

@@ -1,4 +1,4 @@
-#include "tests/stress/ProcessFigures.h"
+#include "tests/support/ProcessFigures.h"
 
 #include <filesystem>
 #include <iterator>
