@@ -41,7 +41,9 @@ make_tree() {
   stand_in "$state/bin/sudo" '[ "$1" = -n ] && exit 0; exec "$@"'
   stand_in "$state/bin/cmake" '
     [ "$1" = --build ] || exit 0
-    mkdir -p "$2/bench"
+    mkdir -p "$2/bench" "$2/tests/soak"
+    printf "#!/bin/sh\necho soaked \$*\n[ ! -e $STATE/soak-fails ]\n" >"$2/tests/soak/fsys_soak"
+    chmod +x "$2/tests/soak/fsys_soak"
     printf "#!/bin/sh\necho the table\n" >"$2/bench/run_bench"
     chmod +x "$2/bench/run_bench"'
   stand_in "$state/bin/ctest" '
@@ -126,6 +128,7 @@ asks_for check base test check package docs speed
 asks_for docs base docs speed
 asks_for package base package speed
 asks_for abi base package speed
+asks_for soak base test speed
 asks_for long base test speed
 asks_for fuzz base fuzz speed
 
@@ -207,6 +210,13 @@ rm "$state/tested"
 go long 5 test || complain "./run long 5 test fails"
 [ "$(cut -d: -f1 "$state/tested" | uniq -c | xargs)" = "3 soaks 5 2 soaks no" ] ||
   complain "./run long 5 test: $(cat "$state/tested")"
+# The soak, for an hour or for as long as is asked for; how it ends is how ./run ends.
+go soak || complain "./run soak fails"
+says "soaked --minutes 60 build"
+go soak 3 || complain "./run soak 3 fails"
+says "soaked --minutes 3 build"
+touch "$state/soak-fails"
+go soak && complain "./run soak hides a failure"
 # A run that fails without naming a test is a failure.
 touch "$state/ctest-fails"
 go test && complain "./run test hides a failure"

@@ -9,7 +9,7 @@ complain() { echo "$*"; status=1; }
 
 bash -n run || complain "run does not parse"
 bash -n .ci/run || complain ".ci/run does not parse"
-for word in demo test check package abi docs long coverage bench plot fuzz help; do
+for word in demo test check package abi docs soak long coverage bench plot fuzz help; do
   ./run help | grep "^  $word" >/dev/null || complain "help does not explain $word"
 done
 if ./run nonsense >/dev/null 2>&1; then complain "an unknown command was taken"; fi
