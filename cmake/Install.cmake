@@ -23,7 +23,11 @@ endfunction()
 
 file(GLOB public_headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} include/fsys/*.h)
 set(fsys_platform_headers)
-fsys_headers_behind(platform/OS.h fsys_platform_headers)
+# What no public header needs, but programs do: the services, where the library's texts go, paths, and
+# questions to drives that may fall silent.
+foreach(header platform/OS.h platform/Log.h platform/PathHelpers.h platform/DriveErrand.h)
+  fsys_headers_behind(${header} fsys_platform_headers)
+endforeach()
 foreach(header ${public_headers})
   fsys_headers_behind(${header} fsys_platform_headers)
 endforeach()
