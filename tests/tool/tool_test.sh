@@ -6,18 +6,10 @@ set -uo pipefail
 fsys=$(readlink -f "$1")
 self=$(readlink -f "$0")
 here=$(dirname "$self")
+# shellcheck source=tests/support/cases.sh
+source "$here/../support/cases.sh"
 demo=$(dirname "$(dirname "$here")")/tools/demo.sh
 shift
-
-# With what runs in the background.
-fail() {
-  local running
-  mapfile -t running < <(jobs -rp)
-  [ ${#running[@]} = 0 ] || kill "${running[@]}"
-  echo "FAILED: $*"
-  exit 1
-}
-skip() { echo "skipped: $*"; exit 77; }
 
 # Runs the tool and keeps what it said; its exit code must be the first argument.
 expect() {
@@ -29,7 +21,6 @@ expect() {
 }
 says() { grep -qF -- "$1" err || { cat err; fail "standard error does not say \"$1\""; }; }
 tells() { grep -qF -- "$1" out || { cat out; fail "standard output does not say \"$1\""; }; }
-same() { cmp -- "$1" "$2" || fail "$1 and $2 differ"; }
 # The value of a key in the JSON that the tool printed.
 json() { python3 -c 'import json, sys
 value = json.load(open("out"))
@@ -44,9 +35,6 @@ no_leftovers() {
   left=$(find . -name '.fsys-*')
   [ -z "$left" ] || fail "left behind: $left"
 }
-# The whole list is read: a reader that leaves early makes nm, and with it the pipe, a failure.
-is_sanitized() { nm -D "$fsys" 2>/dev/null | grep -E '__asan_init|__tsan_init' >/dev/null; }
-is_root() { [ "$(id -u)" = 0 ]; }
 # How often something is tried: the first in the suite, the second with FSYS_SOAK=1.
 turns() { case ${FSYS_SOAK:-0} in 0*) echo "$1" ;; *) echo "$2" ;; esac; }
 # For cases that make system calls of the tool fail.
@@ -92,29 +80,6 @@ unmount_all() {
   for ((number = ${#mounted[@]} - 1; number >= 0; --number)); do umount -l "${mounted[number]}"; done
 }
 mounted=()
-# Mounts a network's drive on a folder, there only. It obeys orders of a letter: s for silence, a to
-# answer, d to take its time. No other process holds its lines, so that it ends with the case.
-mount_share() {
-  [ -c /dev/fuse ] || skip "there is no /dev/fuse"
-  [ -x "${FSYS_SHARE_SERVER:-}" ] || skip "FSYS_SHARE_SERVER names no program"
-  is_sanitized && export ASAN_OPTIONS=detect_leaks=0 TSAN_OPTIONS=report_thread_leaks=0
-  mkdir "$1"
-  coproc share { exec "$FSYS_SHARE_SERVER" "$1" media@server:/share; }
-  IFS= read -r -d '' -n 1 -u "${share[0]}" _ || skip "no share can be mounted here"
-}
-order() {
-  printf %s "$1" >&"${share[1]}" && IFS= read -r -d '' -n 1 -u "${share[0]}" _ ||
-    fail "the share does not obey"
-}
-# Until a condition holds, at most ten seconds.
-until_true() {
-  local tries
-  for tries in $(seq 200); do
-    if eval "$1"; then return 0; fi
-    sleep 0.05
-  done
-  fail "never came true: $1"
-}
 
 for file in "$here"/*_cases.sh; do
   # shellcheck source=/dev/null
