@@ -1,7 +1,9 @@
 // Serves a network share from memory: fsys_share_server FOLDER SOURCE. The system lists the mount
 // as one of sshfs, from SOURCE. It writes a byte when the share is mounted, and one for each order,
 // which is a byte that it reads: 's' for silence, 'a' to answer again, 'd' to take 5 ms for each
-// answer from then on, 'p' to read files that are opened from then on in pieces of three bytes.
+// answer from then on, 'p' to read files that are opened from then on in pieces of three bytes, 'b'
+// for a disk that is broken from then on, and again for one that is not: the second half of no file
+// can be read.
 // When there is nothing more to read the share is unmounted, whatever it was doing.
 // The process that takes the orders asks the share nothing, so that it can always end it; its child
 // answers the system, and is stopped for a silence.
@@ -19,6 +21,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string>
 
 #include "tests/share/MemoryTree.h"
@@ -31,9 +34,11 @@ constexpr timespec kDelay = {0, 5'000'000};
 constexpr int kDelaySignal = SIGUSR1;
 constexpr size_t kPieceBytes = 3;
 constexpr int kPiecesSignal = SIGUSR2;
+constexpr int kBrokenSignal = SIGALRM;
 
 volatile sig_atomic_t isSlow = 0;
 volatile sig_atomic_t isInPieces = 0;
+volatile sig_atomic_t isBroken = 0;
 
 // Asked once for each answer.
 MemoryTree& tree() {
@@ -72,9 +77,16 @@ int open(const char*, fuse_file_info* file) {
   return 0;
 }
 
+bool isInSecondHalf(const char* path, uint64_t end) {
+  struct stat status = {};
+  return tree().status(path, status) == 0 && end > static_cast<uint64_t>(status.st_size) / 2;
+}
+
 int readFile(const char* path, char* to, size_t bytes, off_t offset, fuse_file_info* file) {
   const size_t most = file->fh != 0 ? std::min(bytes, kPieceBytes) : bytes;
-  return tree().read(path, static_cast<uint64_t>(offset), to, most);
+  const auto begin = static_cast<uint64_t>(offset);
+  if (isBroken && isInSecondHalf(path, begin + most)) return -EIO;
+  return tree().read(path, begin, to, most);
 }
 
 fuse_operations operations() {
@@ -123,6 +135,8 @@ int signalOf(char order) {
       return kDelaySignal;
     case 'p':
       return kPiecesSignal;
+    case 'b':
+      return kBrokenSignal;
     default:
       return SIGCONT;
   }
@@ -163,6 +177,7 @@ int main(int count, char** words) {
   if (!share || fuse_mount(share, words[1]) != 0) return 1;
   signal(kDelaySignal, [](int) { isSlow = 1; });
   signal(kPiecesSignal, [](int) { isInPieces = 1; });
+  signal(kBrokenSignal, [](int) { isBroken = !isBroken; });
   pid_t server = fork();
   if (server == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

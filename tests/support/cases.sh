@@ -17,7 +17,8 @@ is_root() { [ "$(id -u)" = 0 ]; }
 # that leaves early makes nm, and with it the pipe, a failure.
 is_sanitized() { nm -D "${1:-$fsys}" 2>/dev/null | grep -E '__asan_init|__tsan_init' >/dev/null; }
 # Mounts a network's drive on a folder, there only. It obeys orders of a letter: s for silence, a to
-# answer, d to take its time. No other process holds its lines, so that it ends with the case.
+# answer, d to take its time, b to fail reads of the second half of files, and again not to. No other
+# process holds its lines, so that it ends with the case.
 mount_share() {
   [ -c /dev/fuse ] || skip "there is no /dev/fuse"
   [ -x "${FSYS_SHARE_SERVER:-}" ] || skip "FSYS_SHARE_SERVER names no program"
