@@ -40,6 +40,9 @@ listed libcli11-dev base tools '#include <CLI/'
 listed nlohmann-json3-dev base bench '#include <nlohmann/'
 listed ffmpeg demo tools ffmpeg
 listed ffmpeg test tests/integration ffmpeg
+listed libavformat-dev test examples/ffmpeg '#include <libavformat/'
+listed libavcodec-dev test examples/ffmpeg '#include <libavcodec/'
+listed libavutil-dev test examples/ffmpeg '#include <libavutil/'
 listed libfuse3-dev test tests/share '#include <fuse.h>'
 listed libfuse3-dev bench bench MountedShare.h
 listed libgtest-dev test tests '#include <gtest/'

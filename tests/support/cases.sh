@@ -32,10 +32,10 @@ order() {
   printf %s "$1" >&"${share[1]}" && IFS= read -r -d '' -n 1 -u "${share[0]}" _ ||
     fail "the share does not obey"
 }
-# Until a condition holds, at most ten seconds.
+# Until a condition holds, at most ten seconds, or as many as are given.
 until_true() {
   local tries
-  for tries in $(seq 200); do
+  for tries in $(seq $((20 * ${2:-10}))); do
     if eval "$1"; then return 0; fi
     sleep 0.05
   done
