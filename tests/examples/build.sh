@@ -2,8 +2,8 @@
 # Installs the library, builds the examples with nothing else of ours, once as they are and once with
 # sanitizers, and makes the media that they are tested with.
 # Usage: build.sh CMAKE BUILD_FOLDER COMPILER WORK_FOLDER
-# Leaves in the work folder: ffmpeg with the program, the same with -sanitized, media; of what cannot be
-# built here ffmpeg.missing, which says why.
+# Leaves in the work folder: ffmpeg and gstreamer with the programs, the same with -sanitized, media;
+# of what cannot be built here ffmpeg.missing or gstreamer.missing, which says why.
 set -euo pipefail
 cmake=$1
 build=$2
@@ -72,6 +72,7 @@ make_media() {
   ff "${picture[@]}" -c:v mpeg4 -g 12 -bf 2 Material/VM4VM4V0000.mov
   # With the index first, so that a part of it can be read.
   ff "${picture[@]}" -c:v rawvideo -pix_fmt uyvy422 -movflags faststart Material/VRAWRAW0000.mov
+  ff "${picture[@]}" "${sound[@]}" -c:v mjpeg -q:v 2 -c:a pcm_s16le Material/VJPGJPG0000.mov
   ff "${sound[@]}" -c:a pcm_s24le Sound/SWAVWAV0001.wav
   sequence VPNGPNG0000 png
   sequence VDPXDPX0000 dpx
@@ -85,4 +86,9 @@ for program in ffmpeg pkg-config; do
   command -v "$program" >/dev/null || { echo "skipped: there is no $program"; exit 77; }
 done
 example ffmpeg libavformat-dev libavformat libavcodec libavutil
+example gstreamer libgstreamer-plugins-base1.0-dev gstreamer-app-1.0
 make_media
+# Here GStreamer looks at all its plug-ins, once for all cases.
+if command -v gst-inspect-1.0 >/dev/null; then
+  GST_REGISTRY=$work/registry gst-inspect-1.0 >"$work/elements"
+fi

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What the examples print is what ffmpeg makes of the same files, whatever happens on
+# What the examples print is what ffmpeg and gst-launch-1.0 make of the same files, whatever happens on
 # the way. Usage: examples_test.sh WORK_FOLDER CASE
 # shellcheck disable=SC2034,SC2317  # cases use what stands here, and are called by their names
 set -uo pipefail
@@ -27,6 +27,11 @@ framemd5() {
   local code=$1
   shift
   run "$code" "$work/ffmpeg$sanitized/fsys-framemd5" "$@"
+}
+gstmd5() {
+  local code=$1
+  shift
+  run "$code" "$work/gstreamer$sanitized/fsys-gstmd5" "$@"
 }
 says() { grep -qF -- "$1" err || { cat err; fail "standard error does not say \"$1\""; }; }
 # What ffmpeg makes of a file: its options before the file, and after it.

@@ -43,6 +43,11 @@ listed ffmpeg test tests/integration ffmpeg
 listed libavformat-dev test examples/ffmpeg '#include <libavformat/'
 listed libavcodec-dev test examples/ffmpeg '#include <libavcodec/'
 listed libavutil-dev test examples/ffmpeg '#include <libavutil/'
+listed libgstreamer1.0-dev test examples/gstreamer '#include <gst/'
+listed libgstreamer-plugins-base1.0-dev test examples/gstreamer '#include <gst/app/'
+listed gstreamer1.0-plugins-base test tests/examples decodebin
+listed gstreamer1.0-plugins-good test tests/examples wavparse
+listed gstreamer1.0-tools test tests/examples gst-launch-1.0
 listed libfuse3-dev test tests/share '#include <fuse.h>'
 listed libfuse3-dev bench bench MountedShare.h
 listed libgtest-dev test tests '#include <gtest/'
