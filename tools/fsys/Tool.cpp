@@ -13,7 +13,6 @@
 
 #include "tools/fsys/BestCommand.h"
 #include "tools/fsys/CopyCommand.h"
-#include "tools/fsys/DemoCommand.h"
 #include "tools/fsys/DoctorCommand.h"
 #include "tools/fsys/DrivesCommand.h"
 #include "tools/fsys/EngineSession.h"
@@ -49,6 +48,7 @@
 #include "tools/fsys/WatchCommand.h"
 #include "tools/fsys/WhoCommand.h"
 #include "tools/fsys/WriteCommand.h"
+#include "tools/fsys/demo/DemoCommand.h"
 
 namespace {
 

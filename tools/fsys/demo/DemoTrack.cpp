@@ -1,4 +1,4 @@
-#include "tools/fsys/DemoTrack.h"
+#include "tools/fsys/demo/DemoTrack.h"
 
 #include <time.h>
 

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "tools/fsys/Command.h"
-#include "tools/fsys/DemoRecorder.h"
-#include "tools/fsys/DemoTrack.h"
+#include "tools/fsys/demo/DemoRecorder.h"
+#include "tools/fsys/demo/DemoTrack.h"
 
 // DemoCommand: fsys demo: an editor's evening in a few seconds: media is copied in, four tracks
 // play while a fifth is recorded, and every byte is compared with its source.

@@ -1,4 +1,4 @@
-#include "tools/fsys/DemoCommand.h"
+#include "tools/fsys/demo/DemoCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -4,7 +4,7 @@
 #include <exception>
 #include <string>
 
-#include "tools/fsys/DemoTrack.h"
+#include "tools/fsys/demo/DemoTrack.h"
 
 // DemoRecorder: records a file picture by picture while the tracks play: at each turn it takes the
 // next bytes of its source, as a camera would give them, and writes them through the engine.

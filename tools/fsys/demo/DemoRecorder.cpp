@@ -1,4 +1,4 @@
-#include "tools/fsys/DemoRecorder.h"
+#include "tools/fsys/demo/DemoRecorder.h"
 
 #include <algorithm>
 
