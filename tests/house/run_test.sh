@@ -39,6 +39,9 @@ listed libloki-dev base fsys '#include <loki/'
 listed libcli11-dev base tools '#include <CLI/'
 listed nlohmann-json3-dev base bench '#include <nlohmann/'
 listed ffmpeg demo tools ffmpeg
+listed e2fsprogs demo tools mkfs.ext4
+listed mount demo tools 'mount -o loop'
+listed util-linux demo tools 'unshare -m'
 listed ffmpeg test tests/integration ffmpeg
 listed libavformat-dev test examples/ffmpeg '#include <libavformat/'
 listed libavcodec-dev test examples/ffmpeg '#include <libavcodec/'

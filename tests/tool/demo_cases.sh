@@ -1,75 +1,290 @@
 # shellcheck shell=bash disable=SC2154
 # The demo. Sourced by tool_test.sh.
 
-case_the_demo_checks_every_byte_and_leaves_nothing() {
+# Media for a day: four shots, and two with proxies, whose pictures have so many bytes, and one more
+# with each shot; and an empty work/.
+make_media() {
+  local bytes=${1:-300000} number channel height
   mkdir media work
-  local number
-  for number in 1 2 3 4 5; do
-    expect 0 verify "media/$number" --size $((2000000 + number)) --seed "$number"
-  done
-  expect 0 demo --work work --seconds 2.4 media/1 media/2 media/3 media/4 media/5 --json
-  is ok True
-  is rows.0.what "play 1"
-  is rows.3.what "scrub 4"
-  is rows.4.what "record 5"
-  is rows.5.what together
-  is rows.0.file 1
-  is rows.0.bytes 2000001
-  is rows.0.pictures 60
-  is rows.4.bytes 2000005
-  local row figure
-  for row in 0 1 2 3 4 5; do
-    for figure in mb_per_s p50_ms p99_ms worst_ms; do
-      above_zero "rows.$row.$figure"
+  for number in 1 2 3 4 5 6; do
+    random_file "media/VTAKE000${number}00.mov" $((bytes + number))
+    for channel in 1 2 3 4; do
+      random_file "media/STAKE000${number}0$channel.wav" $((20000 + 10 * number + channel))
     done
-    [ "$(json "rows.$row.late")" -le "$(json "rows.$row.pictures")" ] || fail "more late than there are"
   done
-  # The scrubbed track goes to and fro over what it has in memory.
-  [ "$(json rows.3.cache_hits)" -ge 20 ] || fail "scrubbing hit the cache $(json rows.3.cache_hits) times"
-  is rows.5.cache_hits $(($(json rows.0.cache_hits) + $(json rows.1.cache_hits) +
-    $(json rows.2.cache_hits) + $(json rows.3.cache_hits)))
-  is copied_bytes 10000015
-  above_zero copy_mb_per_s
+  for number in 5 6; do
+    for height in 144 288; do
+      random_file "media/VTAKE000${number}00.A2.proxy.$height.mp4" $((5000 + height + number))
+    done
+  done
+}
+day() { expect "$1" demo media --work work --seconds 0.2 "${@:2}"; }
+nothing_left() { [ -z "$(ls -A "${1:-work}")" ] || fail "left behind: $(ls -A "${1:-work}")"; }
+above_zero() { python3 -c "import sys; sys.exit(not $(json "$1") > 0)" || fail "$1 is $(json "$1")"; }
+# The day in the background; returns once it has begun with that step.
+live_until() {
+  local step=$1
+  shift
+  start demo media --work work "$@" >out 2>err </dev/null &
+  running=$!
+  until_true "grep -q '^$step ' out"
+}
+ends_with() {
+  local code=0
+  wait "$running" || code=$?
+  [ "$code" = "$1" ] || { cat out err; fail "exit code $code instead of $1"; }
+}
+
+case_the_demo_lives_through_a_day_and_leaves_nothing() {
+  make_media
+  expect 0 demo media --work work --seconds 2.4 --json
+  is ok True
+  local row names=(start prepare task "bring in" record proxies scan ask link unplug rename delete end)
+  for row in "${!names[@]}"; do
+    is "steps.$row.step" "${names[row]}"
+    is "steps.$row.right" True
+    above_zero "steps.$row.checks"
+  done
+  # Four shots; six, of which the scrubbed one's first second counts twice; the proxies.
+  is steps.3.bytes $((4 * 300000 + 10 + 16 * 20000 + 10 * 40 + 40))
+  is steps.5.bytes $((4 * 5000 + 2 * 144 + 2 * 288 + 22))
+  # Of 30 cookies, at three levels and four heights.
+  is steps.7.amount "360 answers"
+  is steps.6.amount "44 files"
+  # What is offline: three of the six shots, and the link.
+  is steps.9.amount "21 clips offline"
+  is steps.9.what "a folder, renamed, and back"
+  is steps.11.amount "12 files"
+  local figure
+  for row in 0 1 2 3 4 5 6; do
+    for figure in bytes mb_per_s p50_ms p99_ms worst_ms; do above_zero "shots.$row.$figure"; done
+    [ "$(json "shots.$row.late")" -le "$(json "shots.$row.pictures")" ] || fail "more late than there are"
+  done
+  is shots.0.what play
+  is shots.0.shot TAKE0001
+  is shots.3.what scrub
+  is shots.5.what record
+  is shots.5.pictures 60
+  is shots.6.what together
+  is shots.6.pictures 360
+  # The scrubbed shot goes to and fro over what it has in memory: five files, thirty pictures.
+  [ "$(json shots.3.cache_hits)" -ge 100 ] || fail "scrubbing hit the cache $(json shots.3.cache_hits) times"
+  is shots.6.cache_hits $(($(json shots.0.cache_hits) + $(json shots.1.cache_hits) +
+    $(json shots.2.cache_hits) + $(json shots.3.cache_hits)))
   above_zero cpu_us_per_mb
   [[ $(json transport) =~ ^(ring$|threads) ]] || fail "transfers by $(json transport)"
   [ "$(json checked_bytes)" -ge 20000000 ] || fail "only $(json checked_bytes) bytes were checked"
-  [ -z "$(ls -A work)" ] || fail "left behind: $(ls -A work)"
-  expect 2 demo --work work media/1 media/2
-  expect 3 demo --work work media/1 media/2 media/3 media/4 media/6
-  [ -z "$(ls -A work)" ] || fail "left behind: $(ls -A work)"
+  nothing_left
+  # Neither the lists nor the preferences are the user's.
+  [ ! -e .config ] && [ ! -e .state ] || fail "the user's folders were made"
 }
 
-above_zero() { python3 -c "import sys; sys.exit(not $(json "$1") > 0)" || fail "$1 is $(json "$1")"; }
+case_the_demo_reads_each_answer_whole() {
+  make_media
+  day 0 --json
+  local asked
+  # A picture without proxies, and its sound, is the answer to each of the twelve questions. With
+  # proxies: the media at high, and at auto without a height or for a greater one than they have; the
+  # lower one at proxy, and at auto for its own height; the higher one at auto for a line more. So it
+  # is for the first two channels of their sound.
+  asked=$((12 * (4 * 300000 + 10 + 16 * 20000 + 10 * 40 + 40)))
+  asked=$((asked + 6 * (2 * 300000 + 11 + 4 * 20000 + 4 * 55 + 6)))
+  asked=$((asked + 12 * (4 * 20000 + 4 * 55 + 14)))
+  asked=$((asked + 3 * (5 * (2 * 5144 + 11) + 2 * 5288 + 11)))
+  is steps.7.bytes "$asked"
+}
 
-# Five small files for the demo, in media/, and an empty work/.
-make_media() {
-  mkdir media work
-  local number
-  for number in 1 2 3 4 5; do
-    expect 0 verify "media/$number" --size 2M --seed "$number"
-  done
+case_the_demo_keeps_what_it_made_when_it_is_told_to() {
+  make_media
+  day 0 --keep
+  tells "every one is right"
+  same media/VTAKE000500.mov work/one/Material/VTAKE000500.mov
+  same media/STAKE000204.wav work/two/Sound/STAKE000204.wav
+  same media/VTAKE000500.A2.proxy.144.mp4 work/two/Material/VTAKE000500.A2.proxy.144.mp4
+  same media/VTAKE000200.mov work/one/Elsewhere/VTAKE000200.mov
+  [ "$(stat -c %s work/two/Material/VTAKE000200.mov)" = 512 ] || fail "it is no link"
+  [ -e work/one/Material/VTAKE000500.mov.qvix ] || fail "what lay beside is gone"
+  ! ls work/*/*/?TAKE0006* 2>/dev/null || fail "the shot that was deleted is there"
+  [ "$(cat work/one/Material/MediaSpaceInfo.txt)" = name=Dailies ] || fail "another name"
+  # Of the first day's leftovers nothing is overwritten by a second.
+  day 8
+  says '"work": it is not empty'
+  [ -e work/one/Material/VTAKE000500.mov ] || fail "the first day's media is gone"
+}
+
+case_the_demo_leaves_the_media_drives_of_this_machine_alone() {
+  in_own_namespace
+  make_media
+  mount_disk disk
+  mkdir disk/Material disk/Sound
+  cp media/VTAKE000100.mov media/VTAKE000600.mov disk/Material
+  expect 0 scan
+  tells "$PWD/disk/Material/"
+  expect 0 task set Record disk
+  day 0
+  same media/VTAKE000600.mov disk/Material/VTAKE000600.mov
+  [ "$(ls disk/Material | xargs)" = "VTAKE000100.mov VTAKE000600.mov" ] || fail "$(ls disk/Material)"
+  expect 0 task get Record
+  tells "$PWD/disk"
 }
 
 case_the_demo_refuses_times_that_are_none() {
   local time
   for time in nan inf -1 0 3601 x; do
-    expect 2 demo --seconds "$time" 1 2 3 4 5
+    expect 2 demo media --work work --seconds "$time"
     says "--seconds: Value $time not in range 0.200000 to 3600.000000"
   done
+  expect 2 demo media
+  expect 2 demo media --work work --drives one
+  expect 2 demo media --work work --device /dev/loop0 --type ext4
+  says "go together"
+  expect 2 demo media --work work --drives one two --type ext4
+}
+
+case_the_demo_wants_an_empty_work_folder_that_it_may_write() {
+  make_media
+  rmdir work
+  day 3
+  says '"work": no such folder'
+  : >work
+  day 9
+  says '"work": it is no folder'
+  rm work
+  mkdir work one two
+  : >work/precious
+  day 8
+  says '"work": it is not empty'
+  rm work/precious
+  : >two/precious
+  day 8 --drives one two
+  says '"two": it is not empty'
+  [ -e two/precious ] && [ ! -e one/Material ] || fail "something was done there"
+  is_root && command -v setpriv >/dev/null || skip "only root can become somebody else"
+  chmod 755 . media work
+  local code=0
+  setpriv --reuid 65534 --clear-groups "$fsys" demo media --work work >out 2>err </dev/null || code=$?
+  grep -q 'cannot open shared object' err || [ "$code" = 126 ] && skip "nobody cannot run the tool"
+  [ "$code" = 4 ] || { cat err; fail "exit code $code"; }
+  says "making the folder"
+  nothing_left
+}
+
+case_the_demo_says_which_media_is_missing() {
+  make_media
+  local missing
+  day 0 --quiet
+  [ ! -s out ] && [ ! -s err ] || { cat out err; fail "it was not quiet"; }
+  for missing in STAKE000303.wav VTAKE000200.mov VTAKE000500.A2.proxy.288.mp4; do
+    mv "media/$missing" .
+    day 3
+    case $missing in
+      S*) says "there is no STAKE000303" ;;
+      *proxy*) says "shot of VTAKE000500: 1 proxy, expected 2" ;;
+      *) says "there is no VTAKE000200" ;;
+    esac
+    nothing_left
+    mv "$missing" media
+  done
+  mkdir aside
+  mv media/VTAKE000500.A2.proxy.* aside
+  day 3
+  says "found 1 shots with proxies, expected 2"
+  mv aside/* media
+  mv media/?TAKE0001* aside
+  day 3
+  says "found 3 shots without proxies, expected 4"
+  mv aside/* media
+  cp media/VTAKE000100.mov media/VTAKE000100.mxf
+  day 2
+  says "VTAKE000100 is there twice"
+  rm media/VTAKE000100.mxf
+  : >media/VTAKE000300.mov
+  day 3
+  says "there is no VTAKE000300"
+  nothing_left
+}
+
+case_the_demo_finds_a_wrong_byte_of_a_source() {
+  make_media 2000000
+  live_until record --seconds 3
+  until_true '[ -s work/one/Material/VTAKE000600.mov ]'
+  printf Z | dd of=media/VTAKE000100.mov bs=1 seek=2000000 conv=notrunc status=none
+  ends_with 7
+  says 'work/one/Material/VTAKE000100.mov'
+  says "found "
+  says "offset 2000000"
+  says 'this was the step "record"'
+  nothing_left
+}
+
+case_the_demo_finds_a_wrong_byte_of_a_copy() {
+  make_media 2000000
+  live_until record --seconds 3
+  until_true '[ -s work/one/Material/VTAKE000600.mov ]'
+  printf Z | dd of=work/two/Sound/STAKE000404.wav bs=1 seek=20043 conv=notrunc status=none
+  ends_with 7
+  says 'work/two/Sound/STAKE000404.wav'
+  says "offset 20043"
+  nothing_left
+}
+
+case_the_demo_misses_a_proxy_that_goes_meanwhile() {
+  make_media
+  live_until record --seconds 3
+  rm media/VTAKE000600.A2.proxy.288.mp4
+  ends_with 3
+  says 'VTAKE000600.A2.proxy.288.mp4": no such file'
+  says 'this was the step "proxies"'
+  nothing_left
+}
+
+case_the_demo_tells_of_a_drive_that_is_lost() {
+  make_media
+  live_until record --seconds 3
+  until_true '[ -s work/one/Material/VTAKE000600.mov ]'
+  mv work/one work/lost
+  ends_with 3
+  says 'work/one/Material/VTAKE000500.mov'
+  says 'this was the step "record"'
+  nothing_left
+}
+
+case_the_demo_tells_of_a_drive_that_is_full() {
+  in_own_namespace
+  make_media
+  mount_memory one 2M
+  mount_memory two 8M
+  day 5 --drives one two
+  says "room for"
+  says 'this was the step "task"'
+  nothing_left
+  nothing_left one
+  day 5 --drives one two --json
+  is ok False
+  is steps.1.step prepare
+  is error.exit_code 5
+  is error.kind "no space"
+  is error.remark 'this was the step "task"'
+  mount_memory three 16M
+  mount_memory four 512K
+  day 5 --drives three four
+  says 'this was the step "bring in"'
+  nothing_left four
+  nothing_left three
 }
 
 case_the_demo_says_what_it_cannot_remove_and_ends_in_order() {
+  in_own_namespace
   make_media
-  start demo --work work --seconds 2 media/1 media/2 media/3 media/4 media/5 >out 2>err &
-  local tool=$!
-  until_true '[ -e work/5.recording ]'
-  rm work/1
-  mkdir work/1
-  wait "$tool"
-  [ $? = 9 ] || { cat out err; fail "another exit code"; }
-  says 'removing "work/1"'
+  live_until record --seconds 2
+  mount_memory work/two/Material/stays
+  mkdir work/two/Material/stays/precious
+  # What is mounted there is another file system, and is left alone.
+  ends_with 8
+  says 'removing "'
   says "it is left there"
-  [ "$(ls -A work)" = 1 ] || fail "left behind: $(ls -A work)"
+  [ "$(find work -mindepth 1 -printf '%f ')" = "two Material stays precious " ] ||
+    fail "left behind: $(find work)"
 }
 
 case_the_demo_without_room_for_its_threads_has_exit_code_10() {
@@ -80,76 +295,109 @@ case_the_demo_without_room_for_its_threads_has_exit_code_10() {
   chmod 755 . media
   chmod 777 work
   local threads code refused=0
-  # From too few for the engine up to too few for the tracks. A ring's own threads in the kernel
+  # From too few for the engine up to too few for the shots. A ring's own threads in the kernel
   # count too, and are waited for: pools of threads instead.
   for threads in 1 3 6 9 12 14; do
     code=0
     FSYS_IO=threads setpriv --reuid 65534 --clear-groups prlimit --nproc="$threads" \
-      "$fsys" demo --work work --seconds 0.4 media/1 media/2 media/3 media/4 media/5 \
-      >out 2>err </dev/null || code=$?
+      "$fsys" demo media --work work --seconds 0.4 >out 2>err </dev/null || code=$?
     grep -q 'cannot open shared object\|setpriv: failed' err && skip "nobody cannot run the tool"
     [ "$code" = 126 ] || [ "$code" = 127 ] && skip "nobody cannot run the tool"
     [ "$code" = 10 ] || [ "$code" = 0 ] || { cat err; fail "$threads threads: exit code $code"; }
-    [ -z "$(ls -A work)" ] || fail "$threads threads: left behind: $(ls -A work)"
-    if grep -q "starting a track's thread" err; then refused=$((refused + 1)); fi
+    nothing_left
+    if grep -q "starting a shot's thread" err; then refused=$((refused + 1)); fi
   done
-  [ "$refused" -gt 0 ] || fail "no track's thread was ever refused"
+  [ "$refused" -gt 0 ] || fail "no shot's thread was ever refused"
 }
 
-case_the_demo_finds_a_wrong_byte() {
+case_the_demo_that_is_interrupted_leaves_nothing() {
   make_media
-  start demo --work work --seconds 3 media/1 media/2 media/3 media/4 media/5 >out 2>err &
-  local tool=$!
-  until_true '[ -e work/5.recording ]'
-  printf Z | dd of=media/1 bs=1 seek=2000000 conv=notrunc status=none
-  wait "$tool"
-  [ $? = 7 ] || { cat out err; fail "another exit code"; }
-  says '"work/1"'
-  says "offset 2000000"
-  [ -z "$(ls -A work)" ] || fail "left behind: $(ls -A work)"
+  local signal
+  for signal in INT TERM HUP; do
+    live_until record --seconds 30
+    until_true '[ -s work/one/Material/VTAKE000600.mov ]'
+    kill "-$signal" "$running"
+    ends_with $((128 + $(kill -l "$signal")))
+    says 'interrupted; this was the step "record"'
+    nothing_left
+  done
 }
 
-case_the_demo_script_without_ffmpeg_says_so_and_ends_with_the_table() {
-  export DEMO_MEDIA=$PWD/media DEMO_WORK=$PWD/work DEMO_FFMPEG=none DEMO_SECONDS=2.4
-  export DEMO_STAMPED=3000000 DEMO_LEAST=15000000
-  "$demo" "$fsys" >out 2>err </dev/null || { cat out err; fail "exit code $?"; }
-  tells "there is no ffmpeg: files of stamped sectors take the place of media"
-  tells "media: 5 files, 15 MB"
-  local row
-  for row in 'play 1 ' 'play 2 ' 'play 3 ' 'scrub 4 ' 'record 5 ' 'together '; do
-    grep -qE "^$row +.*( +[0-9.]+){7}\$" out || { cat out; fail "the table has no row $row"; }
-  done
-  for row in throughput 'picture time' 'cache hits' processor 'transfers by'; do
-    grep -qE "^$row  +[^ ]" out || { cat out; fail "the end does not tell: $row"; }
-  done
-  [[ $(tail -n 1 out) == "checked "*" bytes against their sources: every one is right" ]] ||
-    fail "the last line is: $(tail -n 1 out)"
-  [ ! -e work ] || fail "left behind: work"
-  # The next run finds its media.
-  touch -d '2001-01-01' media/stamped1.dat
-  "$demo" "$fsys" >out 2>err </dev/null || { cat out err; fail "exit code $?"; }
-  [ "$(stat -c %Y media/stamped1.dat)" -lt 1000000000 ] || fail "the media was made anew"
-  # Too little of it is no demo.
-  DEMO_LEAST=16000000 "$demo" "$fsys" >out 2>err </dev/null && fail "too little media was taken"
-  says "that is less than 16 MB"
+# Two drives in files, mounted on one/ and two/, and the options that say so.
+mount_drives() {
+  mount_disk one
+  mount_disk two
+  rmdir one/lost+found two/lost+found
+  drive_options=(--drives one two --device "$(awk -v one="$PWD/one" '$2 == one { print $1 }' /proc/mounts)" --type ext4)
 }
 
-case_the_demo_script_makes_media_with_ffmpeg() {
-  # A stand-in that makes a file and writes down what it was asked for: the real one takes a minute.
-  cat >ffmpeg-here <<'SCRIPT'
-#!/usr/bin/env bash
-echo "$*" >>asked
-for last; do :; done
-head -c 3000000 /dev/urandom >"$last"
-SCRIPT
-  chmod +x ffmpeg-here
-  export DEMO_MEDIA=$PWD/media DEMO_WORK=$PWD/work DEMO_FFMPEG=$PWD/ffmpeg-here DEMO_SECONDS=1
-  export DEMO_LEAST=15000000
-  "$demo" "$fsys" >out 2>err </dev/null || { cat out err; fail "exit code $?"; }
-  tells "making media with ffmpeg"
-  tells "media: 7 files, 21 MB"
-  [[ $(tail -n 1 out) == *"every one is right" ]] || fail "the last line is: $(tail -n 1 out)"
-  [ "$(grep -o 'media/part\.[a-z0-9]*\.[a-z]*$' asked | grep -o '[a-z]*$' | sort -u | xargs)" = \
-    "avi mkv mov mxf wav" ] || { cat asked; fail "other containers"; }
-  [ "$(grep -oE 'c:v [a-z0-9]+' asked | sort -u | wc -l)" -ge 6 ] || { cat asked; fail "too few codecs"; }
+case_the_demo_unmounts_a_drive_and_mounts_it_again() {
+  in_own_namespace
+  make_media 100000
+  mount_drives
+  # What holds the device while it is not mounted.
+  exec 9<"${drive_options[4]}"
+  day 0 --json "${drive_options[@]}"
+  [[ $(json steps.9.what) == "ext4 on /dev/loop"*", unmounted, and back" ]] || fail "$(json steps.9.what)"
+  is steps.9.amount "21 clips offline"
+  nothing_left one
+  nothing_left two
+  mountpoint -q one || fail "it is not mounted any more"
+  nothing_left
+}
+
+case_the_demo_tells_of_a_drive_that_cannot_be_unmounted_or_mounted_again() {
+  may_trace
+  in_own_namespace
+  make_media 100000
+  mount_drives
+  exec 9<"${drive_options[4]}"
+  local quickly=--seccomp-bpf patience=30
+  inject umount2:error=EPERM:when=1 demo media --work work --seconds 0.2 "${drive_options[@]}"
+  was_injected || fail "nothing was injected"
+  [ "$code" = 4 ] || { cat out err; fail "exit code $code"; }
+  says 'unmounting "'
+  says 'this was the step "unplug"'
+  nothing_left && nothing_left one && nothing_left two
+  # The second time it can be.
+  inject mount:error=EIO:when=1 demo media --work work --seconds 0.2 "${drive_options[@]}"
+  was_injected || fail "nothing was injected"
+  [ "$code" = 6 ] || { cat out err; fail "exit code $code"; }
+  says 'mounting "'
+  mountpoint -q one || fail "it is not mounted any more"
+  nothing_left && nothing_left one && nothing_left two
+  inject mount:error=EIO:when=1+ demo media --work work --seconds 0.2 "${drive_options[@]}"
+  [ "$code" = 6 ] || { cat out err; fail "exit code $code"; }
+  says "${drive_options[4]} stays unmounted"
+  ! mountpoint -q one || fail "it is mounted"
+  nothing_left && nothing_left two
+}
+
+case_a_folder_that_cannot_go_away_or_come_back_is_told() {
+  may_trace
+  make_media 100000
+    live_until record --seconds 2
+  mkdir work/one.away
+  : >work/one.away/file
+  ends_with 8
+  says 'taking away "'
+  says 'this was the step "unplug"'
+  nothing_left
+  local quickly=--seccomp-bpf patience=30
+  # The thread's renames until then are those of texts, of which each is one.
+  strace -f --seccomp-bpf -qq -o trace -e trace=rename "$fsys" demo media --work work --seconds 0.2 >out 2>err ||
+    fail "the day failed"
+  local back
+  back=$(grep -n 'one.away", ' trace | cut -d : -f 1)
+  inject "rename:error=EIO:when=$back" demo media --work work --seconds 0.2
+  [ "$code" = 6 ] || { cat out err; fail "exit code $code"; }
+  says 'bringing back "'
+  nothing_left
+  # The second time it can be.
+  inject "rename:error=EIO:when=$back" demo media --work work --seconds 0.2 --keep
+  [ "$code" = 6 ] && [ -d work/one/Material ] || { cat err; ls work; fail "exit code $code, and it is away"; }
+  rm -rf work/*
+  inject "rename:error=EIO:when=$back+" demo media --work work --seconds 0.2 --keep
+  [ "$code" = 6 ] && [ -d work/one.away/Material ] || { cat err; fail "exit code $code"; }
+  says "the drive stays at $PWD/work/one.away"
 }

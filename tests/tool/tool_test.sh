@@ -45,12 +45,13 @@ may_trace() {
 }
 # Runs the tool with system calls that fail: CALLS:error=...:when=..., then its arguments. Each of
 # its threads counts its own calls. Leaves what it said, `code` and the calls that failed; one that
-# takes longer than ten seconds has code 137.
+# takes longer than ten seconds (or `patience`) has code 137. `quickly`: where it makes many calls,
+# --seccomp-bpf has it stop at those alone, and cannot send it a signal then.
 inject() {
   local calls=$1
   shift
   code=0
-  timeout -s KILL 10 strace -f -qq -o trace -e "trace=${calls%%:*}" -e "inject=$calls" \
+  timeout -s KILL "${patience:-10}" strace -f ${quickly:+"$quickly"} -qq -o trace -e "trace=${calls%%:*}" -e "inject=$calls" \
     "$fsys" "$@" >out 2>err || code=$?
 }
 was_injected() { grep -F '(INJECTED)' trace >/dev/null; }

@@ -144,6 +144,7 @@ FaultPlayed ToolPlay::play(FaultLayer& layer, const Fault& fault, eUntil) {
   if (run.isDisturbed && scenario_.asksTheRegistry) codes.insert({eNotFound, eIo});
   // Who did not see what happened waits on.
   if (run.isDisturbed && scenario_.meanwhile) codes.insert(eInterrupted);
+  if (run.isDisturbed && scenario_.checksItself) codes.insert(eWrong);
   played.wrong = run.isDisturbed ? "" : whyNotTold(run);
   // The next change of a list takes away what could not be.
   bool mayLeave = scenario_.asksTheRegistry && fault.fromThenOn && run.code != 0;

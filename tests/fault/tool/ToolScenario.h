@@ -18,6 +18,7 @@ struct ToolScenario {
   const char* input = nullptr;   // the name of standard input; nothing comes without
   bool callsVary = false;        // how many calls it makes depends on the clock, or on the machine
   bool asksTheRegistry = false;  // which goes on without what it could not learn
+  bool checksItself = false;     // what such a fault has done it calls wrong
   std::vector<std::string> tells = {};  // what it says where nothing failed
   int code = 0;                         // its exit code there
   // What happens while it waits; then it is interrupted. None: it ends by itself.

@@ -47,7 +47,7 @@ TEST_P(ToolSweepTest, EveryAllocationMayBeRefused) {
 INSTANTIATE_TEST_SUITE_P(Commands, ToolSweepTest, testing::ValuesIn(toolScenarios()),
                          ToolSweepTest::nameOf);
 
-// Each play of it takes half a second.
+// Each play of it takes a second.
 class ToolDemoSweepTest : public ToolSweepTest {};
 
 TEST_P(ToolDemoSweepTest, EveryCallMayFailAndEveryAllocationBeRefused) {
@@ -60,7 +60,7 @@ TEST_P(ToolDemoSweepTest, EveryCallMayFailAndEveryAllocationBeRefused) {
     sweep.setStep(113);
     sweep.sweepAnyCall();
   }
-  sweep.setStep(soakTurns(1201, 1));
+  sweep.setStep(soakTurns(211, 1));
   if (layer.seesAllocations()) sweep.sweepAllocations();
   tell(sweep);
 }

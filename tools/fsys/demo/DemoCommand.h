@@ -1,41 +1,42 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "tools/fsys/Command.h"
-#include "tools/fsys/demo/DemoRecorder.h"
-#include "tools/fsys/demo/DemoTrack.h"
+#include "tools/fsys/demo/DemoChapter.h"
 
-// DemoCommand: fsys demo: an editor's evening in a few seconds: media is copied in, four tracks
-// play while a fifth is recorded, and every byte is compared with its source.
+// DemoCommand: fsys demo: an editor's day in a few seconds, on drives of its own: everything that
+// the library does for an editor, step by step, and each step checked.
 class DemoCommand : public Command {
+public:
+  // The day begins with its start.
+  bool usesEngine() const override { return false; }
+
 protected:
   CLI::App* define(CLI::App& app) override;
   ExitCode execute() override;
 
 private:
-  using Tracks = std::vector<std::unique_ptr<DemoTrack>>;
-  // Removes what the demo made, however it ends.
-  class Leftovers;
+  using Chapters = std::vector<std::unique_ptr<DemoChapter>>;
 
-  void copyIn();
-  void stream(Leftovers& leftovers);
-  void playAll(Tracks& tracks, DemoRecorder& recorder);
-  void checkWhole(const std::string& file, const std::string& source);
-  void tell(const Tracks& tracks, const DemoRecorder& recorder);
-  void tellRow(const std::string& what, const std::string& file, const DemoFigures& figures);
-  void tellTotals(const DemoFigures& total);
+  static Chapters chapters();
+  void requireDevice() const;
+  void setBays(DemoDay& day) const;
+  void live(DemoDay& day);
+  void runChapter(DemoChapter& chapter, DemoDay& day);
+  void tell(const DemoDay& day);
+  void tellSteps();
+  void tellShows(const DemoStream& stream);
+  void tellTotals(const DemoDay& day);
 
-  std::vector<std::string> media_;
-  std::vector<std::string> copies_;
-  std::string work_ = ".";
+  std::string media_;
+  std::string work_;
+  std::vector<std::string> drives_;
+  std::string device_;
+  std::string type_;
   double seconds_ = 8;
   bool keep_ = false;
-
-  uint64_t copied_bytes_ = 0;
-  double copy_ms_ = 0;
-  double streaming_ms_ = 0;
-  double streamingCpu_ms_ = 0;
-  uint64_t checked_bytes_ = 0;
+  std::vector<DemoStep> steps_;
 };

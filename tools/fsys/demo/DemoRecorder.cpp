@@ -3,9 +3,8 @@
 #include <algorithm>
 
 #include "platform/Clocks.h"
-#include "tools/fsys/Interrupt.h"
 #include "tools/fsys/ToolError.h"
-#include "tools/fsys/WriteStream.h"
+#include "tools/fsys/demo/DemoClock.h"
 
 namespace {
 
@@ -27,36 +26,29 @@ DemoRecorder::DemoRecorder(const std::string& file, const std::string& source, u
       size_(factsOf(source).size),
       picture_bytes_(pictureBytes(size_, pictures)) {}
 
-void DemoRecorder::record(const DemoClock& clock) {
-  EngineFile file(name_, EngineFile::eWrite, kCoalesce_bytes);
-  WriteStream stream(file, kWritesInFlight);
-  for (uint64_t done = 0; done < size_; ++figures_.pictures) {
-    double turn_ms = clock.turnOf_ms(figures_.pictures);
-    Interrupt::wait(-1, std::max(turn_ms - Qv::now(), 0.0));
-    double begin_ms = threadCpu_ms();
-    uint32_t count = static_cast<uint32_t>(std::min<uint64_t>(picture_bytes_, size_ - done));
-    Qv::Ptr<iMemHolder> picture = WriteStream::newBuffer(count);
-    if (source_.readAt(done, picture->getBuffer(), count) != count)
-      throw ToolError(ExitCode::eIo, "recording", name_, "the source became shorter");
-    figures_.checking_ms += threadCpu_ms() - begin_ms;
-    stream.write(picture, count);
-    if (Qv::now() > turn_ms + DemoClock::kPicture_ms) ++figures_.late;
-    done += count;
-  }
-  stream.settle();
-  file.close();
-  figures_.bytes = stream.bytes();
-  figures_.latency = stream.latency();
+void DemoRecorder::prepare() {
+  if (factsOf(name_).exists)
+    throw ToolError(ExitCode::eExists, "recording", name_, "it exists already");
+  file_ = std::make_unique<EngineFile>(name_, EngineFile::eWrite, kCoalesce_bytes);
+  stream_ = std::make_unique<WriteStream>(*file_, kWritesInFlight);
 }
 
-void DemoRecorder::run(const DemoClock& clock) noexcept {
-  try {
-    record(clock);
-  } catch (...) {
-    failure_ = std::current_exception();
-  }
+bool DemoRecorder::take(uint64_t, double turn_ms) {
+  uint32_t count = static_cast<uint32_t>(std::min<uint64_t>(picture_bytes_, size_ - done_));
+  if (count == 0) return true;
+  double begin_ms = threadCpu_ms();
+  Qv::Ptr<iMemHolder> picture = WriteStream::newBuffer(count);
+  if (source_.readAt(done_, picture->getBuffer(), count) != count)
+    throw ToolError(ExitCode::eIo, "recording", name_, "the source became shorter");
+  figures_.checking_ms += threadCpu_ms() - begin_ms;
+  stream_->write(picture, count);
+  done_ += count;
+  return Qv::now() <= turn_ms + DemoClock::kPicture_ms;
 }
 
-void DemoRecorder::rethrow() const {
-  if (failure_) std::rethrow_exception(failure_);
+void DemoRecorder::finish() {
+  stream_->settle();
+  file_->close();
+  figures_.bytes = stream_->bytes();
+  figures_.latency = stream_->latency();
 }

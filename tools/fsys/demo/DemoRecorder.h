@@ -1,32 +1,30 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
+#include <memory>
 #include <string>
 
-#include "tools/fsys/demo/DemoTrack.h"
+#include "tools/fsys/EngineFile.h"
+#include "tools/fsys/PlainFile.h"
+#include "tools/fsys/WriteStream.h"
+#include "tools/fsys/demo/DemoChannel.h"
 
-// DemoRecorder: records a file picture by picture while the tracks play: at each turn it takes the
-// next bytes of its source, as a camera would give them, and writes them through the engine.
-// Threads    run: a thread of its own; the rest after that has ended.
-// Errors     run keeps its failure for rethrow().
-class DemoRecorder {
+// DemoRecorder: records a file picture by picture: at each turn it takes the next bytes of its
+// source, as a camera would give them, and writes them through the engine.
+class DemoRecorder final : public DemoChannel {
 public:
   DemoRecorder(const std::string& file, const std::string& source, uint64_t pictures);
 
-  void run(const DemoClock& clock) noexcept;
-  void rethrow() const;
-
-  const std::string& name() const { return name_; }
-  const DemoFigures& figures() const { return figures_; }
+  void prepare() override;
+  bool take(uint64_t turn, double turn_ms) override;
+  void finish() override;
 
 private:
-  void record(const DemoClock& clock);
-
   std::string name_;
   PlainFile source_;
   uint64_t size_;
   uint32_t picture_bytes_;
-  DemoFigures figures_;
-  std::exception_ptr failure_;
+  uint64_t done_ = 0;
+  std::unique_ptr<EngineFile> file_;
+  std::unique_ptr<WriteStream> stream_;
 };

@@ -1,15 +1,11 @@
 #include "tools/fsys/demo/DemoTrack.h"
 
-#include <time.h>
-
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
-#include "platform/Clocks.h"
-#include "tools/fsys/Interrupt.h"
-#include "tools/fsys/Text.h"
 #include "tools/fsys/ToolError.h"
+#include "tools/fsys/demo/DemoClock.h"
+#include "tools/fsys/demo/DemoComparison.h"
 
 namespace {
 
@@ -18,22 +14,6 @@ constexpr uint64_t kScrubbedPictures = 25;  // one second
 constexpr uint32_t kCoalesce_bytes = 1 << 20;
 
 }  // namespace
-
-double threadCpu_ms() {
-  timespec used{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-  return static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) * 1e-6;
-}
-
-void compareBytes(const std::string& name, uint64_t offset, const unsigned char* bytes,
-                  const unsigned char* expected, size_t count) {
-  if (std::memcmp(bytes, expected, count) == 0) return;
-  uint64_t bad =
-      offset + static_cast<uint64_t>(std::mismatch(bytes, bytes + count, expected).first - bytes);
-  throw ToolError(ExitCode::eVerification, "checking", name,
-                  text("the first byte that differs from its source is at offset %llu",
-                       static_cast<unsigned long long>(bad)));
-}
 
 DemoTrack::DemoTrack(const std::string& file, const std::string& source, uint64_t pictures,
                      bool scrubbed)
@@ -63,59 +43,47 @@ void DemoTrack::check(const Block& block) {
   size_t count = source_.readAt(block.range.offset, expected_.data(), block.range.length);
   if (count != block.range.length)
     throw ToolError(ExitCode::eVerification, "checking", name_, "its source is shorter");
-  compareBytes(name_, block.range.offset, block.bytes(), expected_.data(), count);
+  DemoComparison::bytes(name_, block.range.offset, block.bytes(), expected_.data(), count);
   figures_.checkedBytes += count;
   figures_.checking_ms += threadCpu_ms() - begin_ms;
 }
 
+void DemoTrack::readFirstSecond() {
+  ByteRange second{0, static_cast<uint32_t>(pictureRange(kScrubbedPictures).offset)};
+  auto once = [second, given = false](ByteRange& range) mutable {
+    range = second;
+    return !std::exchange(given, true);
+  };
+  ReadStream reading(file_, once, 1);
+  Block block;
+  while (reading.next(block)) check(block);
+  figures_.bytes += reading.bytes();
+}
+
 void DemoTrack::prepare() {
-  if (scrubbed_) {
-    ByteRange second{0, static_cast<uint32_t>(pictureRange(kScrubbedPictures).offset)};
-    ReadStream reading(
-        file_,
-        [second, given = false](ByteRange& range) mutable {
-          range = second;
-          return !std::exchange(given, true);
-        },
-        1);
-    Block block;
-    while (reading.next(block)) check(block);
-    figures_.bytes += reading.bytes();
-  }
-  stream_ = std::make_unique<ReadStream>(
-      file_,
-      [this, turn = uint64_t{0}](ByteRange& range) mutable {
-        if (turn == pictures_) return false;
-        range = pictureRange(pictureAt(turn++));
-        return true;
-      },
-      kPicturesAhead);
+  if (scrubbed_) readFirstSecond();
+  auto nextPicture = [this, turn = uint64_t{0}](ByteRange& range) mutable {
+    if (turn == pictures_) return false;
+    range = pictureRange(pictureAt(turn++));
+    return true;
+  };
+  stream_ = std::make_unique<ReadStream>(file_, nextPicture, kPicturesAhead);
   stream_->fill();
 }
 
-void DemoTrack::play(const DemoClock& clock) {
+// A file of fewer bytes than pictures ends before the others.
+bool DemoTrack::take(uint64_t turn, double) {
+  if (turn >= pictures_) return true;
+  bool isInTime = stream_->isReady();
   Block block;
-  for (uint64_t turn = 0; turn < pictures_; ++turn) {
-    Interrupt::wait(-1, std::max(clock.turnOf_ms(turn) - Qv::now(), 0.0));
-    if (!stream_->isReady()) ++figures_.late;
-    if (!stream_->next(block)) break;
-    ++figures_.pictures;
-    check(block);
-  }
+  if (stream_->next(block)) check(block);
+  return isInTime;
 }
 
-void DemoTrack::run(const DemoClock& clock) noexcept {
-  try {
-    play(clock);
-  } catch (...) {
-    failure_ = std::current_exception();
-  }
+void DemoTrack::finish() {
   figures_.bytes += stream_->bytes();
   figures_.latency = stream_->latency();
   figures_.cacheHits = file_->GetCacheHits();
   stream_.reset();
-}
-
-void DemoTrack::rethrow() const {
-  if (failure_) std::rethrow_exception(failure_);
+  file_.close();
 }
