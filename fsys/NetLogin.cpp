@@ -9,20 +9,36 @@
 #include "platform/DriveErrand.h"
 #include "platform/OS.h"
 
-constinit Qv::Ptr<iFile> lockFilehandle;
-
 namespace {
 
 using Text = LightweightString<wchar_t>;
 
 constexpr unsigned kOpenFlags = 4;
 
-// Threads may log out while the process ends.
+struct Login {
+  Text lockFileName;        // empty: logged out
+  Qv::Ptr<iFile> heldFile;  // the file of that name
+};
+
+// Threads may log in and out while the process ends.
 Room<CriticalSection> roomOfLock;
 CriticalSection& loginLock = *new (&roomOfLock) CriticalSection;
+Room<Login> roomOfLogin;
+Login* const login PT_GUARDED_BY(loginLock) = new(&roomOfLogin) Login;
+Room<Qv::Ptr<iFile>> roomOfHandle;
 
-constinit Text lockFileName GUARDED_BY(loginLock);        // of the login; empty: logged out
-constinit Qv::Ptr<iFile> heldFile GUARDED_BY(loginLock);  // the file of that name
+// A library that is unloaded lets go of its file, which stays as a crash would leave it.
+struct Unloading {
+  Unloading() = default;
+  // Waits for nobody: a process that was forked may have the lock of a thread that is not in it.
+  ~Unloading() {
+    if (!loginLock.tryEnter()) return;
+    lockFilehandle.reset();
+    login->heldFile.reset();
+    loginLock.leave();
+  }
+};
+const Unloading unloading;
 
 iFileManager* files() { return OS()->getFileManager(); }
 
@@ -63,14 +79,16 @@ Qv::Ptr<iFile> openLockFile(const Text& folder, Text& name) try {
 }
 
 void logoutLocked() REQUIRES(loginLock) {
-  if (lockFileName.empty()) return;
+  if (login->lockFileName.empty()) return;
   lockFilehandle.reset();
-  heldFile.reset();
-  ask(lockFileName, [name = lockFileName] { return files()->deleteFile(name); });
-  lockFileName = Text();
+  login->heldFile.reset();
+  ask(login->lockFileName, [name = login->lockFileName] { return files()->deleteFile(name); });
+  login->lockFileName = Text();
 }
 
 }  // namespace
+
+Qv::Ptr<iFile>& lockFilehandle = *new (&roomOfHandle) Qv::Ptr<iFile>;
 
 Text getNetLoginLockFileName(const Text& folder) {
   Text name = folder;
@@ -87,8 +105,8 @@ uint32_t NetLogin(const Text& folder) {
   lockFilehandle = opened;
   if (!opened || !opened->isOpen()) return 0;
   logoutLocked();
-  heldFile = opened;
-  lockFileName = name;
+  login->heldFile = opened;
+  login->lockFileName = name;
   ask(name, [name] { return files()->markFile(name); });
   return 1;
 }

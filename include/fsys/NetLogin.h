@@ -14,11 +14,12 @@
 //            live login from a leftover (iFileManager::askLock). It logs out when it is done: the
 //            file is closed and deleted. A process has one login at most; another login ends it.
 // Threads    the functions: any; NetLogin and NetLogout come one after the other, under a lock of
-//            their own, and who comes second waits. lockFilehandle is the application's to read
-//            between calls, at its own risk: no lock guards it.
+//            their own, and who comes second waits; also while the process ends. lockFilehandle is
+//            the application's to read between calls, at its own risk: no lock guards it.
 // Ownership  the file is shared with lockFilehandle, and stays open until the logout also where
-//            that is empty. A process that ends without a logout leaves the file, unlocked. A child
-//            that was forked meanwhile and runs no other program holds the lock as well.
+//            that is empty. A process that ends without a logout, or unloads the library, leaves
+//            the file, unlocked. A child that was forked meanwhile and runs no other program holds
+//            the lock as well.
 // Units      each question to the drive (opening, marking, deleting) is waited for at most
 //            kNetLoginPatience_ms, and the file's close two seconds.
 // Errors     the thread's last error says why a login failed.
@@ -38,7 +39,7 @@
 constexpr unsigned kNetLoginPatience_ms = 10000;
 
 // The open lock file, or empty. Empty when the library is loaded.
-extern FSYS_EXPORT Qv::Ptr<iFile> lockFilehandle;
+extern FSYS_EXPORT Qv::Ptr<iFile>& lockFilehandle;
 
 // The full name of this workstation's lock file in that folder. Text alone: nothing is looked at.
 FSYS_EXPORT LightweightString<wchar_t> getNetLoginLockFileName(

@@ -22,6 +22,7 @@ namespace {
 constexpr int kTurns = 5;
 constexpr std::chrono::seconds kForgetting(2);
 constexpr uint64_t kFileBytes = 1 << 20;
+constexpr const char* kFile = "media";
 
 int fail(const char* what, const char* why) {
   std::fprintf(stderr, "%s: %s\n", what, why);
@@ -50,22 +51,26 @@ bool returnsTo(long before) {
   return threads() == before;
 }
 
-int loadAndUnload(const char* plugIn, const std::string& path, bool waits, bool shutsDown) {
+// `shared`: a folder to log in to; null: none.
+int loadAndUnload(const char* plugIn, const std::string& path, const char* shared, bool waits,
+                  bool shutsDown) {
   void* loaded = dlopen(plugIn, RTLD_NOW | RTLD_LOCAL);
   if (!loaded) return fail("loading", dlerror());
-  auto use = reinterpret_cast<int (*)(const char*, bool, bool)>(dlsym(loaded, "useEngine"));
+  auto use =
+      reinterpret_cast<int (*)(const char*, const char*, bool, bool)>(dlsym(loaded, "useEngine"));
   if (!use) return fail("loading", dlerror());
   if (!isMapped("libfsys.so")) return fail("loading", "the library is not there");
-  if (int code = use(path.c_str(), waits, shutsDown))
+  if (int code = use(path.c_str(), shared, waits, shutsDown))
     return fail("using", std::to_string(code).c_str());
   if (dlclose(loaded) != 0) return fail("unloading", dlerror());
   return 0;
 }
 
-int leaveNothing(const char* plugIn, const std::string& path, bool shutsDown) {
+int leaveNothing(const char* plugIn, const std::filesystem::path& folder, bool shutsDown) {
   const long threadsBefore = threads();
   const long descriptorsBefore = descriptors();
-  if (int code = loadAndUnload(plugIn, path, shutsDown, shutsDown)) return code;
+  if (int code = loadAndUnload(plugIn, folder / kFile, folder.c_str(), shutsDown, shutsDown))
+    return code;
   if (isMapped("libfsys.so")) return fail("unloading", "the library is still there");
   if (!returnsTo(threadsBefore)) return fail("unloading", "a thread is left");
   if (descriptors() != descriptorsBefore) return fail("unloading", "a descriptor is left");
@@ -82,7 +87,7 @@ int leaveWhatIsHeld(const char* plugIn) {
     return 77;
   }
   const long before = threads();
-  if (int code = loadAndUnload(plugIn, folder + "/held", false, true)) return code;
+  if (int code = loadAndUnload(plugIn, folder + "/held", nullptr, false, true)) return code;
   if (threads() == before) return fail("unloading", "nothing is held");
   if (!isMapped("libfsys.so")) return fail("unloading", "the library is gone under its threads");
   share.letGo();
@@ -100,14 +105,15 @@ int main(int count, char** words) {
 #endif
   if (count != 3) return fail("usage", "fsys_unload PLUG-IN shut-down|leave-it|held");
   if (std::strcmp(words[2], "held") == 0) return leaveWhatIsHeld(words[1]);
-  const std::string path =
-      (std::filesystem::current_path() / (std::string("unload-") + words[2])).string();
+  const std::filesystem::path folder =
+      std::filesystem::current_path() / (std::string("unload-") + words[2]);
+  std::filesystem::create_directories(folder);
   std::vector<unsigned char> bytes = patternBytes(kFileBytes);
-  std::ofstream(path, std::ios::binary)
+  std::ofstream(folder / kFile, std::ios::binary)
       .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(kFileBytes));
   int code = 0;
   for (int turn = 0; code == 0 && turn < kTurns; ++turn)
-    code = leaveNothing(words[1], path, std::strcmp(words[2], "shut-down") == 0);
-  std::filesystem::remove(path);
+    code = leaveNothing(words[1], folder, std::strcmp(words[2], "shut-down") == 0);
+  std::filesystem::remove_all(folder);
   return code;
 }

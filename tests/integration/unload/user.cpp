@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "fsys/Fsys.h"
+#include "fsys/NetLogin.h"
 #include "fsys/SystemCache.h"
 #include "platform/OS.h"
 #include "tests/support/Pattern.h"
@@ -58,16 +59,20 @@ bool isTellingOfFiles() {
   return ear->isTold && SystemCache::fileSize(cookie) == 1000;
 }
 
+bool isLoggedIn(const char* shared) { return NetLogin(fromUTF8(shared)) == 1 && lockFilehandle; }
+
 }  // namespace
 
-// Asks the disk for its space, tells the catalogue of a file, and reads one of pattern bytes. 0
-// when all of it is right; otherwise what went wrong.
-// `waits` for the reads. `shutsDown`: closes the file and ends the engine; otherwise all that is
-// left to the unloading.
-extern "C" __attribute__((visibility("default"))) int useEngine(const char* path, bool waits,
+// Asks the disk for its space, tells the catalogue of a file, logs in to the shared folder if there
+// is one, and reads a file of pattern bytes. 0 when all of it is right; otherwise what went wrong.
+// `waits` for the reads. `shutsDown`: logs out, closes the file and ends the engine; otherwise all
+// that is left to the unloading.
+extern "C" __attribute__((visibility("default"))) int useEngine(const char* path,
+                                                                const char* shared, bool waits,
                                                                 bool shutsDown) {
   if (!isSpaceTold()) return 7;
   if (!isTellingOfFiles()) return 8;
+  if (shared && !isLoggedIn(shared)) return 9;
   if (FsysInitialize() != 1) return 2;
   FsysFile* file = nullptr;
   if (FsysOpen(&file, fromUTF8(path), 0, 1, nullptr) != 1) return 3;
@@ -77,6 +82,7 @@ extern "C" __attribute__((visibility("default"))) int useEngine(const char* path
   }
   while (waits && told < kBlocks) std::this_thread::yield();
   if (!shutsDown) return 0;
+  if (NetLogout() != 1) return 10;
   if (FsysClose(file, nullptr) != 1) return 6;
   FsysUninitialize(Shutdown::eNormal);
   return waits && wrong != 0 ? 5 : 0;
