@@ -39,22 +39,23 @@ case_the_demo_lives_through_a_day_and_leaves_nothing() {
   make_media
   expect 0 demo media --work work --seconds 2.4 --json
   is ok True
-  local row names=(start prepare task "bring in" record proxies scan ask link unplug rename delete end)
+  local row names=(start login prepare task "bring in" record proxies scan ask link unplug rename delete
+    logout end)
   for row in "${!names[@]}"; do
     is "steps.$row.step" "${names[row]}"
     is "steps.$row.right" True
     above_zero "steps.$row.checks"
   done
   # Four shots; six, of which the scrubbed one's first second counts twice; the proxies.
-  is steps.3.bytes $((4 * 300000 + 10 + 16 * 20000 + 10 * 40 + 40))
-  is steps.5.bytes $((4 * 5000 + 2 * 144 + 2 * 288 + 22))
+  is steps.4.bytes $((4 * 300000 + 10 + 16 * 20000 + 10 * 40 + 40))
+  is steps.6.bytes $((4 * 5000 + 2 * 144 + 2 * 288 + 22))
   # Of 30 cookies, at three levels and four heights.
-  is steps.7.amount "360 answers"
-  is steps.6.amount "44 files"
+  is steps.8.amount "360 answers"
+  is steps.7.amount "44 files"
   # What is offline: three of the six shots, and the link.
-  is steps.9.amount "21 clips offline"
-  is steps.9.what "a folder, renamed, and back"
-  is steps.11.amount "12 files"
+  is steps.10.amount "21 clips offline"
+  is steps.10.what "a folder, renamed, and back"
+  is steps.12.amount "12 files"
   local figure
   for row in 0 1 2 3 4 5 6; do
     for figure in bytes mb_per_s p50_ms p99_ms worst_ms; do above_zero "shots.$row.$figure"; done
@@ -91,7 +92,7 @@ case_the_demo_reads_each_answer_whole() {
   asked=$((asked + 6 * (2 * 300000 + 11 + 4 * 20000 + 4 * 55 + 6)))
   asked=$((asked + 12 * (4 * 20000 + 4 * 55 + 14)))
   asked=$((asked + 3 * (5 * (2 * 5144 + 11) + 2 * 5288 + 11)))
-  is steps.7.bytes "$asked"
+  is steps.8.bytes "$asked"
 }
 
 case_the_demo_keeps_what_it_made_when_it_is_told_to() {
@@ -261,7 +262,7 @@ case_the_demo_tells_of_a_drive_that_is_full() {
   nothing_left one
   day 5 --drives one two --json
   is ok False
-  is steps.1.step prepare
+  is steps.2.step prepare
   is error.exit_code 5
   is error.kind "no space"
   is error.remark 'this was the step "task"'
@@ -338,8 +339,8 @@ case_the_demo_unmounts_a_drive_and_mounts_it_again() {
   # What holds the device while it is not mounted.
   exec 9<"${drive_options[4]}"
   day 0 --json "${drive_options[@]}"
-  [[ $(json steps.9.what) == "ext4 on /dev/loop"*", unmounted, and back" ]] || fail "$(json steps.9.what)"
-  is steps.9.amount "21 clips offline"
+  [[ $(json steps.10.what) == "ext4 on /dev/loop"*", unmounted, and back" ]] || fail "$(json steps.10.what)"
+  is steps.10.amount "21 clips offline"
   nothing_left one
   nothing_left two
   mountpoint -q one || fail "it is not mounted any more"

@@ -10,7 +10,8 @@ run_script() { "$demo" "$fsys" >out 2>err </dev/null || { cat out err; fail "exi
 # Whether the day's table is there and nothing else is.
 script_is_right() {
   local row
-  for row in start prepare task 'bring in' record proxies scan ask link unplug rename 'delete' end; do
+  for row in start login prepare task 'bring in' record proxies scan ask link unplug rename 'delete' \
+    logout end; do
     grep -qE "^$row  .* +[0-9]+  right\$" out || { cat out; fail "the table has no row $row"; }
   done
   for row in throughput 'picture time' 'cache hits' processor 'transfers by' checked; do
@@ -19,7 +20,7 @@ script_is_right() {
   for row in 'play  ' 'scrub  ' 'record  ' 'together  '; do
     grep -qE "^$row.*( +[0-9.]+){7}\$" out || { cat out; fail "there are no figures of $row"; }
   done
-  [[ $(tail -n 1 out) == "13 steps, "*" checks: every one is right" ]] ||
+  [[ $(tail -n 1 out) == "15 steps, "*" checks: every one is right" ]] ||
     fail "the last line is: $(tail -n 1 out)"
   script_left_nothing
 }

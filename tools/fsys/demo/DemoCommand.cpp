@@ -13,6 +13,8 @@
 #include "tools/fsys/demo/EndChapter.h"
 #include "tools/fsys/demo/FolderBay.h"
 #include "tools/fsys/demo/LinkChapter.h"
+#include "tools/fsys/demo/LoginChapter.h"
+#include "tools/fsys/demo/LogoutChapter.h"
 #include "tools/fsys/demo/MountedBay.h"
 #include "tools/fsys/demo/PrepareChapter.h"
 #include "tools/fsys/demo/ProxyChapter.h"
@@ -59,9 +61,9 @@ CLI::App* DemoCommand::define(CLI::App& app) {
 }
 
 DemoCommand::Chapters DemoCommand::chapters() {
-  return made<StartChapter, PrepareChapter, TaskChapter, BringChapter, RecordChapter, ProxyChapter,
-              ScanChapter, AskChapter, LinkChapter, UnplugChapter, RenameChapter, DeleteChapter,
-              EndChapter>();
+  return made<StartChapter, LoginChapter, PrepareChapter, TaskChapter, BringChapter, RecordChapter,
+              ProxyChapter, ScanChapter, AskChapter, LinkChapter, UnplugChapter, RenameChapter,
+              DeleteChapter, LogoutChapter, EndChapter>();
 }
 
 void DemoCommand::requireDevice() const {

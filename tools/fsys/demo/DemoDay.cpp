@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "fsys/DiskManager.h"
+#include "fsys/NetLogin.h"
 #include "fsys/SystemCache.h"
 #include "tools/fsys/Limits.h"
 #include "tools/fsys/demo/DemoInventory.h"
@@ -21,6 +22,7 @@ DemoDay::DemoDay(DemoMedia& ofMedia, const DemoFolders& inFolders)
 DemoDay::~DemoDay() {
   stream = DemoStream();
   news.reset();
+  NetLogout();
   engine.reset();
   DiskManager::deInit();
   SystemCache::invalidate();

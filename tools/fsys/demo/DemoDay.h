@@ -22,7 +22,7 @@
 //            engine, which were read before, are the user's.
 // Threads    the main thread.
 // Ownership  uses the media and the folders. Whatever ends the day, the engine and the registry end
-//            with it, and no drive stays away.
+//            with it, nobody stays logged in, and no drive stays away.
 struct DemoDay {
   DemoDay(DemoMedia& ofMedia, const DemoFolders& inFolders);
   ~DemoDay();

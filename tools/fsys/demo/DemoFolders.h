@@ -4,8 +4,9 @@
 #include <vector>
 
 // DemoFolders: the folders that the day happens in. They are empty before it and after it.
-// Story      The work folder holds the lists and preferences of the day, and its drives, unless
-//            those are elsewhere. What is made in all of them goes again, however the day ends.
+// Story      The work folder holds the lists and preferences of the day, the folder that it logs in
+//            to, and its drives, unless those are elsewhere. What is made in all of them goes
+//            again, however the day ends.
 // Errors     throws ToolErrors: a folder that is not there, is not empty or cannot be used. What
 //            cannot be removed in the end is said on standard error.
 class DemoFolders {
@@ -20,6 +21,8 @@ public:
   const std::string& drive(size_t number) const { return drives_[number]; }
   std::string project() const { return work_ + "/project"; }
   std::string settings() const { return work_ + "/config"; }
+  // Of the media that several workstations share.
+  std::string shared() const { return work_ + "/shared"; }
   // Empties them; throws for the first thing that cannot be removed, once all others are.
   void clear();
 
