@@ -82,6 +82,12 @@ end() {
   wait "$program" || code=$?
   [ "$code" = "$wanted" ] || { cat out err; fail "exit code $code instead of $wanted"; }
 }
+# It has answered with the pictures of these times, and with nothing else.
+ends_having_shown() {
+  times=("$@")
+  end
+  shown | diff - out || fail "another picture is shown"
+}
 
 # A share with the media of a cookie, served through the page cache. It is gone when the case ends.
 share_with() {

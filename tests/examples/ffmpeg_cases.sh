@@ -157,9 +157,7 @@ case_a_file_that_is_shortened_meanwhile_shows_no_bytes_that_are_gone() {
   tells "at 1.9: no picture is shown then"
   ask 1.72
   answers 2
-  end
-  times=(0.1 1.72)
-  shown | diff - out || fail "another picture is shown"
+  ends_having_shown 0.1 1.72
 }
 
 case_a_file_that_is_being_recorded_shows_what_came_meanwhile() {
@@ -177,9 +175,7 @@ case_a_file_that_is_being_recorded_shows_what_came_meanwhile() {
   answers 2
   ask 1.96
   answers 3
-  end
-  times=(1 1.04 1.96)
-  shown | diff - out || fail "another picture is shown"
+  ends_having_shown 1 1.04 1.96
 }
 
 case_a_file_that_cannot_be_read_on_gives_what_was_read_and_the_reason() {
@@ -218,9 +214,7 @@ case_after_a_failure_everything_is_shown_again() {
   order b
   for each in 1.7 1.96 0.4; do ask "$each"; done
   answers 4
-  end
-  times=(0.2 1.7 1.96 0.4)
-  shown | diff - out || fail "another picture is shown after the failure"
+  ends_having_shown 0.2 1.7 1.96 0.4
 }
 
 # Transfers of a share are made by a thread each; one more reaps those of a ring.
@@ -242,9 +236,7 @@ case_a_full_list_of_requests_is_waited_for() {
   order a
   ask 0.6
   answers 2
-  end
-  times=(0.1 0.6)
-  shown | diff - out || fail "another picture is shown"
+  ends_having_shown 0.1 0.6
 }
 
 case_a_picture_of_a_silent_share_is_given_up_in_time_and_shown_later() {
@@ -259,9 +251,7 @@ case_a_picture_of_a_silent_share_is_given_up_in_time_and_shown_later() {
   answers 2
   ask 0.6
   answers 3
-  end
-  times=(0.2 1.9 0.6)
-  shown | diff - out || fail "another picture is shown"
+  ends_having_shown 0.2 1.9 0.6
 }
 
 # The engine has the file's first bytes; how long the file is now nobody can tell.
@@ -270,9 +260,7 @@ case_what_the_engine_has_is_shown_though_the_share_is_silent() {
   ask 0
   answers 2
   order a
-  end
-  times=(0.8 0)
-  shown | diff - out || fail "another picture is shown"
+  ends_having_shown 0.8 0
 }
 
 case_ctrl_c_ends_what_waits_for_a_silent_share() {
