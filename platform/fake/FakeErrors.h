@@ -2,9 +2,12 @@
 
 #include "platform/OsErrors.h"
 
-// FakeErrors: the last error. Each hand-run thread, task and completion has its own while it runs.
+// FakeErrors: the last error. Each hand-run thread, task and completion has its own while it runs,
+// and so has each real thread that calls the fake.
 class FakeErrors final : public iOsErrors {
 public:
+  FakeErrors() { last_ = 0; }
+
   uint32_t getLastError() const override { return last_; }
   void setLastError(uint32_t error) override { last_ = error; }
   std::string describe(uint32_t error) const override;
@@ -16,7 +19,7 @@ public:
   }
 
 private:
-  uint32_t last_ = 0;
+  inline static thread_local uint32_t last_ = 0;
 };
 
 // A scope with a last error of its own, as on another thread.

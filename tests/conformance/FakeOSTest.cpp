@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include "platform/fake/FakeOSScope.h"
@@ -170,6 +171,15 @@ TEST_F(FakeOSTest, AWaitEndsAtItsTimeOnTheSteppedClock) {
   OS()->getThreads()->sleep(60);
   EXPECT_EQ(Qv::now(), start + 350);
   EXPECT_THAT(os_->threads().sleeps(), ElementsAre(40, 60));
+}
+
+TEST_F(FakeOSTest, EachThreadOfTheMachineHasALastErrorOfItsOwn) {
+  OS()->getErrors()->setLastError(eOsIoError);
+  std::thread([] {
+    EXPECT_EQ(OS()->getErrors()->getLastError(), 0u);
+    OS()->getErrors()->setLastError(eOsNotFound);
+  }).join();
+  EXPECT_EQ(OS()->getErrors()->getLastError(), uint32_t{eOsIoError});
 }
 
 TEST_F(FakeOSTest, AWaitThatCanNeverEndIsAFailure) {
