@@ -7,7 +7,7 @@ cd "$(readlink -f "$(dirname "$0")/../..")"
 compiler=${1:-g++}
 out=build/docs
 log=$out/doxygen.log
-texts=(README.md CONTRIBUTING.md CHANGELOG.md doc/*.md)
+texts=(README.md CONTRIBUTING.md CHANGELOG.md doc/*.md examples/README.md)
 
 # What is installed: these, and what they include.
 headers=$(printf '#include "%s"\n' include/fsys/*.h platform/OS.h |
