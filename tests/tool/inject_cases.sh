@@ -215,7 +215,7 @@ case_the_demo_is_truthful_whatever_call_fails() {
   make_media 60000
   what=demo
   # What the registry or the catalogue could not do is not there, or is found by the checks.
-  more_codes="3 7" patience=30 quickly=--seccomp-bpf
+  more_codes="3 7" patience=60 quickly=--seccomp-bpf
   once() { inject "$1" demo media --work work --seconds 0.2; }
   sound() {
     [ -z "$(ls -A work)" ] || { echo "left behind: $(ls -A work)"; return 1; }
