@@ -49,6 +49,8 @@ public:
   // The three arguments are 0.
   virtual Qv::Ptr<iThreadEvent> createEvent(int, int, int) = 0;
   virtual void sleep(uint32_t ms) = 0;
+  // Lets a thread run that waits for the caller's processor.
+  virtual void yield() = 0;
   // At most `threads` threads (at least 1) of that name (15 characters), made when first needed.
   virtual Qv::Ptr<iTaskQueue> createTaskQueue(const char* name, unsigned threads) = 0;
   // For co_create and co_kill.

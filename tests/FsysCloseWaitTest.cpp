@@ -26,6 +26,7 @@ TEST_P(CloseWaitsForTest, UnfinishedRequestsAndNoOthers) {
   if (status == FileRequest::FAILED && isRead) FsysFilePeer::addReadBytes(*file, 512);
   EXPECT_EQ(FsysClose(file, nullptr), 1u);
   EXPECT_EQ(os_->threads().sleeps(), std::vector<uint32_t>(sleeps, 100u));
+  EXPECT_EQ(os_->threads().yields(), status == FileRequest::SUCCEEDED ? 100u : 0u);
   EXPECT_EQ(texts_.splats().size(), sleeps > 0 && !isRead ? 1u : 0u) << "stuck writes are reported";
   EXPECT_EQ(FsysPeer::readBytes(*theFsys), 0u);
 }
@@ -44,6 +45,22 @@ INSTANTIATE_TEST_SUITE_P(Statuses, CloseWaitsForTest,
                            return std::string(test.param.isRead ? "Read" : "Write") +
                                   std::to_string(test.param.status);
                          });
+
+TEST_F(FsysCloseWaitTest, ThoseWhoAreToldMayCloseBeforeTheTellerIsDoneAndNobodySleeps) {
+  for (const bool isRead : {true, false}) {
+    FsysFile* file = isRead ? readPatternFile(L"/m/a", 4096) : openForWriting(L"/m/b");
+    FileRequest* request = isRead ? readRequest(file, 0, 512) : writeRequest(file, 0, 512);
+    request->setStatus(FileRequest::SUCCEEDED);
+    (isRead ? FsysFilePeer::readRequests(*file) : FsysFilePeer::writeRequests(*file)).add(request);
+    const size_t before = os_->threads().yields();
+    os_->threads().onYield([&, third = before + 3] {
+      if (os_->threads().yields() == third) request->setStatus(FileRequest::COMPLETED);
+    });
+    EXPECT_EQ(FsysClose(file, nullptr), 1u);
+    EXPECT_EQ(os_->threads().yields(), before + 3);
+    EXPECT_TRUE(os_->threads().sleeps().empty());
+  }
+}
 
 TEST_F(FsysCloseWaitTest, AFailedWriteThatNoPassHasSweptIsNotSleptFor) {
   FsysFile* file = openForWriting(L"/m/a");

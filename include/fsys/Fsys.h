@@ -91,6 +91,7 @@ private:
   void closeForCallback(FsysFile* file);
   uint32_t closeClaimed(FsysFile* file);
   uint32_t closeLater(FsysFile* file);
+  void letTellersEnd(FsysFile* file, FsysFile::RequestList* requests);
   void waitForRequests(FsysFile* file, FsysFile::RequestList* requests);
   void reportOutstandingWrites(FsysFile* file);
   // The lists go to functions that lock them.

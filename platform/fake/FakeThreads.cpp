@@ -29,6 +29,11 @@ void FakeThreads::sleep(uint32_t ms) {
   world_.advance(ms);
 }
 
+void FakeThreads::yield() {
+  ++yields_;
+  if (onYield_) onYield_();
+}
+
 Qv::Ptr<iTaskQueue> FakeThreads::createTaskQueue(const char* name, unsigned threads) {
   if (uint32_t error = faults_.next(FaultPlan::eCreateTaskQueue).error) {
     world_.errors().fail(error);

@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/OsThreads.h"
@@ -56,6 +58,8 @@ public:
   Qv::Ptr<iThreadEvent> createEvent(int, int, int) override;
   // Runs the world for that long; recorded.
   void sleep(uint32_t ms) override;
+  // Nothing happens meanwhile but what the test has asked for; counted.
+  void yield() override;
   Qv::Ptr<iTaskQueue> createTaskQueue(const char* name, unsigned threads) override;
   uint32_t create(unsigned (*entry)(void*), const char* name, void* argument) override;
   // Runs the function until it returns, then forgets the thread. From the thread itself: forgets it
@@ -88,6 +92,9 @@ public:
 
   // Every sleep, in ms.
   const std::vector<uint32_t>& sleeps() const { return sleeps_; }
+  size_t yields() const { return yields_; }
+  // What other threads do in each.
+  void onYield(std::function<void()> action) { onYield_ = std::move(action); }
 
   // For the fake.
   void endRunIfWake(FakeEvent& event, uint32_t timeout_ms);
@@ -134,6 +141,8 @@ private:
   std::deque<Task> tasks_;
   std::vector<Queue> queues_;
   std::vector<uint32_t> sleeps_;
+  size_t yields_ = 0;
+  std::function<void()> onYield_;
   std::shared_ptr<unsigned> liveEvents_ = std::make_shared<unsigned>(0);
   uint64_t made_ = 0;  // events and threads
   uint64_t runs_ = 0;

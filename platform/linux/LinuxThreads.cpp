@@ -1,6 +1,7 @@
 #include "platform/linux/LinuxThreads.h"
 
 #include <errno.h>
+#include <sched.h>
 #include <time.h>
 
 #include <new>
@@ -38,6 +39,8 @@ public:
     }
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) continue;
   }
+
+  void yield() override { sched_yield(); }
 
   Qv::Ptr<iTaskQueue> createTaskQueue(const char* name, unsigned threads) override try {
     return Qv::Ptr<iTaskQueue>(new LinuxTaskQueue(name, threads));

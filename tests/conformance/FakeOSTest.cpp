@@ -173,6 +173,18 @@ TEST_F(FakeOSTest, AWaitEndsAtItsTimeOnTheSteppedClock) {
   EXPECT_THAT(os_->threads().sleeps(), ElementsAre(40, 60));
 }
 
+TEST_F(FakeOSTest, NothingHappensInAYieldButWhatTheTestHasAskedFor) {
+  const double start = Qv::now();
+  OS()->getThreads()->yield();
+  int asked = 0;
+  os_->threads().onYield([&] { ++asked; });
+  OS()->getThreads()->yield();
+  EXPECT_EQ(asked, 1);
+  EXPECT_EQ(os_->threads().yields(), 2u);
+  EXPECT_EQ(Qv::now(), start);
+  EXPECT_TRUE(os_->threads().sleeps().empty());
+}
+
 TEST_F(FakeOSTest, EachThreadOfTheMachineHasALastErrorOfItsOwn) {
   OS()->getErrors()->setLastError(eOsIoError);
   std::thread([] {

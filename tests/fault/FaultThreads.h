@@ -9,6 +9,7 @@ public:
 
   Qv::Ptr<iThreadEvent> createEvent(int a, int b, int c) override;
   void sleep(uint32_t ms) override { inner_.getThreads()->sleep(ms); }
+  void yield() override { inner_.getThreads()->yield(); }
   Qv::Ptr<iTaskQueue> createTaskQueue(const char* name, unsigned threads) override;
   uint32_t create(unsigned (*entry)(void*), const char* name, void* argument) override;
   void kill(uint32_t id) override { inner_.getThreads()->kill(id); }

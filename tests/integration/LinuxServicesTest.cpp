@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -121,6 +122,32 @@ TEST(LinuxClockTest, TimeNeverGoesBackAndPassesWhileThreadsSleep) {
   }
   OS()->getThreads()->sleep(2);
   EXPECT_GE(Qv::now() - last, 2.0);
+}
+
+// Two threads that share a processor take turns. One that kept it would go on asking until its time
+// slice is over, thousands of times a turn.
+TEST(LinuxThreadsTest, AThreadThatYieldsLetsTheOtherOneOfItsProcessorGoOn) {
+  constexpr unsigned kTurns = 200;
+  constexpr unsigned kMostYieldsPerTurn = 100;
+  cpu_set_t before;
+  ASSERT_EQ(sched_getaffinity(0, sizeof before, &before), 0);
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(sched_getcpu(), &one);
+  ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+  std::atomic<unsigned> turn{0};
+  auto play = [&turn](unsigned parity) {
+    unsigned yields = 0;
+    for (unsigned mine = parity; mine < kTurns; mine += 2, turn.fetch_add(1))
+      for (; turn.load() != mine; ++yields) OS()->getThreads()->yield();
+    return yields;
+  };
+  unsigned others = 0;
+  std::thread other([&] { others = play(1); });
+  unsigned own = play(0);
+  other.join();
+  sched_setaffinity(0, sizeof before, &before);
+  EXPECT_LE(own + others, kTurns * kMostYieldsPerTurn);
 }
 
 TEST(LinuxClockTest, TheThreeClocksTellTheSameTime) {
