@@ -160,6 +160,31 @@ Round EngineSide::roundTrips(const Workload& work, const std::vector<uint64_t>& 
   return round;
 }
 
+Round EngineSide::openings(const Workload& work, const std::vector<uint64_t>& offsets) {
+  const Workload::File& source = work.files[0];
+  Qv::Ptr<iObject> context(new Arrival);
+  auto* arrival = static_cast<Arrival*>(context.get());
+  Round round;
+  round.latencies_us.reserve(offsets.size());
+  Meter meter;
+  for (uint64_t offset : offsets) {
+    auto start = Clock::now();
+    EngineFile file(source.path, work.block, 1);
+    bool right = file->DirectRead(static_cast<long>(offset), work.block, false, &Arrival::come,
+                                  context) == 1;
+    if (right) arrival->wait();
+    right = right && arrival->data &&
+            Stamp::endsAreRight(arrival->data->getBuffer(), offset, work.block, source.number);
+    arrival->data.reset();
+    right = file.close() && right;
+    round.latencies_us.push_back(microsSince(start));
+    round.wrong += !right;
+    round.bytes += work.block;
+  }
+  meter.stop(round);
+  return round;
+}
+
 EngineSide::Hits EngineSide::hits(const Workload& work, uint32_t piece, uint64_t count,
                                   void (*around)()) {
   const Workload::File& source = work.files[0];

@@ -30,6 +30,8 @@ Round writeFromOneThread(const Workload& work);
 // One byte, then the pieces behind it. `around` is called before the first and after the last.
 Round writeStaged(const Workload& work, void (*around)());
 Round roundTrips(const Workload& work, const std::vector<uint64_t>& offsets);
+// The same, each in a file that is opened for it and closed straight after.
+Round openings(const Workload& work, const std::vector<uint64_t>& offsets);
 // `count` overlapping reads of `piece` bytes from the first block, which was read before. `around`
 // is called before the first and after the last.
 Hits hits(const Workload& work, uint32_t piece, uint64_t count, void (*around)());

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "bench/table/Meter.h"
 #include "bench/table/Workload.h"
 
@@ -17,6 +20,9 @@ Round readInLoop(const Workload& work, eAdvice advice);
 Round readInPool(const Workload& work);
 // libuv's reads, as many under way at once, on as many threads of its pool.
 Round readByLibuv(const Workload& work);
+
+// One block after the other at the given offsets, each in a file that is opened for it and closed.
+Round openings(const Workload& work, const std::vector<uint64_t>& offsets);
 
 // One new file, written block after block by one thread, made durable and closed.
 Round write(const Workload& work);

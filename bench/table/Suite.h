@@ -54,6 +54,7 @@ private:
   // One request at a time, and what is counted (SuiteTrips.cpp).
   void trips();
   void tripsInCache();
+  void openings();
   void tripsToDisk();
   void cacheHits();
   void counted();

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <numeric>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "bench/table/EngineSide.h"
 #include "bench/table/Figures.h"
@@ -20,11 +22,14 @@ constexpr uint64_t kCachedBytes = 16 * kMib;
 constexpr uint64_t kBurst = uint64_t{1} << 30;
 constexpr double kMostAboveHandOver_us = 15;  // the median
 constexpr double kMostOverHandOver = 2;       // the 99th of 100
-constexpr double kLeastHits = 1;              // millions a second
+constexpr size_t kOpenings = 500;
+constexpr double kMostOverPlain = 2;  // the time of all
+constexpr double kLeastHits = 1;      // millions a second
 constexpr double kMostSettling_s = 5;
 
 const std::string kHandOver = "hand-over, ring and hand-back";
 const std::string kRing = "ring";
+const std::string kPlain = "open, pread and close";
 
 // Offsets of blocks of a file, each once, in an order that is the same in every run.
 std::vector<uint64_t> scattered(uint64_t bytes, uint32_t block, size_t count) {
@@ -45,6 +50,7 @@ Bar none(const std::string& what, const Probes::Outcome& outcome) {
 void Suite::trips() {
   tripsInCache();
   tripsToDisk();
+  openings();
   cacheHits();
   counted();
   memory();
@@ -91,6 +97,22 @@ void Suite::tripsToDisk() {
                           Figures::medianDifference(row.engine(), row.side(kRing), &Figures::p50)),
               Judge::told("p99 over the ring", "x %.2f",
                           Figures::medianRatio(row.engine(), row.side(kRing), &Figures::p99))};
+}
+
+// As whoever looks into many files does: each is closed by whom its one read has just come to.
+void Suite::openings() {
+  const char* name = "open, read 128 KiB and close, from the disk";
+  if (!wanted(name)) return;
+  Workload work{{one_}, options_.readMib * kMib, 128 * kKib, 1};
+  std::vector<uint64_t> offsets = scattered(work.bytesPerFile, work.block, kOpenings);
+  Contest contest(options_.rounds);
+  contest.before([&] { caches_.drop(work.files); })
+      .enter("engine", [&] { return EngineSide::openings(work, offsets); })
+      .enter(kPlain, [&] { return PageCacheSide::openings(work, offsets); });
+  Row& row = add(name, Row::eLatency, contest);
+  row.bars = {Judge::told("p50 above the plain calls", "%+.1f us",
+                          Figures::medianDifference(row.engine(), row.side(kPlain), &Figures::p50)),
+              Judge::time(row, kPlain, kMostOverPlain)};
 }
 
 void Suite::cacheHits() {
