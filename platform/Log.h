@@ -5,19 +5,19 @@
 
 #include "platform/PlatformExport.h"
 
-// Diagnostics: where the library's texts go. Every function takes a printf format.
+// Diagnostics: where the library's texts go. Those with a format take printf's.
 // Threads    any; one text is passed on whole.
-//
-//   Log            a line for the log                    standard error
-//   LogBoth        the same, and for the person as well  standard error and standard output
-//   qa_splat       an operational warning of a level     standard error
-//   putOut         a fixed diagnostic                    standard output
-//   herc_putstr    a text at a place of a debug display  standard error
+
+// A line for the log: standard error.
 PLATFORM_EXPORT void Log(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// The same, and for the person as well: standard error and standard output.
 PLATFORM_EXPORT void LogBoth(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// An operational warning of a level: standard error.
 PLATFORM_EXPORT void qa_splat(int level, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
+// A fixed diagnostic: standard output.
 PLATFORM_EXPORT void putOut(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// A text at a place of a debug display: standard error.
 PLATFORM_EXPORT void herc_putstr(int column, int row, const wchar_t* text);
 
 // DiagnosticSinks: one sink for each kind. An empty one is the default above.

@@ -6,10 +6,10 @@
 // Path arithmetic on text; nothing here looks at the disk. The separator is the file manager's.
 using PathString = LightweightString<wchar_t>;
 
-// The folder of a path with its trailing separator, `.` and `..` resolved. Empty when there is
+// The folder of a path with its trailing separator, '.' and '..' resolved. Empty when there is
 // none.
 PLATFORM_EXPORT PathString getPath(const PathString& path);
-// The whole path with `.` and `..` resolved and every separator single; one at its end stays. Empty
+// The whole path with '.' and '..' resolved and every separator single; one at its end stays. Empty
 // when nothing is left of it.
 PLATFORM_EXPORT PathString normalisedPath(const PathString& path);
 // The part after the last separator.

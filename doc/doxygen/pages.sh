@@ -10,7 +10,7 @@ log=$out/doxygen.log
 texts=(README.md CONTRIBUTING.md CHANGELOG.md doc/*.md examples/README.md)
 
 # What is installed: these, and what they include.
-headers=$(printf '#include "%s"\n' include/fsys/*.h platform/OS.h |
+headers=$(printf '#include "%s"\n' include/fsys/*.h platform/{OS,Log,PathHelpers,DriveErrand}.h |
   "$compiler" -std=c++20 -I. -Iinclude -MM -x c++ - | tr ' ' '\n' | sed -nE '/\.h$/p' | sort -u)
 [ -n "$headers" ]
 

@@ -138,7 +138,7 @@ extern FSYS_EXPORT unsigned int FsysError;
 extern FSYS_EXPORT unsigned int MaxReadCoalesceSize;
 // The same for writes.
 extern FSYS_EXPORT unsigned int MaxWriteCoalesceSize;
-// Whether writes that are too slow are reported as failures.
+// Whether writes that are too slow are told so: as a success with an empty holder, FsysError 9.
 extern FSYS_EXPORT bool GlobalWriteSpeedWarningFlag;
 
 // The flat functions. 1 success, 0 failure; those that need the engine return 0 without one.

@@ -15,7 +15,7 @@ problems=$(mktemp)
 trap 'rm -f "$problems"' EXIT
 
 files() {
-  find . \( -name build -o -name .git -o -name demo-media \) -prune -o -type f \( "$@" \) -print |
+  find . \( -name build -o -name .git \) -prune -o -type f \( "$@" \) -print |
     sed 's|^\./||' | sort
 }
 

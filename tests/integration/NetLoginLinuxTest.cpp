@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cerrno>
-#include <functional>
 #include <string>
 
 #include "fsys/NetLogin.h"

@@ -1,7 +1,6 @@
 #include "tests/soak/FaultMaker.h"
 
 #include <string>
-#include <utility>
 
 namespace {
 

@@ -1,7 +1,6 @@
 #include "tests/soak/GuestLocations.h"
 
 #include <fstream>
-#include <shared_mutex>
 
 namespace {
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <utility>
 
 #include "fsys/CompletionInfo.h"
 #include "fsys/FsysFile.h"

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <atomic>
-#include <string>
 #include <thread>
 #include <vector>
 

@@ -1,6 +1,5 @@
 #include "tools/fsys/demo/DemoMedia.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "fsys/MediaName.h"

@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr double kUsPerMs = 1000;
+constexpr double kMegabyte = 1e6;
 constexpr double kLeadIn_ms = 300;  // from the first request to the first picture's turn
 
 // Threads: those of the shows. They wait until all of them are there, and end with this.
@@ -66,6 +68,6 @@ DemoFigures DemoStream::total() const {
 
 double DemoStream::cpuPerMb_us() const {
   DemoFigures all = total();
-  return std::max(cpu_ms_ - all.checking_ms, 0.0) * 1e9 /
+  return std::max(cpu_ms_ - all.checking_ms, 0.0) * kUsPerMs * kMegabyte /
          static_cast<double>(std::max<uint64_t>(all.bytes, 1));
 }
