@@ -3,7 +3,7 @@
 # What there is to complete is asked of the tool itself, by its own --help: nothing is listed here.
 
 # Reads a command's help; prints what it takes, a line each:
-#   command NAME, option NAME KIND ("-": without a value), word NAME KIND (in their order)
+#   command NAME, option NAME KIND ("-": without a value) HOW MANY, word NAME KIND (in their order)
 _fsys_takes() {
   awk '
     /^[A-Z][a-z]+:$/ { section = $1; next }
@@ -13,8 +13,9 @@ _fsys_takes() {
     section == "Options:" && /^  -/ {
       # "  -q,--quiet   What it does" takes no value, "  --level KIND   What it does" does.
       kind = /^  [^ ]+ [^ ]/ && $2 !~ /^(Needs|Excludes):$/ ? $2 : "-"
+      many = $3 == "x" ? $4 : 1
       n = split($1, names, ",")
-      for (i = 1; i <= n; ++i) print "option", names[i], kind
+      for (i = 1; i <= n; ++i) print "option", names[i], kind, many
     }
     END { for (i = 1; i <= count; ++i) if (usage[i] != "SUBCOMMAND")
       print "word", usage[i], i <= known ? kinds[i] : kinds[known] }'
@@ -24,12 +25,12 @@ _fsys_takes() {
 
 # Asks what the command so far takes.
 _fsys_ask() {
-  local what name kind
-  commands=() values=() options=()
-  while read -r what name kind; do
+  local what name kind many
+  commands=() values=() options=() counts=()
+  while read -r what name kind many; do
     case $what in
       command) commands+=("$name") ;;
-      option) options[$name]=$kind ;;
+      option) options[$name]=$kind counts[$name]=$many ;;
       word) values+=("$name $kind") ;;
     esac
   done < <("$tool" "${command[@]}" --help 2>/dev/null </dev/null | _fsys_takes)
@@ -43,16 +44,16 @@ _fsys_is_command() {
 
 # Goes through the words before the one that is completed.
 _fsys_walk() {
-  local index word
+  local index word left
   _fsys_ask
   for ((index = 1; index < cword; ++index)); do
     word=${words[index]}
     if [ -n "$awaited" ]; then
-      awaited=
+      ((--left)) || awaited=
     elif [ "$dashes" = no ] && [ "$word" = -- ]; then
       dashes=yes
     elif [ "$dashes" = no ] && [[ $word == -?* ]]; then
-      [[ $word == *=* || ${options[$word]:--} == - ]] || awaited=$word
+      [[ $word == *=* || ${options[$word]:--} == - ]] || { awaited=$word left=${counts[$word]}; }
     elif _fsys_is_command "$word"; then
       command+=("$word")
       _fsys_ask
@@ -87,7 +88,7 @@ _fsys_value() {
   read -r name kind <<<"${values[given]}"
   case $kind:${name#[} in
     number:* | *:COOKIE* | *:NAME* | *:EXTENSION*) ;;
-    *:FOLDER*) _filedir -d ;;
+    *:FOLDER* | *:MEDIA*) _filedir -d ;;
     *) _filedir ;;
   esac
 }
@@ -99,6 +100,7 @@ _fsys() {
   local -a command=()    # as far as it stands there
   local -a commands=()   # that may follow
   local -A options=()    # and their kinds
+  local -A counts=()     # and how many values each takes
   local -a values=()     # and their kinds
   local given=0          # values that stand there
   local dashes=no        # whether "--" does

@@ -122,3 +122,13 @@ case_without_the_tool_nothing_is_offered() {
   offers read "" :=
   fsys=$tool
 }
+
+case_an_option_of_two_values_is_completed_twice() {
+  mkdir one two
+  touch file
+  offers demo --drives "" := one two
+  offers demo --drives one "" := one two
+  offers demo --drives one two "" := one two
+  offers demo --drives one two one "" :=
+  offers demo --work one "" := one two
+}

@@ -49,9 +49,12 @@ CLI::App* DemoCommand::define(CLI::App& app) {
   CLI::App* command = app.add_subcommand("demo", "Live through an editor's day, and check it all");
   command->add_option("MEDIA", media_, "The folder of its shots: four, and two with proxies")
       ->required();
-  command->add_option("--work", work_, "An empty folder for what it makes")->required();
+  command->add_option("--work", work_, "An empty folder for what it makes")
+      ->required()
+      ->type_name("FOLDER");
   command->add_option("--drives", drives_, "Two empty folders that are its drives (in --work)")
-      ->expected(2);
+      ->expected(2)
+      ->type_name("FOLDER");
   command->add_option("--device", device_, "What is mounted at the first of them; with --type");
   command->add_option("--type", type_, "The file system there");
   command->add_option("--seconds", seconds_, "How long is played and recorded (8)")
