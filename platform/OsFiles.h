@@ -126,9 +126,10 @@ public:
   // all who do the same, in this process and in others; whoever opens it so for writing alone
   // shares it with nobody. An open that finds the lock taken fails with eOsAccessDenied and does
   // not empty the file. Opening without the attribute asks for no lock, and a file system that
-  // knows none gives the file without it. Who locks a name means that very file: a link of that
-  // name is not followed (ELOOP), and no file is made behind one. The lock is free when the last
-  // reference has gone: that waits for the drive, but for two seconds at most.
+  // knows none gives the file without it; where the lock fails in any other way, so does the open,
+  // and a file that it made stays: another may hold it by then. Who locks a name means that very
+  // file: a link of that name is not followed (ELOOP), and no file is made behind one. The lock is
+  // free when the last reference has gone: that waits for the drive, but for two seconds at most.
   enum Attribute : unsigned { eAttributeHoldLock = 32 };
 
   // What can be told of a file's lock.

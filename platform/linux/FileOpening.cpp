@@ -40,14 +40,19 @@ uint32_t checkKind(const struct stat& status) {
   return S_ISDIR(status.st_mode) ? eOsIsAFolder : eOsNotSupported;
 }
 
-// Holders share the lock, so that one may open its file twice; who asks whether it is free for a
-// writer sees them. A file system that knows no locks is no reason to refuse the file.
+// 0, or why there is no lock. Holders share it, so that one may open its file twice; who asks whether
+// it is free for a writer sees them. A file system that knows no locks is no reason to refuse the
+// file; any other failure is one, for without its lock a file that is in use counts as a leftover.
 uint32_t takeLock(int descriptor, bool read) {
   struct flock lock = {};
   lock.l_type = static_cast<short>(read ? F_RDLCK : F_WRLCK);
   lock.l_whence = SEEK_SET;
-  if (fcntl(descriptor, F_OFD_SETLK, &lock) == 0) return 0;
-  return errno == EAGAIN || errno == EACCES ? uint32_t{eOsAccessDenied} : 0;
+  while (fcntl(descriptor, F_OFD_SETLK, &lock) != 0) {
+    if (errno == EINTR) continue;
+    if (errno == EAGAIN || errno == EACCES) return eOsAccessDenied;
+    return knowsNoLocks(errno) ? 0 : osErrorOf(errno);
+  }
+  return 0;
 }
 
 // Who may not change the owner leaves it as it is.

@@ -30,3 +30,9 @@ inline bool bytesOf(const LightweightString<wchar_t>& path, std::string& bytes) 
   if (!isName) failWith(eOsInvalid);
   return isName;
 }
+
+// Of a question about a lock, or for one: where the file system knows none there is nobody to keep
+// out and nothing to tell.
+inline bool knowsNoLocks(int number) {
+  return number == ENOLCK || number == ENOSYS || number == ENOTSUP || number == EINVAL;
+}

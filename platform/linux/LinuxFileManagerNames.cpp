@@ -102,10 +102,6 @@ int syncOpened(int descriptor) {
   return 0;
 }
 
-bool knowsNoLocks(int error) {
-  return error == ENOLCK || error == ENOSYS || error == ENOTSUP || error == EINVAL;
-}
-
 // The folder that a pattern names, and the pattern of the files in it, good for as long as the
 // whole. Not open, and the thread's last error set, when it is not to be had.
 Descriptor folderOfPattern(const Path& pattern, std::wstring_view& signs) {

@@ -53,6 +53,11 @@ bool SystemCallFilter::kill(int call) { return install(call, SECCOMP_RET_KILL_PR
 
 bool SystemCallFilter::trap(int call) { return install(call, SECCOMP_RET_TRAP); }
 
+bool SystemCallFilter::trapUnmarked(int call) {
+  return install(call, SECCOMP_RET_TRAP, {5, 0, kMark - 1}) &&
+         install(call, SECCOMP_RET_TRAP, {5, kMark + 1, UINT32_MAX});
+}
+
 bool SystemCallFilter::isAllowed() {
   pid_t child = fork();
   if (child == 0) _exit(refuse(SYS_io_uring_setup, EPERM) ? 0 : 1);

@@ -16,6 +16,9 @@ public:
   static bool kill(int call);
   // The call raises SIGSYS on its thread.
   static bool trap(int call);
+  // The same, save where the lower half of its sixth argument is kMark.
+  static constexpr uint32_t kMark = 0x6C657421;
+  static bool trapUnmarked(int call);
   // Whether the above are allowed here. Changes nothing.
   static bool isAllowed();
 };
