@@ -128,8 +128,11 @@ public:
   // not empty the file. Opening without the attribute asks for no lock, and a file system that
   // knows none gives the file without it; where the lock fails in any other way, so does the open,
   // and a file that it made stays: another may hold it by then. Who locks a name means that very
-  // file: a link of that name is not followed (ELOOP), and no file is made behind one. The lock is
-  // free when the last reference has gone: that waits for the drive, but for two seconds at most.
+  // file: a link of that name is not followed (ELOOP), and no file is made behind one. A file that
+  // is deleted or exchanged before it is locked is let go of, and the name opened anew; where that
+  // happens again and again it is eOsAccessDenied. A file that is there is opened and not made, so
+  // that it may be another user's wherever it may be written. The lock is free when the last
+  // reference has gone: that waits for the drive, but for two seconds at most.
   enum Attribute : unsigned { eAttributeHoldLock = 32 };
 
   // What can be told of a file's lock.

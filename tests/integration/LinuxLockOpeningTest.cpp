@@ -1,4 +1,5 @@
-// What happens while a file is opened and locked.
+// What happens while a file is opened and locked: which failures of the lock are told, and that the
+// file that is locked is the one that has the name.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <string>
 
 #include "tests/integration/LinuxFileFixture.h"
@@ -29,6 +31,15 @@ protected:
     Manager::LockState state = Manager::eLockUnknown;
     return linuxFileManager()->askLock(folder_ / "file", state) && state == Manager::eLockHeld;
   }
+  ino_t inode() const {
+    struct stat status = {};
+    return lstat(folder_.bytes("file").c_str(), &status) == 0 ? status.st_ino : 0;
+  }
+  // Another file gets the name, as a logout and a login of others leave it.
+  void exchange() const {
+    unlink(folder_.bytes("file").c_str());
+    mknod(folder_.bytes("file").c_str(), S_IFREG | 0644, 0);
+  }
   // In a process of its own, whose system calls may be caught.
   template <typename Check>
   static bool isRight(Check check) {
@@ -42,6 +53,14 @@ protected:
   static bool atLock(Work work) {
     return CaughtCalls::begin(SYS_fcntl, [work, n = 0](const auto& a) mutable {
       return a[1] == F_OFD_SETLK ? work(++n) : std::optional<long>();
+    });
+  }
+  // Runs before the file is opened, with the flags.
+  template <typename Work>
+  bool atOpen(Work work) const {
+    return CaughtCalls::begin(SYS_openat, [work, path = folder_.bytes("file")](const auto& a) {
+      bool isIt = path == reinterpret_cast<const char*>(a[1]);
+      return isIt ? work(a[2]) : std::optional<long>();
     });
   }
 };
@@ -67,6 +86,90 @@ TEST_F(LinuxLockOpeningTest, ALockIsAskedForAgainAfterAnInterruption) {
     bool isSet = atLock([](int n) { return n <= 3 ? std::optional<long>(-EINTR) : std::nullopt; });
     Qv::Ptr<iFile> file = isSet ? lock() : nullptr;
     return file && lastError() == 0 && isHeld();
+  }));
+}
+
+TEST_F(LinuxLockOpeningTest, TheFileThatHasTheNameByThenIsLocked) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << kNoFilter;
+  for (unsigned creation : {Manager::eOpenOrCreate, Manager::eOpenExisting}) {
+    exchange();
+    EXPECT_TRUE(isRight([&] {
+      int before = countDescriptors();
+      bool isSet = atLock([this](int n) {
+        if (n <= 3) exchange();
+        return std::optional<long>();
+      });
+      Qv::Ptr<iFile> file = isSet ? lock(creation) : nullptr;
+      return file && lastError() == 0 && isHeld() && countDescriptors() == before + 1;
+    })) << creation;
+  }
+}
+
+TEST_F(LinuxLockOpeningTest, AFileThatIsDeletedMeanwhileIsMadeAnewWhereOneMayBeMade) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << kNoFilter;
+  auto lockOfADeleted = [this](unsigned creation) {
+    exchange();
+    atLock([this](int n) {
+      if (n == 1) unlink(folder_.bytes("file").c_str());
+      return std::optional<long>();
+    });
+    return lock(creation);
+  };
+  EXPECT_TRUE(isRight([&] {
+    Qv::Ptr<iFile> file = lockOfADeleted(Manager::eOpenOrCreate);
+    return file && isHeld();
+  }));
+  EXPECT_TRUE(isRight(
+      [&] { return !lockOfADeleted(Manager::eOpenExisting) && lastError() == eOsNotFound; }));
+  EXPECT_FALSE(isThere("file"));
+}
+
+TEST_F(LinuxLockOpeningTest, ANameWhoseFileIsExchangedAgainAndAgainIsGivenUp) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << kNoFilter;
+  EXPECT_TRUE(isRight([this] {
+    exchange();
+    int before = countDescriptors();
+    bool isSet = atLock([this](int) {
+      exchange();
+      return std::optional<long>();
+    });
+    return isSet && !lock() && lastError() == eOsAccessDenied && countDescriptors() == before;
+  }));
+}
+
+// In a folder that is everybody's the system may refuse it.
+TEST_F(LinuxLockOpeningTest, AFileThatIsThereIsNotAskedToBeMade) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << kNoFilter;
+  auto refusesToMakeWhatIsThere = [this] {
+    return atOpen([this](long flags) {
+      bool isRefused = (flags & O_CREAT) && isThere("file");
+      return isRefused ? std::optional<long>(-EACCES) : std::nullopt;
+    });
+  };
+  EXPECT_TRUE(isRight([&] {
+    Qv::Ptr<iFile> file = refusesToMakeWhatIsThere() ? lock() : nullptr;
+    return file && isHeld();
+  })) << "it is made where it is missing";
+  folder_.put("file", "content");
+  const ino_t before = inode();
+  EXPECT_TRUE(isRight([&] { return refusesToMakeWhatIsThere() && lock(); }));
+  EXPECT_EQ(inode(), before);
+  EXPECT_EQ(folder_.content("file"), "content");
+}
+
+TEST_F(LinuxLockOpeningTest, AFileThatIsMadeMeanwhileIsOpened) {
+  if (!SystemCallFilter::isAllowed()) GTEST_SKIP() << kNoFilter;
+  EXPECT_TRUE(isRight([this] {
+    ino_t made = 0;
+    bool isSet = atOpen([this, &made](long flags) {
+      if ((flags & O_CREAT) && made == 0) {
+        exchange();
+        made = inode();
+      }
+      return std::optional<long>();
+    });
+    Qv::Ptr<iFile> file = isSet ? lock() : nullptr;
+    return file && lastError() == 0 && isHeld() && made != 0 && inode() == made;
   }));
 }
 
