@@ -251,8 +251,9 @@ public:
                         const LightweightString<wchar_t>& to) = 0;
 
   // Marks a file that others are to notice: every user may read it, and its time of last change is
-  // now. A link of that name is not followed, and a file that has another name as well is left as
-  // it is (eOsNotPermitted): there it may be a secret. False when one of both was not done.
+  // now. A link of that name is not followed. A file that holds anything, or has another name as
+  // well, is left as it is (eOsNotPermitted): whoever may move files there may have given the name
+  // to somebody's secret. False when one of both was not done.
   virtual bool markFile(const LightweightString<wchar_t>& path) = 0;
   // Whether anybody holds the lock of a file, in this process or in another, on this machine or on
   // another. Only asks: it takes no lock, and needs no right but to read the file. A link of that

@@ -439,6 +439,7 @@ bool FakeFileManager::markFile(const Path& path) {
   uint32_t error = faults_.next(FaultPlan::eMarkFile).error;
   Content content;
   uint32_t result = error != 0 ? error : findItself(path, content);
+  if (result == kSucceeded && content->size() > 0) result = eOsNotPermitted;
   if (result == kSucceeded && driveOf(textOf(path)).readOnly) result = eOsReadOnly;
   if (result == kSucceeded) {
     changeMode(path, content, content->mode | kEveryoneReads);

@@ -226,7 +226,7 @@ bool LinuxFileManager::markFile(const Path& path) {
   if (isServed(path)) return failed(eOsNotSupported);
   Qv::Ptr<OpenDescriptors> opened = openItself(bytes);
   if (!opened || !succeeded(fstat(opened->cached(), &status))) return false;
-  if (status.st_nlink > 1) return failed(eOsNotPermitted);
+  if (status.st_nlink > 1 || status.st_size > 0) return failed(eOsNotPermitted);
   mode_t mode = status.st_mode & kEveryMode;
   mode_t wanted = mode | kEveryoneReads;
   bool isReadable = mode == wanted || succeeded(fchmod(opened->cached(), wanted));

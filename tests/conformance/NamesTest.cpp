@@ -317,11 +317,11 @@ TYPED_TEST(NamesConformance, TheModeIsThatOfAFileAndGoesToAFile) {
 }
 
 TYPED_TEST(NamesConformance, OnlyAFileIsMarked) {
-  PathString file = this->makeFile(L"file", std::string("x"));
+  PathString file = this->makeFile(L"file", std::string());
   this->forgetLastError();
   EXPECT_TRUE(this->files()->markFile(file));
   EXPECT_EQ(this->lastError(), 0u);
-  EXPECT_EQ(this->content(file), "x");
+  EXPECT_EQ(this->content(file), "");
   this->expectError(this->files()->markFile(this->makeFolder(L"folder")), eOsIsAFolder);
   this->expectError(this->files()->markFile(this->path(L"none")), eOsNotFound);
   this->expectError(this->files()->markFile(file + this->files()->getSeparator() + L"x"),
@@ -329,6 +329,12 @@ TYPED_TEST(NamesConformance, OnlyAFileIsMarked) {
   this->expectError(this->files()->markFile(kNulName), eOsInvalid);
   this->expectError(this->files()->markFile(L"mem:served"), eOsNotSupported);
   EXPECT_FALSE(this->files()->exists(this->path(L"none")));
+}
+
+TYPED_TEST(NamesConformance, AFileThatHoldsAnythingIsNotMarked) {
+  PathString file = this->makeFile(L"file", std::string("x"));
+  this->expectError(this->files()->markFile(file), eOsNotPermitted);
+  EXPECT_EQ(this->content(file), "x");
 }
 
 TYPED_TEST(NamesConformance, AReadOnlyModeIsCopied) {

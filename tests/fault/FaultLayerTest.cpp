@@ -156,7 +156,8 @@ protected:
       case FaultCall::eCopyMode:
         return files->copyMode(Text(L"/m/a"), Text(L"/m/a"));
       case FaultCall::eMarkFile:
-        return files->markFile(Text(L"/m/a"));
+        os_->files().addFile(Text(L"/m/empty"));
+        return files->markFile(Text(L"/m/empty"));
       case FaultCall::eAskLock:
         if (files->askLock(Text(L"/m/a"), lock)) return lock == iFileManager::eLockFree;
         EXPECT_EQ(lock, iFileManager::eLockUnknown);

@@ -34,9 +34,9 @@ protected:
     EXPECT_TRUE(linuxFileManager()->askLock(folder_ / name, state));
     return state;
   }
-  // Of a file of long ago, with that mode.
-  void putOld(std::string_view name, mode_t mode) const {
-    folder_.put(name, "content");
+  // A file of long ago, with that mode.
+  void putOld(std::string_view name, mode_t mode, std::string_view content = "") const {
+    folder_.put(name, content);
     const timespec times[2] = {{1, 0}, {1, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, folder_.bytes(name).c_str(), times, 0), 0);
     ASSERT_EQ(chmod(folder_.bytes(name).c_str(), mode), 0);
@@ -78,7 +78,7 @@ TEST_F(LinuxLocksTest, AMarkedFileCanBeReadByEveryUserAndIsOfNow) {
   EXPECT_TRUE(linuxFileManager()->markFile(folder_ / "file"));
   EXPECT_EQ(modeOf("file"), 02664u);
   EXPECT_TRUE(isOfNow("file"));
-  EXPECT_EQ(folder_.content("file"), "content");
+  EXPECT_EQ(folder_.content("file"), "");
 }
 
 TEST_F(LinuxLocksTest, ALinkIsNotMarkedAndNeitherIsWhatItLeadsTo) {
@@ -97,6 +97,14 @@ TEST_F(LinuxLocksTest, AFileThatHasAnotherNameIsNotMarked) {
   EXPECT_EQ(lastError(), eOsNotPermitted);
   EXPECT_EQ(modeOf("secret"), 0600u);
   EXPECT_FALSE(isOfNow("secret"));
+}
+
+TEST_F(LinuxLocksTest, AFileThatHoldsAnythingIsNotMarked) {
+  putOld("file", 0600, "x");
+  EXPECT_FALSE(linuxFileManager()->markFile(folder_ / "file"));
+  EXPECT_EQ(lastError(), eOsNotPermitted);
+  EXPECT_EQ(modeOf("file"), 0600u);
+  EXPECT_FALSE(isOfNow("file"));
 }
 
 TEST_F(LinuxLocksTest, AFifoIsNotMarkedAndNotWaitedFor) {

@@ -141,6 +141,15 @@ TEST_F(NetLoginLinuxTest, AFileUnderTwoNamesIsNotShownToOthers) {
   EXPECT_FALSE(isThere(nameOfFile()));
 }
 
+TEST_F(NetLoginLinuxTest, AFileThatWasMovedToTheNameIsNotShownToOthers) {
+  folder_.put("diary", "secret");
+  ASSERT_EQ(chmod(folder_.bytes("diary").c_str(), 0600), 0);
+  ASSERT_EQ(rename(folder_.bytes("diary").c_str(), lockFile().c_str()), 0);
+  EXPECT_EQ(NetLogin(folder_ / ""), 1u);
+  EXPECT_EQ(modeOf(lockFile()), 0600u);
+  EXPECT_EQ(folder_.content(nameOfFile()), "secret");
+}
+
 TEST_F(NetLoginLinuxTest, AFifoOrAFolderOfTheFilesNameIsRefusedAndNotWaitedFor) {
   ASSERT_EQ(mkfifo(lockFile().c_str(), 0600), 0);
   EXPECT_EQ(NetLogin(folder_ / ""), 0u);
