@@ -53,18 +53,26 @@ std::optional<std::invoke_result_t<Work>> ask(const Text& name, const Work& work
   return std::nullopt;
 }
 
+Text lockFileNameOf(const Text& folder, const Text& station) {
+  Text name = folder;
+  const wchar_t separator = files()->getSeparator();
+  if (!name.view().ends_with(separator)) name += separator;
+  name += station;
+  return name += L".cli";
+}
+
 // Elsewhere the file would lie in whatever folder is the current one, at the root, or in a folder
 // that the workstation's name leads to; and one without a name would be everybody's.
-bool isPlaceForALogin(const Text& folder) {
+bool isPlaceForALogin(const Text& folder, const Text& station) {
   const wchar_t separator = files()->getSeparator();
-  const Text name = workstation();
-  return folder[0] == separator && !name.empty() && name.view().find(separator) == Text::npos;
+  return folder[0] == separator && !station.empty() && station.view().find(separator) == Text::npos;
 }
 
 // The name and the open file; empty, and the last error, when there is none.
 Qv::Ptr<iFile> openLockFile(const Text& folder, Text& name) try {
-  name = getNetLoginLockFileName(folder);
-  if (!isPlaceForALogin(folder)) {
+  const Text station = workstation();
+  name = lockFileNameOf(folder, station);
+  if (!isPlaceForALogin(folder, station)) {
     OS()->getErrors()->setLastError(eOsInvalid);
     return nullptr;
   }
@@ -90,13 +98,7 @@ void logoutLocked() REQUIRES(loginLock) {
 
 Qv::Ptr<iFile>& lockFilehandle = *new (&roomOfHandle) Qv::Ptr<iFile>;
 
-Text getNetLoginLockFileName(const Text& folder) {
-  Text name = folder;
-  const wchar_t separator = files()->getSeparator();
-  if (!name.view().ends_with(separator)) name += separator;
-  name += workstation();
-  return name += L".cli";
-}
+Text getNetLoginLockFileName(const Text& folder) { return lockFileNameOf(folder, workstation()); }
 
 uint32_t NetLogin(const Text& folder) {
   CriticalSectionLock lock(loginLock);

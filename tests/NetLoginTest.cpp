@@ -11,6 +11,7 @@
 #include "platform/Clocks.h"
 #include "tests/NetLoginFixture.h"
 #include "tests/support/ForwardingFiles.h"
+#include "tests/support/ForwardingOS.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -91,6 +92,22 @@ private:
   WatchedFiles& to_;
 };
 
+// A workstation that has another name each time that it is asked for it.
+class RenamedWorkstation final : public ForwardingOS, private iSystemInfo {
+public:
+  iSystemInfo* getSystemInfo() override { return this; }
+
+private:
+  Text getWorkstationName() const override { return names_++ == 0 ? L"STATION" : L"../other"; }
+  unsigned getProcessorCount() const override { return 1; }
+  uint32_t getPageSize() const override { return 4096; }
+  uint32_t getProcessId() const override { return 1; }
+  double getProcessCpu_ms() const override { return 0; }
+  bool getEnvironment(const char*, std::string&) const override { return false; }
+
+  mutable unsigned names_ = 0;
+};
+
 }  // namespace
 
 // The name ----------------------------------------------------------------------------------------
@@ -137,6 +154,14 @@ TEST_F(NetLoginTest, TheFileIsOpenedWith3And3And4And32) {
   EXPECT_EQ(open.creation, 3u);
   EXPECT_EQ(open.flags, 4u);
   EXPECT_EQ(open.attributes, 32u);
+}
+
+TEST_F(NetLoginTest, AWorkstationThatIsRenamedMeanwhileIsLoggedInByTheNameThatWasLookedAt) {
+  {
+    RenamedWorkstation renamed;
+    EXPECT_EQ(NetLogin(kFolder), 1u);
+  }
+  EXPECT_EQ(stateOf(kLockFile), "live");
 }
 
 TEST_F(NetLoginTest, TheFileIsMarkedOnceTheLoginIsHeld) {
