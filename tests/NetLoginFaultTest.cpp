@@ -64,6 +64,20 @@ TEST_F(NetLoginFaultTest, AMarkThatIsLateKeepsNoLoginFromBeingHeld) {
 
 // Without memory ----------------------------------------------------------------------------------
 
+TEST_F(NetLoginFaultTest, WithoutMemoryForTheNameOfTheLockFileBadAllocIsThrown) {
+  FailingHeap heap;
+  if (!heap.isAsked()) GTEST_SKIP() << "a sanitizer's heap stands where ours would";
+  bool isThrown = false;
+  heap.refuse(0, true);
+  try {
+    getNetLoginLockFileName(kFolder);
+  } catch (const std::bad_alloc&) {
+    isThrown = true;
+  }
+  EXPECT_TRUE(heap.letBe());
+  EXPECT_TRUE(isThrown);
+}
+
 // Each allocation of a login, or of a logout, is refused once, or with all that follow.
 class NetLoginMemoryTest : public NetLoginFixture, public testing::WithParamInterface<bool> {
 protected:
