@@ -1,18 +1,25 @@
 // The login of a workstation on real folders, as other processes see it.
 
+#include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <climits>
+#include <ctime>
 #include <string>
 
 #include "fsys/NetLogin.h"
 #include "tests/integration/LinuxFileFixture.h"
 #include "tests/support/AsNobody.h"
+#include "tests/support/ForwardingOS.h"
 #include "tests/support/HeldFileSystem.h"
+#include "tests/support/MountedFolder.h"
 #include "tests/support/MountedShare.h"
 #include "tests/support/OwnMounts.h"
 
@@ -43,6 +50,72 @@ protected:
     EXPECT_EQ(lstat(path.c_str(), &status), 0);
     return status.st_mode & 07777;
   }
+  // Logs in to a drive in memory that was mounted anew with those options, and says how it failed.
+  static void expectRefused(unsigned long flags, const char* options, uint32_t error) {
+    MountedFolder drive(MountedFolder::eMemory, 1);
+    if (drive.path().empty()) GTEST_SKIP() << drive.why();
+    ASSERT_EQ(mount("none", drive.path().c_str(), "tmpfs", MS_REMOUNT | flags, options), 0);
+    EXPECT_EQ(NetLogin(drive / ""), 0u);
+    EXPECT_EQ(lastError(), error);
+    EXPECT_FALSE(lockFilehandle);
+    EXPECT_FALSE(linuxFileManager()->exists(getNetLoginLockFileName(drive / "")));
+  }
+  // A workstation of another name.
+  class Station final : public ForwardingOS, private iSystemInfo {
+  public:
+    explicit Station(const Path& name) : name_(name) {}
+    iSystemInfo* getSystemInfo() override { return this; }
+
+  private:
+    Path getWorkstationName() const override { return name_; }
+    unsigned getProcessorCount() const override { return now()->getProcessorCount(); }
+    uint32_t getPageSize() const override { return now()->getPageSize(); }
+    uint32_t getProcessId() const override { return now()->getProcessId(); }
+    double getProcessCpu_ms() const override { return now()->getProcessCpu_ms(); }
+    bool getEnvironment(const char* name, std::string& value) const override {
+      return now()->getEnvironment(name, value);
+    }
+    iSystemInfo* now() const { return inner()->getSystemInfo(); }
+
+    const Path name_;
+  };
+  // Another program, which runs until its line is closed.
+  class Program {
+  public:
+    Program() {
+      std::array<int, 2> in = {-1, -1};
+      std::array<int, 2> out = {-1, -1};
+      EXPECT_EQ(pipe2(in.data(), O_CLOEXEC), 0);
+      EXPECT_EQ(pipe2(out.data(), O_CLOEXEC), 0);
+      posix_spawn_file_actions_t actions;
+      posix_spawn_file_actions_init(&actions);
+      posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
+      posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+      char name[] = "cat";
+      char* words[] = {name, nullptr};
+      EXPECT_EQ(posix_spawnp(&process_, name, &actions, nullptr, words, environ), 0);
+      posix_spawn_file_actions_destroy(&actions);
+      // Its descriptors are closed a moment after the system says that it was started.
+      char byte = 'x';
+      EXPECT_EQ(write(in[1], &byte, 1), 1);
+      close(out[1]);
+      EXPECT_EQ(read(out[0], &byte, 1), 1) << "it does not run";
+      close(in[0]);
+      close(out[0]);
+      end_ = in[1];
+    }
+    ~Program() {
+      EXPECT_EQ(waitpid(process_, nullptr, WNOHANG), 0) << "it has ended before";
+      close(end_);
+      waitpid(process_, nullptr, 0);
+    }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+  private:
+    pid_t process_ = 0;
+    int end_ = -1;
+  };
   // Another process that is logged in until it is ended.
   class Other {
   public:
@@ -94,6 +167,66 @@ TEST_F(NetLoginLinuxTest, ALoginOfAProcessThatIsKilledIsALeftoverThatTheNextTake
   EXPECT_EQ(state(), "leftover");
   EXPECT_EQ(NetLogin(folder_ / ""), 1u);
   EXPECT_EQ(state(), "live");
+}
+
+TEST_F(NetLoginLinuxTest, AnOldLeftoverIsTakenOverAsTheFileThatItIsAndIsOfNow) {
+  folder_.put(nameOfFile(), "");
+  const timespec longAgo[2] = {{1, 0}, {1, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, lockFile().c_str(), longAgo, 0), 0);
+  struct stat before = {};
+  struct stat now = {};
+  ASSERT_EQ(stat(lockFile().c_str(), &before), 0);
+  EXPECT_EQ(NetLogin(folder_ / ""), 1u);
+  ASSERT_EQ(stat(lockFile().c_str(), &now), 0);
+  EXPECT_EQ(now.st_ino, before.st_ino);
+  EXPECT_GT(now.st_mtime, time(nullptr) - 60);
+}
+
+TEST_F(NetLoginLinuxTest, AProgramThatWasStartedMeanwhileDoesNotHoldTheLock) {
+  EXPECT_EQ(NetLogin(folder_ / ""), 1u);
+  ASSERT_EQ(::link(lockFile().c_str(), folder_.bytes("kept").c_str()), 0);
+  Program program;
+  Manager::LockState told = Manager::eLockUnknown;
+  EXPECT_TRUE(linuxFileManager()->askLock(folder_ / "kept", told));
+  EXPECT_EQ(told, Manager::eLockHeld);
+  EXPECT_EQ(NetLogout(), 1u);
+  EXPECT_TRUE(linuxFileManager()->askLock(folder_ / "kept", told));
+  EXPECT_EQ(told, Manager::eLockFree);
+}
+
+TEST_F(NetLoginLinuxTest, ALinkedFolderIsTheOneThatItLeadsTo) {
+  makeFolder("one");
+  link("one", "to-one");
+  EXPECT_EQ(NetLogin(folder_ / "to-one"), 1u);
+  EXPECT_EQ(state("one"), "live");
+  EXPECT_EQ(NetLogout(), 1u);
+  EXPECT_EQ(state("one"), "gone");
+}
+
+TEST_F(NetLoginLinuxTest, AWorkstationsNameIsTakenByteForByteAndWithinTheFileSystemsLimit) {
+  const std::string longest(NAME_MAX - 4, 'x');
+  for (const std::string& name : {std::string("edit\xFF"), longest}) {
+    Station station{fromUTF8(std::string_view(name))};
+    EXPECT_EQ(NetLogin(folder_ / ""), 1u) << name;
+    EXPECT_TRUE(isThere(name + ".cli")) << name;
+    EXPECT_EQ(NetLogout(), 1u);
+    EXPECT_FALSE(isThere(name + ".cli")) << name;
+  }
+  for (const auto& [name, error] :
+       {std::pair(fromUTF8(longest + "x"), eOsNameTooLong), {Path(L"\xDCC3\xDCA9"), eOsInvalid}}) {
+    Station station(name);
+    EXPECT_EQ(NetLogin(folder_ / ""), 0u);
+    EXPECT_EQ(lastError(), uint32_t{error});
+    EXPECT_FALSE(lockFilehandle);
+  }
+}
+
+TEST_F(NetLoginLinuxTest, AReadOnlyDriveIsNotLoggedInTo) {
+  expectRefused(MS_RDONLY, "size=1m", eOsReadOnly);
+}
+
+TEST_F(NetLoginLinuxTest, ADriveWithoutRoomForAFileIsNotLoggedInTo) {
+  expectRefused(0, "nr_inodes=1", eOsNoSpace);
 }
 
 TEST_F(NetLoginLinuxTest, ASecondLoginElsewhereIsLiveAndTheFirstIsGone) {

@@ -59,6 +59,16 @@ bool isTellingOfFiles() {
   return ear->isTold && SystemCache::fileSize(cookie) == 1000;
 }
 
+// A library that was just loaded knows of no login: a file that lies there is another's.
+bool isLoggedOut(const char* shared) {
+  if (lockFilehandle) return false;
+  if (!shared) return true;
+  const LightweightString<wchar_t> name = getNetLoginLockFileName(fromUTF8(shared));
+  iFileManager* files = OS()->getFileManager();
+  files->openFile(name, iFileManager::eAccessReadWrite, iFileManager::eOpenOrCreate, 0, 0);
+  return NetLogout() == 1 && files->exists(name);
+}
+
 bool isLoggedIn(const char* shared) { return NetLogin(fromUTF8(shared)) == 1 && lockFilehandle; }
 
 }  // namespace
@@ -72,6 +82,7 @@ extern "C" __attribute__((visibility("default"))) int useEngine(const char* path
                                                                 bool shutsDown) {
   if (!isSpaceTold()) return 7;
   if (!isTellingOfFiles()) return 8;
+  if (!isLoggedOut(shared)) return 11;
   if (shared && !isLoggedIn(shared)) return 9;
   if (FsysInitialize() != 1) return 2;
   FsysFile* file = nullptr;
