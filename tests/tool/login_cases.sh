@@ -341,18 +341,21 @@ case_a_share_that_falls_silent_keeps_no_login_for_ever() {
   mount_share media
   start_login
   order s
-  local command code
+  local command running=()
   for command in who logout login; do
-    code=0
-    timeout 60 "$fsys" $command media >out 2>err </dev/null || code=$?
-    [ "$code" = 6 ] || { cat out err; fail "$command has exit code $code"; }
-    says "its drive does not answer"
+    timeout 60 "$fsys" $command media >out.$command 2>err.$command </dev/null &
+    running+=("$command:$!")
   done
   kill -INT "$login"
   until_true "! kill -0 $login 2>gone || { sleep 0.3; false; }"
   wait "$login"
   [ $? = 130 ] || { cat err; fail "another exit code"; }
   grep -qF 'interrupted; the lock file may still be there' err || { cat err; fail "other words"; }
+  for command in "${running[@]}"; do
+    wait "${command#*:}"
+    [ $? = 6 ] || { cat err.*; fail "${command%:*} has another exit code"; }
+    grep -qF "its drive does not answer" "err.${command%:*}" || { cat err.*; fail "other words"; }
+  done
 }
 
 case_a_lock_file_that_cannot_be_deleted_is_told() {

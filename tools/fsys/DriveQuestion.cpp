@@ -5,7 +5,6 @@
 
 #include "fsys/MediaDrive.h"
 #include "platform/Clocks.h"
-#include "platform/DriveErrand.h"
 #include "platform/OS.h"
 #include "tools/fsys/Interrupt.h"
 #include "tools/fsys/Text.h"
@@ -25,13 +24,15 @@ bool isPrepared(const PathString& path) {
          isFolder(joinPaths(path, MediaDrive::getFolder(eCookieSound)));
 }
 
-DriveAnswer ask(const PathString& path, Question question) {
-  auto answer = askDrive(path, [path, question] {
+DriveAnswer ask(const PathString& path, Question question,
+                unsigned patience_ms = kDrivePatience_ms) {
+  auto work = [path, question] {
     OS()->getErrors()->setLastError(0);
     DriveAnswer told{question(path)};
     if (!told.yes) told.error = OS()->getErrors()->getLastError();
     return told;
-  });
+  };
+  auto answer = askDrive(path, work, patience_ms);
   return answer ? *answer : DriveAnswer{false, OS()->getErrors()->getLastError()};
 }
 
@@ -43,7 +44,9 @@ DriveAnswer askIsThere(const PathString& path) {
   return ask(path, [](const PathString& asked) { return OS()->getFileManager()->exists(asked); });
 }
 
-DriveAnswer askIsFolder(const PathString& path) { return ask(path, &isFolder); }
+DriveAnswer askIsFolder(const PathString& path, unsigned patience_ms) {
+  return ask(path, &isFolder, patience_ms);
+}
 
 DriveAnswer askIsWritable(const PathString& path) {
   return ask(path,
@@ -85,8 +88,8 @@ ToolError driveError(const std::string& doing, const PathString& path, uint32_t 
   return engineError(doing, bytesOf(path), error);
 }
 
-void requireFolder(const std::string& doing, const PathString& path) {
-  DriveAnswer folder = askIsFolder(path);
+void requireFolder(const std::string& doing, const PathString& path, unsigned patience_ms) {
+  DriveAnswer folder = askIsFolder(path, patience_ms);
   if (folder.yes) return;
   if (folder.error == 0 || folder.error == eOsNotFound || folder.error == eOsNotAFolder)
     throw ToolError(ExitCode::eNotFound, doing, bytesOf(path), "there is no such folder");

@@ -4,10 +4,12 @@
 #include <functional>
 #include <string>
 
+#include "platform/DriveErrand.h"
 #include "platform/PathHelpers.h"
 #include "tools/fsys/ToolError.h"
 
-// Questions about a path that a drive answers; one that is silent is not waited for.
+// Questions about a path that a drive answers; one that is silent is not waited for longer than
+// its asker has patience.
 
 // DriveAnswer: yes, or why not.
 struct DriveAnswer {
@@ -18,7 +20,7 @@ struct DriveAnswer {
 
 // Links followed.
 DriveAnswer askIsThere(const PathString& path);
-DriveAnswer askIsFolder(const PathString& path);
+DriveAnswer askIsFolder(const PathString& path, unsigned patience_ms = kDrivePatience_ms);
 DriveAnswer askIsWritable(const PathString& path);
 // Whether both media folders are there.
 DriveAnswer askIsPrepared(const PathString& path);
@@ -35,6 +37,7 @@ PathString diskOf(const PathString& path);
 // As engineError; that a drive is silent is said in plain words.
 ToolError driveError(const std::string& doing, const PathString& path, uint32_t error);
 // Throws unless it is a folder that is there.
-void requireFolder(const std::string& doing, const PathString& path);
+void requireFolder(const std::string& doing, const PathString& path,
+                   unsigned patience_ms = kDrivePatience_ms);
 // Throws unless media may be made in the folder.
 void requireWritable(const std::string& doing, const PathString& path);

@@ -80,8 +80,8 @@ int64_t LockFile::age_s() const {
 PathString LoginFolder::of(const char* doing, const std::string& word) {
   if (isNetworkName(word))
     throw ToolError(ExitCode::eUsage, doing, word, "a network's name is no folder here");
-  PathString folder = absolutePath(word);
-  requireFolder(doing, folder);
+  PathString folder = absolutePath(word, kNetLoginPatience_ms);
+  requireFolder(doing, folder, kNetLoginPatience_ms);
   return folder;
 }
 

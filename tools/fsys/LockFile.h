@@ -47,7 +47,7 @@ struct LockFile {
 // What the commands of the login ask of the folder that they are given.
 namespace LoginFolder {
 
-// Absolute, and there; throws.
+// Absolute, and there; throws. Waits for its drive as long as a login does.
 PathString of(const char* doing, const std::string& word);
 // This workstation's lock file in the folder. Throws where the workstation has no name of which one
 // can be made.

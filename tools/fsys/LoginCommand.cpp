@@ -16,9 +16,10 @@ constexpr const char* kDoing = "logging in to";
 constexpr double kLook_ms = 1000;
 
 // What is found of the lock file; nothing where its drive does not answer, or there is no memory to
-// ask it.
+// ask it. A look has a logout's patience: one that is given up keeps the drive from doing anything
+// else until it ends, the deletion of the file too.
 std::optional<LockFile> ask(const PathString& file, LockFile (*question)(const PathString&)) try {
-  return askDrive(file, [file, question] { return question(file); });
+  return askDrive(file, [file, question] { return question(file); }, kNetLoginPatience_ms);
 } catch (const std::bad_alloc&) {
   return std::nullopt;
 }

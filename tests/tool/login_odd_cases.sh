@@ -1,0 +1,64 @@
+# shellcheck shell=bash disable=SC2154
+# The login to shared media where its drive is slow, full or read-only, knows no locks, or where a
+# call for the lock file fails. Sourced by tool_test.sh.
+
+# As inject, but only of the calls for the lock file.
+inject_own() {
+  local calls=$1
+  shift
+  code=0
+  timeout -s KILL 60 strace -f -qq -o trace -P "$PWD/$own" -e "trace=${calls%%:*}" \
+    -e "inject=$calls" "$fsys" "$@" >out 2>err || code=$?
+  was_injected || { cat trace; fail "nothing was injected"; }
+}
+has_code() { [ "$code" = "$1" ] || { cat trace out err; fail "exit code $code instead of $1"; }; }
+
+# Longer than the half second after which a drive is usually taken for silent.
+late=delay_enter=700000
+# A login in the background whose calls for that path have this done to them. The tracer is not its
+# parent, so that it can be sent signals and waited for.
+start_traced_login() {
+  local path=$1 calls=$2
+  env --default-signal=INT strace -D -f -qq -o trace -P "$path" -e "trace=${calls%%:*}" \
+    -e "inject=$calls" "$fsys" login "${3:-media}" >words 2>err </dev/null &
+  login=$!
+  until_true '[ -s words ] || ! kill -0 $login 2>gone' 60
+  [ -s words ] || { cat trace err; fail "it does not log in"; }
+}
+
+# The signal comes while its file is being looked at.
+case_a_share_that_is_slow_for_a_moment_spoils_neither_login_nor_logout() {
+  may_trace
+  in_own_namespace
+  mount_share media
+  local turn
+  for turn in 1 2; do
+    # What is there, and what is not, are looked at in two ways.
+    if [ "$turn" = 2 ]; then touch "$own"; fi
+    start_traced_login "$PWD/$own" "newfstatat:$late"
+    end_login INT 130
+    grep -q DELAYED trace || fail "nothing was late"
+    [ ! -e "$own" ] || { cat err; fail "the file is still there"; }
+    grep -qF interrupted err && ! grep -qF 'may still be there' err || { cat err; fail "other words"; }
+    rm words
+  done
+}
+
+case_a_folder_that_is_told_late_is_there() {
+  may_trace
+  in_own_namespace
+  mount_share media
+  local command code folder
+  for folder in media media/../media; do
+    start_traced_login "$PWD/media" "newfstatat,readlink:$late" "$folder"
+    end_login INT 130
+    [ ! -e "$own" ] || fail "the file is still there"
+    rm words
+    for command in who logout; do
+      strace -f -qq -o trace -P "$PWD/media" -e trace=newfstatat,readlink \
+        -e "inject=newfstatat,readlink:$late" "$fsys" "$command" "$folder" >out 2>err ||
+        { cat trace err; fail "$command $folder has another exit code"; }
+      grep -q DELAYED trace || fail "$command $folder: nothing was late"
+    done
+  done
+}
