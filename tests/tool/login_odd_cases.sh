@@ -62,3 +62,31 @@ case_a_folder_that_is_told_late_is_there() {
     done
   done
 }
+
+# Another has the lock by the time of the login, and had no file when that looked.
+case_a_lock_that_another_takes_meanwhile_is_told_as_such() {
+  may_trace
+  mkdir media
+  python3 -c 'import fcntl, signal, sys
+with open(sys.argv[1], "w") as file:
+    fcntl.lockf(file, fcntl.LOCK_EX)
+    open("held", "w").close()
+    signal.pause()' "$own" 2>why &
+  until_true '[ -e held ]'
+  inject_own newfstatat:error=ENOENT:when=1 login media
+  kill $!
+  has_code 10
+  says "a process of this workstation is logged in"
+}
+
+case_a_lock_file_that_may_not_be_opened_is_not_taken_for_a_login() {
+  may_trace
+  mkdir media
+  touch "$own"
+  # The look opens it first.
+  inject_own openat:error=EACCES:when=2 login media
+  has_code 4
+  grep -q 'O_RDWR.*INJECTED' trace || { cat trace; fail "another call failed"; }
+  says "Permission denied"
+  ! grep -qF "logged in" err || { cat err; fail "somebody is said to be logged in"; }
+}

@@ -18,7 +18,8 @@ struct LockFile {
     eUnknown,
   };
 
-  // Of eLive, for people.
+  // Of eNoFile and of eLive, for people.
+  static constexpr const char* kIsNone = "it is no lock file";
   static constexpr const char* kIsLive = "a process of this workstation is logged in";
 
   eState state = eMissing;

@@ -63,11 +63,15 @@ private:
   bool isOver_ = false;
 };
 
-// That a lock is taken and that a file may not be written are told by one number.
-ToolError failure(const PathString& file, uint32_t error) {
-  if (error == eOsAccessDenied && askIsWritable(file).yes)
-    return ToolError(ExitCode::eResources, kDoing, bytesOf(file), LockFile::kIsLive);
-  return driveError(kDoing, file, error);
+// Throws where what has the name keeps a login out. Two of one workstation would have one file, and
+// the first to log out would delete it.
+void requireFree(const PathString& file) {
+  std::optional<LockFile> there = ask(file, &lookAtOwn);
+  if (!there) return;
+  if (there->state == LockFile::eLive)
+    throw ToolError(ExitCode::eResources, kDoing, bytesOf(file), LockFile::kIsLive);
+  if (there->state == LockFile::eNoFile)
+    throw ToolError(ExitCode::eNotAFile, kDoing, bytesOf(file), LockFile::kIsNone);
 }
 
 }  // namespace
@@ -82,11 +86,13 @@ CLI::App* LoginCommand::define(CLI::App& app) {
 ExitCode LoginCommand::execute() {
   PathString folder = LoginFolder::of(kDoing, folder_);
   PathString file = LoginFolder::ownLockFile(kDoing, folder);
-  // They would have one file, and the first to log out would delete it.
-  std::optional<LockFile> there = ask(file, &lookAtOwn);
-  if (there && there->state == LockFile::eLive)
-    throw ToolError(ExitCode::eResources, kDoing, bytesOf(file), LockFile::kIsLive);
-  if (NetLogin(folder) != 1) throw failure(file, OS()->getErrors()->getLastError());
+  requireFree(file);
+  if (NetLogin(folder) != 1) {
+    uint32_t error = OS()->getErrors()->getLastError();
+    // That another has the lock and that the file may not be written are told by one number.
+    if (error == eOsAccessDenied) requireFree(file);
+    throw driveError(kDoing, file, error);
+  }
   Login login(file);
   try {
     tellBegin(file);

@@ -61,7 +61,7 @@ ExitCode LogoutCommand::execute() {
 
 void LogoutCommand::refuse(const PathString& file, const LockFile& seen) const {
   if (seen.state == LockFile::eNoFile)
-    throw ToolError(ExitCode::eNotAFile, kDoing, bytesOf(file), "it is no lock file");
+    throw ToolError(ExitCode::eNotAFile, kDoing, bytesOf(file), LockFile::kIsNone);
   ToolError refusal = driveError("asking who holds", file, seen.error);
   if (seen.error == 0)
     refusal = ToolError(ExitCode::eResources, kDoing, bytesOf(file),
