@@ -90,3 +90,19 @@ case_a_lock_file_that_may_not_be_opened_is_not_taken_for_a_login() {
   says "Permission denied"
   ! grep -qF "logged in" err || { cat err; fail "somebody is said to be logged in"; }
 }
+
+case_a_leftover_that_another_deletes_meanwhile_is_gone() {
+  may_trace
+  mkdir media
+  touch "$own"
+  inject_own unlink:error=ENOENT logout media --json
+  has_code 0
+  is was_there False
+  inject_own unlink:error=ENOENT logout media --force
+  has_code 0
+  tells "is not there"
+  start_login
+  inject_own unlink:error=ENOENT logout media --force
+  has_code 0
+  end_login INT 130
+}

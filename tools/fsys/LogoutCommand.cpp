@@ -17,8 +17,8 @@ struct Deletion {
   uint32_t error = 0;  // why it could not be deleted
 };
 
-// Locked for this alone: a login that began while it goes would lose its file. Null where others
-// hold it, or it may not be written.
+// Locked for this alone: a login that begins before the file is gone is refused, instead of losing
+// it. Null where others hold it, or where it cannot be opened or locked.
 Qv::Ptr<iFile> locked(const PathString& file) {
   return OS()->getFileManager()->openFile(file, iFileManager::eAccessWrite,
                                           iFileManager::eOpenExisting, 0,
@@ -34,6 +34,8 @@ Deletion deleteFile(const PathString& file, bool force) {
   if (seen.state != LockFile::eStale && !isForced) return deletion;
   deletion.isDone = OS()->getFileManager()->deleteFile(file);
   if (!deletion.isDone) deletion.error = OS()->getErrors()->getLastError();
+  // Somebody else was faster.
+  if (deletion.error == eOsNotFound) deletion = Deletion();
   return deletion;
 }
 
