@@ -106,3 +106,52 @@ case_a_leftover_that_another_deletes_meanwhile_is_gone() {
   has_code 0
   end_login INT 130
 }
+
+# The question comes third.
+case_where_locks_are_not_known_it_is_not_told_who_is_logged_in() {
+  may_trace
+  mkdir media
+  touch "$own"
+  local error
+  for error in ENOLCK EOPNOTSUPP; do
+    inject_own fcntl:error=$error:when=3 logout media
+    has_code 10
+    grep -q 'F_OFD_GETLK.*INJECTED' trace || { cat trace; fail "another call failed"; }
+    says "it cannot be told whether it is held: its drive knows no locks"
+    says "--force deletes it all the same"
+    [ -e "$own" ] || fail "it was deleted"
+    inject_own fcntl:error=$error:when=3 who media
+    has_code 0
+    grep -q "^$station  *unknown .* its drive knows no locks" out || { cat out; fail "other words"; }
+    # The question, and the lock of its own.
+    start_traced_login "$PWD/$own" fcntl:error=$error:when=3+3
+    end_login INT 130
+    grep -q 'F_OFD_SETLK.*INJECTED' trace || { cat trace; fail "it has a lock"; }
+    [ ! -e "$own" ] || fail "the file is still there"
+    rm words
+    touch "$own"
+    inject_own fcntl:error=$error:when=3 logout media --force --json
+    has_code 0
+    is was unknown
+    touch "$own"
+  done
+  inject_own fcntl:error=EIO:when=3 logout media
+  has_code 6
+  says "asking who holds"
+  [ -e "$own" ] || fail "it was deleted"
+}
+
+case_a_login_on_a_full_or_read_only_drive_says_so() {
+  in_own_namespace
+  mount_memory media 1M,nr_inodes=8
+  local number=0
+  while touch "media/$((++number))" 2>why; do [ "$number" -lt 100 ] || skip "it is never full"; done
+  expect 5 login media
+  says "No space left on device"
+  [ ! -e "$own" ] || fail "a file was made"
+  rm media/1
+  mount -o remount,ro media 2>why || skip "it cannot be made read-only: $(head -n 1 why)"
+  expect 4 login media
+  says "Read-only file system"
+  [ ! -e "$own" ] || fail "a file was made"
+}
