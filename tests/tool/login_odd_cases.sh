@@ -79,6 +79,21 @@ with open(sys.argv[1], "w") as file:
   says "a process of this workstation is logged in"
 }
 
+# The lock comes sixth: the look asks for the flags, sets them, and asks who has the lock.
+case_a_login_whose_lock_fails_is_none() {
+  may_trace
+  mkdir media
+  touch "$own"
+  local failure
+  for failure in "EIO 6" "ESTALE 6" "ENOSPC 5" "EAGAIN 4"; do
+    inject_own "fcntl:error=${failure% *}:when=6" login media
+    has_code "${failure#* }"
+    grep -q 'F_OFD_SETLK.*INJECTED' trace || { cat trace; fail "another call failed"; }
+    ! grep -qF "logged in" err || { cat err; fail "somebody is said to be logged in"; }
+    sees stale
+  done
+}
+
 case_a_lock_file_that_may_not_be_opened_is_not_taken_for_a_login() {
   may_trace
   mkdir media
