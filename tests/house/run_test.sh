@@ -37,7 +37,6 @@ listed libmount-dev base platform/linux '#include <libmount'
 listed libtbb-dev base platform/linux '#include <tbb/scalable_allocator.h>'
 listed libloki-dev base fsys '#include <loki/'
 listed libcli11-dev base tools '#include <CLI/'
-listed nlohmann-json3-dev base bench '#include <nlohmann/'
 listed ffmpeg demo tools ffmpeg
 listed e2fsprogs demo tools mkfs.ext4
 listed mount demo tools 'mount -o loop'
@@ -74,11 +73,13 @@ listed python3 docs doc/doxygen python3
 listed bash-completion test tests/tool /usr/share/bash-completion
 listed strace bench bench '"strace"'
 listed libuv1-dev test bench '#include <uv.h>'
+listed nlohmann-json3-dev test bench '#include <nlohmann/'
+listed nlohmann-json3-dev bench bench '#include <nlohmann/'
 listed libuv1-dev bench bench '#include <uv.h>'
 
 # The labels of the tests, those that are explained, and those that ./run names are the same.
 labels=$( (sed -nE 's/^fsys_tests\([a-z_]+ ([a-z]+) .*/\1/p' tests/CMakeLists.txt
-  sed -nE 's/^tool_cases\(([a-z]+) .*/\1/p' tests/tool/CMakeLists.txt
+  sed -nE 's/^tool_cases\("?([a-z;]+)"? .*/\1/p' tests/tool/CMakeLists.txt | tr ';' '\n'
   grep -ohE 'LABELS [a-z]+' tests/*/CMakeLists.txt bench/CMakeLists.txt | cut -d' ' -f2) | sort -u)
 [ "$labels" = "$(sed -nE 's/^\| `([a-z]+)` \|.*/\1/p' CONTRIBUTING.md | sort -u)" ] ||
   complain "CONTRIBUTING.md explains other labels than: $(xargs <<<"$labels")"
