@@ -10,7 +10,8 @@
 //            it answers in its place.
 // Threads    the calling one, and those that it makes.
 // Errors     false where a process may not filter its own system calls.
-// Kept       the function makes no call of that kind itself: that would end the process.
+// Kept       the function makes no call of that kind itself: that would end the process. It runs in
+//            a signal handler: the thread sanitizer takes it for a fault when it asks for memory.
 class CaughtCalls {
 public:
   using Arguments = std::array<long, 5>;
