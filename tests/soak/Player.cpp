@@ -7,6 +7,7 @@
 #include "fsys/Fsys.h"
 #include "fsys/MemBlock.h"
 #include "tests/soak/PatternFile.h"
+#include "tests/soak/PictureSizes.h"
 #include "tests/support/Pattern.h"
 
 namespace {
@@ -193,7 +194,8 @@ void Player::want(double due_ms) {
 void Player::wantPartAgain(const PlayedPicture& shown, double due_ms) {
   const uint32_t sectors = shown.bytes / kSector;
   const uint32_t first = dice_.below(sectors);
-  const uint32_t bytes = kSector * dice_.between(1, sectors - first);
+  uint32_t bytes = kSector * dice_.between(1, sectors - first);
+  while (PictureSizes::has(bytes)) bytes -= kSector;
   line_.emplace_back(
       new PlayedPicture(*this, shown.from, shown.offset + first * kSector, bytes, due_ms));
 }

@@ -5,6 +5,7 @@
 
 #include "bench/table/Interrupted.h"
 #include "fsys/Fsys.h"
+#include "tests/soak/PictureSizes.h"
 #include "tests/soak/SoakReport.h"
 
 namespace {
@@ -14,8 +15,6 @@ constexpr double kLine_ms = 60'000;
 // In so much time each kind of fault must have struck.
 constexpr double kAllStruck_minutes = 3;
 
-// 60 MiB a second in all. No two sizes are the same: a block is told by its size.
-constexpr uint32_t kPicture_kib[] = {1028, 516, 260, 264, 132, 136, 68, 72};
 constexpr uint32_t kChunk_kib[] = {516, 132};
 constexpr uint32_t kKib = 1024;
 constexpr uint32_t kCoalescedPictures = 4;
@@ -93,7 +92,7 @@ uint64_t Soak::seedOf(uint64_t who) const {
 // A player's clips lie in one folder; the players' locations lie in all of them.
 void Soak::makePlayers() {
   unsigned number = 0;
-  for (uint32_t kib : kPicture_kib) {
+  for (uint32_t kib : PictureSizes::kAll_kib) {
     const std::string folder = house_->makeFolder("stage" + std::to_string(number));
     const uint32_t bytes = kib * kKib;
     const uint32_t coalesced = number % 2 == 0 ? 0 : bytes * kCoalescedPictures;
