@@ -122,7 +122,9 @@ void Player::told(PlayedPicture& picture, const Qv::Ptr<iMemHolder>& data, Reque
   picture.state = isThere ? PlayedPicture::eThere : PlayedPicture::eFailed;
   if (isThere && picture.fate.end == Fate::eFails)
     found(which + " was hit by a fault and told as right");
-  if (!isThere && picture.fate.end == Fate::eWell) found(which + " failed without a fault");
+  if (!isThere && picture.fate.end == Fate::eWell)
+    found(which + ", " + std::to_string(picture.bytes) + " bytes, failed without a fault: error " +
+          std::to_string(FsysGetLastError()));
   if (isThere != bool(data)) found(which + (data ? " failed and has data" : " has no data"));
   if (isThere && data && data->getSize() != picture.bytes) found(which + " has another size");
   if (isThere) picture.data = data;
