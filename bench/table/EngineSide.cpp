@@ -3,7 +3,6 @@
 #include <fcntl.h>
 
 #include <atomic>
-#include <chrono>
 
 #include "bench/table/Arrival.h"
 #include "bench/table/Descriptor.h"
@@ -12,17 +11,12 @@
 #include "bench/table/IdleFiles.h"
 #include "bench/table/ReadStream.h"
 #include "bench/table/Stamp.h"
+#include "bench/table/Trips.h"
 #include "bench/table/WriteStream.h"
 
 namespace {
 
 constexpr uint64_t kHitStep = 3000;  // less than a piece, and no boundary of anything
-
-using Clock = std::chrono::steady_clock;
-
-double microsSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
 
 void makeDurable(const std::string& path, Round& round) {
   Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
@@ -48,6 +42,19 @@ struct Counter : iObject {
 
 bool isWithin(const iMemHolder& piece, const iMemHolder& kept, uint64_t at) {
   return piece.getBuffer() == kept.getBuffer() + at;
+}
+
+// Reads a block and waits for it, with an Arrival; false when it is not what it should be. A full
+// list refuses it, and gives way as passes drop what it keeps.
+bool bringsRight(const Workload& work, const EngineFile& file, uint64_t offset,
+                 Qv::Ptr<iObject>& context) {
+  auto* arrival = static_cast<Arrival*>(context.get());
+  if (file->DirectRead(static_cast<long>(offset), work.block, false, &Arrival::come, context) != 1)
+    return false;
+  arrival->wait();
+  Qv::Ptr<iMemHolder> data;
+  data.swap(arrival->data);
+  return data && Stamp::endsAreRight(data->getBuffer(), offset, work.block, work.files[0].number);
 }
 
 }  // namespace
@@ -133,56 +140,19 @@ Round EngineSide::writeStaged(const Workload& work, void (*around)()) {
 }
 
 Round EngineSide::roundTrips(const Workload& work, const std::vector<uint64_t>& offsets) {
-  const Workload::File& source = work.files[0];
-  EngineFile file(source.path, work.block, 1);
+  EngineFile file(work.files[0].path, work.block, 1);
   Qv::Ptr<iObject> context(new Arrival);
-  auto* arrival = static_cast<Arrival*>(context.get());
-  Round round;
-  round.latencies_us.reserve(offsets.size());
-  Meter meter;
-  for (uint64_t offset : offsets) {
-    auto start = Clock::now();
-    // A full list gives way as passes drop what it keeps.
-    if (file->DirectRead(static_cast<long>(offset), work.block, false, &Arrival::come, context) !=
-        1) {
-      ++round.wrong;
-      continue;
-    }
-    arrival->wait();
-    round.latencies_us.push_back(microsSince(start));
-    if (!arrival->data ||
-        !Stamp::endsAreRight(arrival->data->getBuffer(), offset, work.block, source.number))
-      ++round.wrong;
-    arrival->data.reset();
-    round.bytes += work.block;
-  }
-  meter.stop(round);
-  return round;
+  return makeTrips(work, offsets,
+                   [&](uint64_t offset) { return bringsRight(work, file, offset, context); });
 }
 
 Round EngineSide::openings(const Workload& work, const std::vector<uint64_t>& offsets) {
-  const Workload::File& source = work.files[0];
   Qv::Ptr<iObject> context(new Arrival);
-  auto* arrival = static_cast<Arrival*>(context.get());
-  Round round;
-  round.latencies_us.reserve(offsets.size());
-  Meter meter;
-  for (uint64_t offset : offsets) {
-    auto start = Clock::now();
-    EngineFile file(source.path, work.block, 1);
-    bool right = file->DirectRead(static_cast<long>(offset), work.block, false, &Arrival::come,
-                                  context) == 1;
-    if (right) arrival->wait();
-    right = right && arrival->data &&
-            Stamp::endsAreRight(arrival->data->getBuffer(), offset, work.block, source.number);
-    arrival->data.reset();
-    right = file.close() && right;
-    round.latencies_us.push_back(microsSince(start));
-    round.wrong += !right;
-    round.bytes += work.block;
-  }
-  meter.stop(round);
-  return round;
+  return makeTrips(work, offsets, [&](uint64_t offset) {
+    EngineFile file(work.files[0].path, work.block, 1);
+    bool right = bringsRight(work, file, offset, context);
+    return file.close() && right;
+  });
 }
 
 EngineSide::Hits EngineSide::hits(const Workload& work, uint32_t piece, uint64_t count,

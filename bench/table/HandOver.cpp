@@ -6,13 +6,13 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 #include "bench/table/HugeBuffers.h"
 #include "bench/table/OpenFile.h"
 #include "bench/table/Ring.h"
 #include "bench/table/Stamp.h"
+#include "bench/table/Trips.h"
 
 namespace {
 
@@ -86,17 +86,5 @@ private:
 
 Round HandOver::roundTrips(const Workload& work, const std::vector<uint64_t>& offsets) {
   Reader reader(work);
-  Round round;
-  round.latencies_us.reserve(offsets.size());
-  Meter meter;
-  for (uint64_t offset : offsets) {
-    auto start = std::chrono::steady_clock::now();
-    bool right = reader.read(offset);
-    std::chrono::duration<double, std::micro> passed = std::chrono::steady_clock::now() - start;
-    round.latencies_us.push_back(passed.count());
-    round.wrong += !right;
-    round.bytes += work.block;
-  }
-  meter.stop(round);
-  return round;
+  return makeTrips(work, offsets, [&](uint64_t offset) { return reader.read(offset); });
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <latch>
 #include <memory>
 #include <thread>
@@ -14,6 +13,7 @@
 #include "bench/table/OpenFile.h"
 #include "bench/table/Stamp.h"
 #include "bench/table/Streams.h"
+#include "bench/table/Trips.h"
 
 namespace {
 
@@ -112,21 +112,10 @@ Round PageCacheSide::readInLoop(const Workload& work, eAdvice advice) {
 
 Round PageCacheSide::openings(const Workload& work, const std::vector<uint64_t>& offsets) {
   HugeBuffers buffer(work.block);
-  Round round;
-  round.latencies_us.reserve(offsets.size());
-  Meter meter;
-  for (uint64_t offset : offsets) {
-    auto start = std::chrono::steady_clock::now();
-    {
-      std::vector<Descriptor> files = openAll(work);
-      round.wrong += !readBlock(work, files[0], work.files[0].number, offset, buffer.at(0));
-    }
-    std::chrono::duration<double, std::micro> passed = std::chrono::steady_clock::now() - start;
-    round.latencies_us.push_back(passed.count());
-    round.bytes += work.block;
-  }
-  meter.stop(round);
-  return round;
+  return makeTrips(work, offsets, [&](uint64_t offset) {
+    std::vector<Descriptor> files = openAll(work);
+    return readBlock(work, files[0], work.files[0].number, offset, buffer.at(0));
+  });
 }
 
 Round PageCacheSide::readInPool(const Workload& work) {

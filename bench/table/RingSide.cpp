@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <stdexcept>
 
@@ -15,6 +14,7 @@
 #include "bench/table/Ring.h"
 #include "bench/table/Stamp.h"
 #include "bench/table/Streams.h"
+#include "bench/table/Trips.h"
 
 namespace {
 
@@ -172,21 +172,11 @@ Round RingSide::roundTrips(const Workload& work, const std::vector<uint64_t>& of
   Descriptor file = OpenFile::direct(work.files[0].path, O_RDONLY);
   HugeBuffers buffer(work.block);
   Ring ring(1);
-  Round round;
-  round.latencies_us.reserve(offsets.size());
-  Meter meter;
-  for (uint64_t offset : offsets) {
-    auto start = std::chrono::steady_clock::now();
+  return makeTrips(work, offsets, [&](uint64_t offset) {
     io_uring_prep_read(io_uring_get_sqe(ring.get()), file.get(), buffer.at(0), work.block, offset);
-    bool right = ring.finishOne() == static_cast<int>(work.block);
-    std::chrono::duration<double, std::micro> passed = std::chrono::steady_clock::now() - start;
-    round.latencies_us.push_back(passed.count());
-    if (!right || !Stamp::endsAreRight(buffer.at(0), offset, work.block, work.files[0].number))
-      ++round.wrong;
-    round.bytes += work.block;
-  }
-  meter.stop(round);
-  return round;
+    return ring.finishOne() == static_cast<int>(work.block) &&
+           Stamp::endsAreRight(buffer.at(0), offset, work.block, work.files[0].number);
+  });
 }
 
 bool RingSide::isDirect(const std::string& path) {
