@@ -11,7 +11,7 @@
 #include "platform/Clocks.h"
 #include "tests/NetLoginFixture.h"
 #include "tests/support/ForwardingFiles.h"
-#include "tests/support/ForwardingOS.h"
+#include "tests/support/ForwardingSystemInfo.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -93,17 +93,8 @@ private:
 };
 
 // A workstation that has another name each time that it is asked for it.
-class RenamedWorkstation final : public ForwardingOS, private iSystemInfo {
-public:
-  iSystemInfo* getSystemInfo() override { return this; }
-
-private:
+class RenamedWorkstation final : public ForwardingSystemInfo {
   Text getWorkstationName() const override { return names_++ == 0 ? L"STATION" : L"../other"; }
-  unsigned getProcessorCount() const override { return 1; }
-  uint32_t getPageSize() const override { return 4096; }
-  uint32_t getProcessId() const override { return 1; }
-  double getProcessCpu_ms() const override { return 0; }
-  bool getEnvironment(const char*, std::string&) const override { return false; }
 
   mutable unsigned names_ = 0;
 };

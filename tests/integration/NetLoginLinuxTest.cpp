@@ -17,7 +17,7 @@
 #include "fsys/NetLogin.h"
 #include "tests/integration/LinuxFileFixture.h"
 #include "tests/support/AsNobody.h"
-#include "tests/support/ForwardingOS.h"
+#include "tests/support/ForwardingSystemInfo.h"
 #include "tests/support/HeldFileSystem.h"
 #include "tests/support/MountedFolder.h"
 #include "tests/support/MountedShare.h"
@@ -61,21 +61,12 @@ protected:
     EXPECT_FALSE(linuxFileManager()->exists(getNetLoginLockFileName(drive / "")));
   }
   // A workstation of another name.
-  class Station final : public ForwardingOS, private iSystemInfo {
+  class Station final : public ForwardingSystemInfo {
   public:
     explicit Station(const Path& name) : name_(name) {}
-    iSystemInfo* getSystemInfo() override { return this; }
 
   private:
     Path getWorkstationName() const override { return name_; }
-    unsigned getProcessorCount() const override { return now()->getProcessorCount(); }
-    uint32_t getPageSize() const override { return now()->getPageSize(); }
-    uint32_t getProcessId() const override { return now()->getProcessId(); }
-    double getProcessCpu_ms() const override { return now()->getProcessCpu_ms(); }
-    bool getEnvironment(const char* name, std::string& value) const override {
-      return now()->getEnvironment(name, value);
-    }
-    iSystemInfo* now() const { return inner()->getSystemInfo(); }
 
     const Path name_;
   };

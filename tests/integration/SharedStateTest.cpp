@@ -17,7 +17,7 @@
 #include "platform/common/MemFiles.h"
 #include "platform/common/ProviderTable.h"
 #include "tests/support/AddedDrive.h"
-#include "tests/support/ForwardingOS.h"
+#include "tests/support/ForwardingSystemInfo.h"
 
 namespace {
 
@@ -80,24 +80,14 @@ int lookUpEverything() {
 }
 
 // CountedWorkstation: counts how often the workstation's name is asked for, for a scope.
-class CountedWorkstation final : public ForwardingOS, private iSystemInfo {
+class CountedWorkstation final : public ForwardingSystemInfo {
 public:
-  iSystemInfo* getSystemInfo() override { return this; }
   int asked() const { return asked_; }
 
 private:
   Text getWorkstationName() const override {
     ++asked_;
-    return inner()->getSystemInfo()->getWorkstationName();
-  }
-  unsigned getProcessorCount() const override {
-    return inner()->getSystemInfo()->getProcessorCount();
-  }
-  uint32_t getPageSize() const override { return inner()->getSystemInfo()->getPageSize(); }
-  uint32_t getProcessId() const override { return inner()->getSystemInfo()->getProcessId(); }
-  double getProcessCpu_ms() const override { return inner()->getSystemInfo()->getProcessCpu_ms(); }
-  bool getEnvironment(const char* name, std::string& value) const override {
-    return inner()->getSystemInfo()->getEnvironment(name, value);
+    return ForwardingSystemInfo::getWorkstationName();
   }
 
   mutable std::atomic<int> asked_{0};
