@@ -1,7 +1,5 @@
 #include "platform/fake/FakeFileManager.h"
 
-#include <algorithm>
-
 #include "platform/fake/FakeAsyncIo.h"
 #include "platform/fake/FakePath.h"
 

@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <iostream>
-#include <memory>
 #include <random>
 #include <thread>
 #include <vector>

@@ -1,6 +1,5 @@
 #include "tools/fsys/WhoCommand.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 

@@ -1,7 +1,6 @@
 #include "tests/fault/tool/ToolScenario.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <sstream>
 
 #include "tests/fault/tool/DemoStage.h"

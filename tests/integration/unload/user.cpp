@@ -1,7 +1,6 @@
 // A plug-in that uses the library: its unloading unloads the library too.
 
 #include <atomic>
-#include <string>
 #include <thread>
 
 #include "fsys/Fsys.h"
