@@ -93,7 +93,9 @@ void ShotRecorder::told(ShotChunk& chunk, const Qv::Ptr<iMemHolder>& data, Reque
   if (chunk.isRight && chunk.fate.end == Fate::eFails)
     stage_.findings.add(which + " was hit by a fault and told as right");
   if (!chunk.isRight && chunk.fate.end == Fate::eWell)
-    stage_.findings.add(which + " failed without a fault");
+    stage_.findings.add(which + ", " + std::to_string(chunk.bytes) +
+                        " bytes, failed without a fault: error " +
+                        std::to_string(FsysGetLastError()));
   if (chunk.isRight != bool(data)) stage_.findings.add(which + " has or lacks data");
   if (!chunk.isRight) ++stage_.tally.failuresTold;
 }

@@ -17,7 +17,6 @@ constexpr double kAllStruck_minutes = 3;
 
 constexpr uint32_t kChunk_kib[] = {516, 132};
 constexpr uint32_t kKib = 1024;
-constexpr uint32_t kCoalescedPictures = 4;
 
 enum eSeed : uint64_t { eScannerSeed = 100, eAudienceSeed, eGuestSeed, eFaultSeed, eRecorderSeed };
 
@@ -95,9 +94,9 @@ void Soak::makePlayers() {
   for (uint32_t kib : PictureSizes::kAll_kib) {
     const std::string folder = house_->makeFolder("stage" + std::to_string(number));
     const uint32_t bytes = kib * kKib;
-    const uint32_t coalesced = number % 2 == 0 ? 0 : bytes * kCoalescedPictures;
-    players_.push_back(
-        std::make_unique<Player>(*stage_, Player::Part{number, bytes, coalesced, seedOf(number)}));
+    const uint32_t merged = PictureSizes::areMerged(number) ? PictureSizes::kMostMerged : 0;
+    players_.push_back(std::make_unique<Player>(
+        *stage_, Player::Part{number, bytes, bytes * merged, seedOf(number)}));
     if (!players_.back()->makeClips(folder)) throw std::runtime_error("no room in " + folder);
     players_.back()->addKnown(folder, staying_);
     house_->add(folder);
