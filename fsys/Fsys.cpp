@@ -363,7 +363,9 @@ void Fsys::letTellersEnd(FsysFile* file, FsysFile::RequestList* requests) {
   auto isBeingTold = [&] {
     CriticalSectionLock lock(*file->lock_);
     return std::any_of(requests->begin(), requests->end(), [](const FileRequest* request) {
-      return request->status() == FileRequest::SUCCEEDED;
+      const uint32_t status = request->status();
+      const bool hasFailed = status == FileRequest::STARTED && request->delivered_;
+      return status == FileRequest::SUCCEEDED || hasFailed;
     });
   };
   for (unsigned yields = 0; yields < kMostYields && isBeingTold(); ++yields)

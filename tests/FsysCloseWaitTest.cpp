@@ -46,21 +46,38 @@ INSTANTIATE_TEST_SUITE_P(Statuses, CloseWaitsForTest,
                                   std::to_string(test.param.status);
                          });
 
-TEST_F(FsysCloseWaitTest, ThoseWhoAreToldMayCloseBeforeTheTellerIsDoneAndNobodySleeps) {
-  for (const bool isRead : {true, false}) {
-    FsysFile* file = isRead ? readPatternFile(L"/m/a", 4096) : openForWriting(L"/m/b");
-    FileRequest* request = isRead ? readRequest(file, 0, 512) : writeRequest(file, 0, 512);
-    request->setStatus(FileRequest::SUCCEEDED);
-    (isRead ? FsysFilePeer::readRequests(*file) : FsysFilePeer::writeRequests(*file)).add(request);
-    const size_t before = os_->threads().yields();
-    os_->threads().onYield([&, third = before + 3] {
-      if (os_->threads().yields() == third) request->setStatus(FileRequest::COMPLETED);
+// Of a request whose callers were told how it ended, and whose teller is done at the third yield.
+class CloseGivesWayTest : public FsysCloseWaitTest, public testing::WithParamInterface<bool> {
+protected:
+  void closeWhileIsTold(bool succeeded) {
+    FsysFile* file = GetParam() ? readPatternFile(L"/m/a", 4096) : openForWriting(L"/m/b");
+    FileRequest* request = GetParam() ? readRequest(file, 0, 512) : writeRequest(file, 0, 512);
+    request->setStatus(succeeded ? FileRequest::SUCCEEDED : FileRequest::STARTED);
+    if (!succeeded) request->NotifyError(eOsIoError, 0);
+    listOf(file).add(request);
+    os_->threads().onYield([this, request, succeeded] {
+      if (os_->threads().yields() == 3)
+        request->setStatus(succeeded ? FileRequest::COMPLETED : FileRequest::FAILED);
     });
     EXPECT_EQ(FsysClose(file, nullptr), 1u);
-    EXPECT_EQ(os_->threads().yields(), before + 3);
+    EXPECT_EQ(os_->threads().yields(), 3u);
     EXPECT_TRUE(os_->threads().sleeps().empty());
   }
+
+private:
+  static FsysFile::RequestList& listOf(FsysFile* file) {
+    return GetParam() ? FsysFilePeer::readRequests(*file) : FsysFilePeer::writeRequests(*file);
+  }
+};
+
+TEST_P(CloseGivesWayTest, ThoseWhoAreToldMayCloseBeforeTheTellerIsDoneAndNobodySleeps) {
+  closeWhileIsTold(true);
 }
+
+TEST_P(CloseGivesWayTest, SoMayThoseWhoAreToldOfAFailure) { closeWhileIsTold(false); }
+
+INSTANTIATE_TEST_SUITE_P(Directions, CloseGivesWayTest, testing::Bool(),
+                         [](const auto& test) { return test.param ? "Read" : "Write"; });
 
 TEST_F(FsysCloseWaitTest, AFailedWriteThatNoPassHasSweptIsNotSleptFor) {
   FsysFile* file = openForWriting(L"/m/a");
