@@ -1,11 +1,20 @@
 # shellcheck shell=bash disable=SC2154,SC2034
 # The example for GStreamer, beside gst-launch-1.0. Sourced by examples_test.sh.
 
-# gst-launch-1.0 from the file itself: the bytes of the whole stream.
+# gst-launch-1.0 from the file itself: leaves the bytes of the whole stream, and in `wanted` what the
+# example is to say of them. Where decodebin finds a stream that nobody takes, about one launch in two
+# hundred never ends: here all are taken.
 launched() {
-  timeout 60 gst-launch-1.0 -q filesrc location="$1" ! $2 ! filesink location=bytes >launch.log 2>&1 ||
-    { cat launch.log; fail "gst-launch-1.0 cannot play $1"; }
-  echo "all, $(stat -c %s bytes), $(md5sum <bytes | cut -d' ' -f1)"
+  local file=$1 decode=$2 rest=()
+  case $decode in
+    *video/x-raw) rest=(all. ! audio/x-raw ! fakesink) ;;
+    decodebin*audio/x-raw) rest=(all. ! video/x-raw ! fakesink) ;;
+  esac
+  # shellcheck disable=SC2086  # one word an element
+  timeout 60 gst-launch-1.0 -q filesrc location="$file" ! ${decode/decodebin/decodebin name=all} ! \
+    filesink location=bytes "${rest[@]}" >launch.log 2>&1 ||
+    { cat launch.log; fail "gst-launch-1.0 cannot play $file"; }
+  echo "all, $(stat -c %s bytes), $(md5sum <bytes | cut -d' ' -f1)" >wanted
 }
 need_gstreamer() {
   need gstreamer fsys-gstmd5
@@ -21,12 +30,12 @@ case_streams_are_those_of_gst_launch() {
   need_gstreamer
   local mov=$media/Material/VJPGJPG0000.mov decode
   for decode in 'decodebin ! video/x-raw' 'decodebin ! audio/x-raw' 'qtdemux ! image/jpeg'; do
-    launched "$mov" "$decode" >wanted
+    launched "$mov" "$decode"
     gstmd5 0 VJPGJPG0000 --media "$media" --decode "$decode"
     tail -n 1 out | diff wanted - || fail "other bytes of $decode"
   done
   for decode in 'wavparse ! audio/x-raw' 'identity'; do
-    launched "$media/Sound/SWAVWAV0001.wav" "$decode" >wanted
+    launched "$media/Sound/SWAVWAV0001.wav" "$decode"
     gstmd5 0 SWAVWAV0001 --media "$media" --decode "$decode"
     tail -n 1 out | diff wanted - || fail "other bytes of $decode"
   done
@@ -48,7 +57,7 @@ case_what_gstreamer_seeks_is_what_it_plays() {
   gstmd5 0 VJPGJPG0000 --media "$media" --at 1.3 --at 0.02 --at 1.96 --at 0.4 --at 0.4 --at 0
   shown | diff - <(sed 's/^[0-9]*, //' out) || fail "another picture is shown"
   # Sound of two channels with three bytes a sample, from a moment on.
-  launched "$media/Sound/SWAVWAV0001.wav" 'wavparse ! audio/x-raw' >all
+  launched "$media/Sound/SWAVWAV0001.wav" 'wavparse ! audio/x-raw'
   gstmd5 0 SWAVWAV0001 --media "$media" --decode 'wavparse ! audio/x-raw' --at 1.1 --at 0.3
   local moment size sum
   for moment in 11 3; do
