@@ -11,12 +11,12 @@
 
 #include "fsys/Fsys.h"
 #include "fsys/FsysFile.h"
+#include "tests/soak/PictureSizes.h"
 #include "tests/support/Pattern.h"
 
 namespace {
 
 constexpr uint64_t kBlock = 1 << 20;
-// No player's pictures have that size: a block that is refused to one of them is none of these.
 constexpr uint32_t kPiece = 900 << 10;
 constexpr unsigned kOnTheWay = 4;
 constexpr std::chrono::seconds kPatience(60);
@@ -27,7 +27,7 @@ public:
   ReadBack(uint64_t bytes, uint64_t seed) : bytes_(bytes), seed_(seed) {}
 
   std::string whyNot(FsysFile* file) {
-    for (uint64_t at = 0; at < bytes_; at += kPiece) {
+    for (uint64_t at = 0; at < bytes_; at += lengthAt(at)) {
       if (!waitUntil(kOnTheWay - 1)) return "a read was not answered";
       if (std::string why = ask(file, at); !why.empty()) return why;
     }
@@ -48,7 +48,8 @@ private:
     piece.owner.note(piece.at, status == eRequestSucceeded ? data.get() : nullptr);
   }
   uint32_t lengthAt(uint64_t at) const {
-    return static_cast<uint32_t>(std::min<uint64_t>(kPiece, bytes_ - at));
+    const uint64_t most = std::min<uint64_t>(kPiece, bytes_ - at);
+    return PictureSizes::notAPicture(static_cast<uint32_t>(most));
   }
   std::string ask(FsysFile* file, uint64_t at) {
     {

@@ -196,8 +196,7 @@ void Player::want(double due_ms) {
 void Player::wantPartAgain(const PlayedPicture& shown, double due_ms) {
   const uint32_t sectors = shown.bytes / kSector;
   const uint32_t first = dice_.below(sectors);
-  uint32_t bytes = kSector * dice_.between(1, sectors - first);
-  while (PictureSizes::has(bytes)) bytes -= kSector;
+  const uint32_t bytes = PictureSizes::notAPicture(kSector * dice_.between(1, sectors - first));
   line_.emplace_back(
       new PlayedPicture(*this, shown.from, shown.offset + first * kSector, bytes, due_ms));
 }
