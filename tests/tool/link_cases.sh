@@ -187,10 +187,15 @@ case_a_proxys_name_is_made_and_read() {
   tells 'proxy.5\x0A'
   mkdir proxy
   : >proxy/proxy-clip.mov
-  expect 0 proxy parse "$PWD/proxy/proxy-clip.mov"
+  # Not from the root: a folder's name above this one may look like a number of channels.
+  expect 0 proxy parse ./proxy/proxy-clip.mov
   tells "is a proxy: no height, 0 sound channels"
-  expect 0 proxy parse "$PWD/proxy/proxy-none.mov"
+  expect 0 proxy parse ./proxy/proxy-none.mov
   tells "is no proxy"
+  mkdir .A7
+  mv proxy .A7
+  expect 0 proxy parse ./.A7/proxy/proxy-clip.mov
+  tells "is a proxy: no height, 7 sound channels"
 }
 
 case_numbers_are_decimal() {
