@@ -209,7 +209,7 @@ case_the_demo_finds_a_wrong_byte_of_a_source() {
   make_media 2000000
   live_until record --seconds 3
   until_true '[ -s work/one/Material/VTAKE000600.mov ]'
-  printf Z | dd of=media/VTAKE000100.mov bs=1 seek=2000000 conv=notrunc status=none
+  flip media/VTAKE000100.mov 2000000
   ends_with 7
   says 'work/one/Material/VTAKE000100.mov'
   says "found "
@@ -222,7 +222,7 @@ case_the_demo_finds_a_wrong_byte_of_a_copy() {
   make_media 2000000
   live_until record --seconds 3
   until_true '[ -s work/one/Material/VTAKE000600.mov ]'
-  printf Z | dd of=work/two/Sound/STAKE000404.wav bs=1 seek=20043 conv=notrunc status=none
+  flip work/two/Sound/STAKE000404.wav 20043
   ends_with 7
   says 'work/two/Sound/STAKE000404.wav'
   says "offset 20043"

@@ -31,13 +31,6 @@ fio_says_bad() {
   within=$(sed -nE 's/.*bad pattern block offset ([0-9]+).*/\1/p' judged | head -n 1)
   [ -z "$block" ] || echo $((block + within))
 }
-# Another byte at an offset than any that is right there.
-flip() {
-  local byte
-  byte=$(od -An -tu1 -j "$2" -N 1 "$1")
-  # shellcheck disable=SC2059  # the format is the byte
-  printf "\\x$(printf %x $((byte ^ 0xA5)))" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none
-}
 # Checks the headers and sums of fio's own blocks: FILE BLOCK. Says what it found bad first.
 check_headers() {
   python3 - "$@" <<'PYTHON'

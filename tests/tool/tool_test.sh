@@ -28,6 +28,13 @@ for key in sys.argv[1].split("."): value = value[int(key) if key.isdigit() else 
 print(value)' "$1"; }
 is() { [ "$(json "$1")" = "$2" ] || { cat out; fail "$1 is $(json "$1") instead of $2"; }; }
 random_file() { head -c "$2" /dev/urandom >"$1"; }
+# Puts another byte than the one that is there: FILE OFFSET.
+flip() {
+  local byte
+  byte=$(od -An -tu1 -j "$2" -N 1 "$1")
+  # shellcheck disable=SC2059  # the format is the byte
+  printf "\\x$(printf %x $((byte ^ 0xA5)))" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none
+}
 # The tool in the background, where a shell would have it ignore Ctrl-C.
 start() { exec env --default-signal=INT "$fsys" "$@"; }
 no_leftovers() {

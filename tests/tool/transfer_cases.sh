@@ -163,7 +163,7 @@ case_several_sources_need_a_folder() {
 
 case_verify_names_the_first_bad_offset() {
   expect 0 verify target --size 5M --seed 77
-  printf 'Z' | dd of=target bs=1 seek=3333333 conv=notrunc status=none
+  flip target 3333333
   expect 7 verify target --check-only --seed 77 --json
   is first_bad_offset 3333333
   is error.kind verification
