@@ -190,7 +190,9 @@ case_a_proxys_name_is_made_and_read() {
   # Not from the root: a folder's name above this one may look like a number of channels.
   expect 0 proxy parse ./proxy/proxy-clip.mov
   tells "is a proxy: no height, 0 sound channels"
-  expect 0 proxy parse ./proxy/proxy-none.mov
+  expect 0 proxy parse "$PWD/proxy/proxy-clip.mov"
+  tells "is a proxy: "
+  expect 0 proxy parse "$PWD/proxy/proxy-none.mov"
   tells "is no proxy"
   mkdir .A7
   mv proxy .A7
